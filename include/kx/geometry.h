@@ -1,0 +1,5 @@
+// geometry.h - every public header of the geometry module.
+#ifndef KX_GEOMETRY_H
+#define KX_GEOMETRY_H
+
+#endif

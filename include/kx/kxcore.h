@@ -1,0 +1,10 @@
+// kxcore.h - the umbrella header of the headless core: brings in every module of libkxcore.
+#ifndef KX_KXCORE_H
+#define KX_KXCORE_H
+
+#include "kx/foundation.h"
+#include "kx/objects.h"
+#include "kx/expressions.h"
+#include "kx/geometry.h"
+
+#endif

@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages kxCore builds with, only those that are missing.
+set -euo pipefail
+pkgs=(build-essential cmake ninja-build pkg-config git
+      libgtest-dev libgmock-dev libbenchmark-dev
+      libpcre2-dev libpolyclipping-dev libboost-dev libmuparser-dev
+      clang libclang-rt-14-dev)
+missing=()
+for p in "${pkgs[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "installing: ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  apt-get install -y -qq "${missing[@]}"
+fi

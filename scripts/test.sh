@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Builds kxCore with -Wall -Wextra -Werror and runs every unit test, then does the same again
+# with AddressSanitizer and UndefinedBehaviorSanitizer, then runs each fuzz target for a bounded
+# time when clang is present.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/deps.sh
+jobs=$(nproc)
+fuzz_seconds=${KX_FUZZ_SECONDS:-15}
+
+build_and_test() {  # <build dir> [cmake args...]
+  local dir=$1; shift
+  cmake -S . -B "$dir" -G Ninja -DKX_WERROR=ON "$@"
+  cmake --build "$dir" -j "$jobs"
+  ctest --test-dir "$dir" -j "$jobs" --output-on-failure
+}
+
+build_and_test build/release -DCMAKE_BUILD_TYPE=Release
+build_and_test build/sanitize -DCMAKE_BUILD_TYPE=Debug -DKX_SANITIZE=address,undefined
+
+if command -v clang++ >/dev/null; then
+  cmake -S . -B build/fuzz -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang \
+        -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_SANITIZE=address,undefined \
+        -DKX_BUILD_TESTS=OFF -DKX_BUILD_FUZZ=ON -DKX_WERROR=OFF
+  cmake --build build/fuzz -j "$jobs" --target fuzzers
+  for f in build/fuzz/fuzz/*_fuzz; do
+    name=$(basename "$f")
+    corpus=build/fuzz/corpus/$name
+    mkdir -p "$corpus"
+    seeds=()
+    [ -d "fuzz/corpus/$name" ] && seeds=("fuzz/corpus/$name")
+    echo "fuzzing $name for ${fuzz_seconds}s"
+    "$f" -max_total_time="$fuzz_seconds" -rss_limit_mb=4096 -print_final_stats=0 "$corpus" "${seeds[@]}" \
+      > "build/fuzz/$name.log" 2>&1 || { tail -n 60 "build/fuzz/$name.log"; exit 1; }
+  done
+fi
+echo "all builds and tests passed"
