@@ -2,4 +2,6 @@
 #ifndef KX_FOUNDATION_H
 #define KX_FOUNDATION_H
 
+#include "kx/foundation/kxmath.h"
+
 #endif

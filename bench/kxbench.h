@@ -1,0 +1,73 @@
+// kxbench.h - a main for Google Benchmark programs that prints named ratios after the run.
+//
+// Usage, in place of BENCHMARK_MAIN():
+//   KX_BENCH_MAIN({{"append kx/std", "BM_KxAppend", "BM_StdAppend"}, ...})
+// Each ratio divides the mean real time per iteration of the first benchmark by that of the
+// second; both must be registered in the same program, so both are measured in the same run.
+// A benchmark name is matched on its prefix (so arguments such as "/1024" may follow) and the
+// first match is used unless the full name is given.
+#ifndef KX_BENCH_KXBENCH_H
+#define KX_BENCH_KXBENCH_H
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace kxbench {
+
+struct Ratio {
+    std::string label;
+    std::string numerator;
+    std::string denominator;
+};
+
+class RecordingReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        for (const Run &run : runs)
+            if (run.run_type == Run::RT_Iteration && run.iterations > 0)
+                times_.emplace_back(run.benchmark_name(), run.GetAdjustedRealTime());
+        ConsoleReporter::ReportRuns(runs);
+    }
+    bool Find(const std::string &name, double &time) const
+    {
+        for (const auto &t : times_)
+            if (t.first == name) { time = t.second; return true; }
+        for (const auto &t : times_)
+            if (t.first.compare(0, name.size(), name) == 0) { time = t.second; return true; }
+        return false;
+    }
+
+private:
+    std::vector<std::pair<std::string, double>> times_;
+};
+
+inline int Main(int argc, char **argv, const std::vector<Ratio> &ratios)
+{
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    RecordingReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    std::printf("\nratios (same run):\n");
+    for (const Ratio &r : ratios) {
+        double a = 0, b = 0;
+        if (reporter.Find(r.numerator, a) && reporter.Find(r.denominator, b) && b > 0)
+            std::printf("  %-44s %8.3f\n", r.label.c_str(), a / b);
+        else
+            std::printf("  %-44s (not run)\n", r.label.c_str());
+    }
+    benchmark::Shutdown();
+    return 0;
+}
+
+} // namespace kxbench
+
+#define KX_BENCH_MAIN(...) \
+    int main(int argc, char **argv) { return kxbench::Main(argc, argv, __VA_ARGS__); }
+
+#endif
