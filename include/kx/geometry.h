@@ -2,4 +2,6 @@
 #ifndef KX_GEOMETRY_H
 #define KX_GEOMETRY_H
 
+#include "kx/geometry/kxgeomtypes.h"
+
 #endif
