@@ -3,5 +3,7 @@
 #define KX_FOUNDATION_H
 
 #include "kx/foundation/kxmath.h"
+#include "kx/foundation/kxerror.h"
+#include "kx/foundation/kxlist.h"
 
 #endif
