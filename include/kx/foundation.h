@@ -3,6 +3,8 @@
 #define KX_FOUNDATION_H
 
 #include "kx/foundation/kxmath.h"
+#include "kx/foundation/kxfbuff.h"
+#include "kx/foundation/kxtextblock.h"
 #include "kx/foundation/kxerror.h"
 #include "kx/foundation/kxlist.h"
 

@@ -1,0 +1,142 @@
+// kxtextblock.h - one block of the block text format (header line, indented body, "end"),
+// the whole-file signature check and the syntax-error counter used by every text reader.
+//
+// A block looks like
+//     begin <Type(1.2)> "name"
+//       body lines, each indented by 2 blanks, and nested blocks indented as a whole
+//     end
+// Nesting is found by counting lines whose first word is "begin" or "end" (any case), so a
+// body line must never start with either word. When a block is rewritten, the comments of its
+// previous text are carried into the new one line by line (see StartWrite and
+// FBuff::WriteLine).
+//
+// Choices made here where the format leaves room:
+// - A first word is a run of non-blank characters, so "end//x" is not the word "end".
+// - LoadBlock leaves the source's position where it was when the line there is not a header.
+// - After a failed LoadBlock the block is empty and not Loaded().
+// - getHeader() gives the header line without its leading blanks and its line end.
+// - EndRead() moves to the end of the block and turns skip-comments mode off.
+// - getNBodyLines() counts every line between the header and the closing line, nested blocks'
+//   lines included; in skip-comments mode blank and comment lines are not counted.
+// - AppendEnd() writes "end" at indent 0 and records the body and block ends, but keeps the
+//   previous text, the comment source and the indent.
+// - setHeader() on a block with text replaces its header line in place.
+// - StartRead, eCheckType, eCheckVersion and eCheckSig return true when the block passed;
+//   with an error already pending they do nothing and return false.
+#ifndef KX_FOUNDATION_KXTEXTBLOCK_H
+#define KX_FOUNDATION_KXTEXTBLOCK_H
+
+#include "kx/foundation/kxfbuff.h"
+
+#include <cstdio>
+
+class TextBlock : public FBuff {
+public:
+    TextBlock();
+    TextBlock(const TextBlock &other);
+    TextBlock &operator=(const TextBlock &other);
+    ~TextBlock() override;
+
+    // Writing: StartWrite, body lines (WriteLine/writeline) and finished child blocks
+    // (Append(const FBuff &)), then EndWrite.
+    /// Starts a new text for this block. The block's old text (or `previousText` when the
+    /// block has none) is kept until EndWrite as the source of the comments to carry over.
+    void StartWrite(const TBlockSig &sig, const char *name, const char *previousText = nullptr);
+    /// Writes the closing line and drops the previous text.
+    void EndWrite();
+    /// Writes the closing line only.
+    void AppendEnd();
+    /// Sets type, version and name and (re)writes the header line.
+    void setHeader(const TBlockSig &sig, const char *name);
+    /// The header line for `sig` and `name`, newline included, in a buffer shared by all
+    /// calls: valid until the next call.
+    static const char *MakeTBlockHeader(const TBlockSig &sig, const char *name);
+
+    // Reading.
+    /// Loads the block that starts at the source's position (skipping the source past it and
+    /// the blank and comment lines after it). False, with no error, when the line there is
+    /// not a block header; false with "Missing \"end\" ..." when the block is not closed.
+    [[nodiscard]] bool LoadBlock(FBuff &source);
+    [[nodiscard]] bool LoadBlock(const char *text);
+    /// Checks type (and version when `checkVersion`) into the global error and moves to the
+    /// first body line with skip-comments mode on.
+    bool StartRead(const TBlockSig &sig, bool checkVersion = true);
+    /// The same checks reported through SyntaxErr.
+    [[nodiscard]] bool CheckStartRead(const TBlockSig &sig, bool checkVersion = true);
+    void EndRead();
+    /// Returns to the first body line.
+    void GotoBody();
+    int getNBodyLines();
+    /// True at the end of the body.
+    bool EOB() const;
+
+    // Queries.
+    bool Loaded() const { return major_ != -1 || minor_ != -1; }
+    /// The block's name, or null when it has none.
+    const char *getName() const { return name_; }
+    const char *getType() const { return type_; }
+    const char *getHeader() const { return header_ ? header_ : ""; }
+    int getMajorVer() const { return major_; }
+    int getMinorVer() const { return minor_; }
+    uint32_t getBodyStart() const { return bodyStart_; }
+    uint32_t getBodyEnd() const { return bodyEnd_; }
+    uint32_t getBlockEnd() const { return blockEnd_; }
+    void setName(const char *name);
+    void setType(const char *type);
+    bool IsType(const char *type) const;
+    bool IsType(const TBlockSig &sig) const { return IsType(sig.type); }
+    /// Majors equal and minorLow <= minor <= minorHigh (minorHigh < 0: minor == minorLow;
+    /// minorLow < 0: any minor).
+    bool IsVersion(int major, int minorLow, int minorHigh = -1) const;
+    bool IsVersion(const TBlockSig &sig) const { return IsVersion(sig.major, sig.minor); }
+    bool VersionAtLeast(int major, int minor) const;
+    bool VersionAtLeast(const TBlockSig &sig) const { return VersionAtLeast(sig.major, sig.minor); }
+    bool IsBeforeVersion(int major, int minor) const { return !VersionAtLeast(major, minor); }
+    bool IsBeforeVersion(const TBlockSig &sig) const { return IsBeforeVersion(sig.major, sig.minor); }
+    bool IsAfterVersion(int major, int minor) const { return VersionAtLeast(major, minor + 1); }
+    bool IsAfterVersion(const TBlockSig &sig) const { return IsAfterVersion(sig.major, sig.minor); }
+
+    // Checks reporting into the global error.
+    bool eCheckType(const char *type);
+    bool eCheckVersion(int major, int minorLow, int minorHigh = -1);
+    bool eCheckSig(const TBlockSig &sig);
+
+private:
+    bool LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool skipWhitespace);
+    bool StartChecks(const TBlockSig &sig, bool checkVersion, bool asSyntaxErrors);
+    void ParseHeader(const char *line, size_t n);
+    void SetHeaderLine(const char *line, size_t n);
+    void ResetBlock();
+    void CopyBlockFields(const TextBlock &other);
+
+    uint32_t blockEnd_ = 0;
+    uint32_t bodyStart_ = 0;
+    uint32_t bodyEnd_ = 0;
+    int32_t major_ = -1;
+    int32_t minor_ = -1;
+    char *name_ = nullptr;
+    char type_[32] = {};
+    TextBlock *previousText_ = nullptr;
+    char *header_ = nullptr;
+};
+
+/// Compares a whole-file signature "name(version)" with the expected one: names without
+/// regard to case, versions exactly. Returns 0 on a match; otherwise sets the global error
+/// (code 1 for a wrong name, 2 for a wrong version) and returns 1.
+int checksig(const char *found, const char *expected, const char *fileName);
+/// The same with the signature taken from the first line of `file`.
+int checksig(FILE *file, const char *expected, const char *fileName);
+
+/// Prints a syntax error found while reading text (through wlprintf), counts it and sets the
+/// syntax-error flag. A message of 1,000 characters or more is fatal.
+void SyntaxErr(const char *fmt, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 1, 2)))
+#endif
+    ;
+/// Clears the syntax-error flag and count.
+void ResetSyntaxErrFlag();
+bool GetSyntaxErrFlag();
+int GetSyntaxErrCount();
+
+#endif
