@@ -1,0 +1,340 @@
+// kxfnparser.h - the formula language: parsers holding the built-in and registered functions and
+// constants (KXFuncParserR / KXFuncParserC), and compiled expressions (KXExpressionR /
+// KXExpressionC) that are compiled once and evaluated many times with fresh parameter values.
+//
+// Syntax
+// ------
+// Numbers: decimal with an optional exponent ("1e5", "2.5e-3", ".5"); a letter directly after a
+// digit or a full stop belongs to the number, so "2x" is a malformed number, not 2 times x.
+// Names: a letter, then letters, digits and underscores; registered constants are written with a
+// leading underscore ("_PI"). A name is a declared parameter or a constant; followed by round
+// brackets it is a function call, followed by square brackets an element of a vector parameter.
+// Blanks may surround any part of a formula.
+//
+// The text is split at operators, the outermost level first, each side compiled by the same rules:
+//   1. a single "=" (not part of "==", "!=", "<=", ">=") splits into two sides; the first one
+//      is split there, so "a = b = c" is a - (b - c);
+//   2. comparisons "==", "!=", "<=", ">=", "<", ">" (left to right);
+//   3. "+" and "-" (left to right), a sign being binary unless it is the first or last character,
+//      the character before it is "*", "/" or "+", the character after it is "*", "/", "+" or
+//      "-", or it belongs to the exponent of a number (2.5e-3 is one number, x2e-3 subtracts 3
+//      from x2e);
+//   4. "*" and "/" (left to right), never a "*" of "**";
+//   5. a leading "+" or "-" applied to the whole rest;
+//   6. "**" (right to left): 2**3**2 is 2**(3**2) = 512;
+//   7. a number, a name, a call, an indexed name or a bracketed sub-expression.
+// Choices made where the language left room:
+//   - "**" binds tighter than a leading sign and associates to the right: -2**2 is -4.
+//   - "<" and ">" alone are comparisons; a comparison gives 1 or 0.
+//   - "a = b" evaluates to a - b, a residual a solver can drive to zero.
+//   - Blanks are skipped when looking at the characters around a sign ("a * -b" is a*(-b));
+//     the exponent rule looks at the adjacent characters only.
+//   - max and min need at least one argument.
+//   - spline is the natural cubic spline (second derivative zero at both ends) and extrapolates
+//     linearly with the end slopes.
+//   - In the complex variant max, min, comparisons, if conditions, sign and the positions of
+//     spline and lininterp use real parts; max, min and lininterp reject a non-zero imaginary
+//     part where it must be real, spline ignores it. sqrt, ln, log10, asin and acos follow the
+//     principal complex branch, so only ln(0) and log10(0) are domain errors there. A power
+//     whose operands are both real stays real when the result is (so (-2)**2 is exactly 4).
+//   - if evaluates only the branch it takes; a condition holds when its value is non-zero, a
+//     NaN condition is the "conditional operator evaluation error".
+//   - Registered functions are taken to be pure: a call whose arguments use no parameter is
+//     computed once at compile time (unless that computation reports an error, which is then
+//     left to each evaluation).
+//   - Evaluation stops at the first operation that leaves the global error record set and
+//     returns 0. lininterp reports every faulty abscissa and still returns its value, which then
+//     ends the evaluation like any other fault.
+//
+// Compiled form and limits
+// ------------------------
+// Compile turns the text into a flat postfix program over a value stack; constant sub-formulas
+// are folded, binary operators take a constant or parameter operand directly, and a spline whose
+// table is constant is prepared once. Evaluate walks the program without allocating and without
+// reading the text. A program may hold up to kxExprMaxCode instructions, use up to
+// kxExprMaxStack stack slots and nest up to kxExprMaxDepth brackets, calls and signs; beyond any
+// of these Compile reports "expression too complicated\n". So a formula of 100,000 nested brackets
+// ends with that error, not with a stack overflow.
+//
+// Parameters
+// ----------
+// DeclareParam(name, expression, flags, index) declares a name the formula may use:
+//   - expression: empty for a parameter whose value the caller sets (SetValue on GetParam(i), or
+//     the values array given to Evaluate). A non-empty expression makes the name stand for that
+//     formula: each use compiles it in place (it may use constants and the parameters declared
+//     before it).
+//   - flags: kxParamVector declares a vector parameter, bound with SetVector and used as
+//     name[index] (index rounded to the nearest integer).
+//   - index: the 0-based position in the parameter list, -1 to append. Declaring a name again
+//     replaces its expression and flags and keeps its position and value.
+// Parameters are indexed from 0 in declaration order. A parameter the formula uses that has no
+// value when Evaluate() runs gives "undesolved variable \"%s\"\n".
+//
+// Errors never throw: Compile returns false and Evaluate returns 0 with the global `error` set to
+// the texts of the fault table below; the caller reads and resets `error` after Evaluate. An
+// expression that is not compiled compiles itself at its next Evaluate (a failed compilation
+// reports its text again at every Evaluate).
+//   "missing bracket\n", "missing square bracket\n", "too many arguments to if function\n",
+//   "expression too complicated\n", "parse error\n", "undefined function \"%s\"\n",
+//   "wrong number of arguments in function \"%s\"\n", "variable \"%s\" is not a vector\n",
+//   "undefined variable \"%s\"\n", "index %d out of range (%d %d) in variable \"%s\"\n",
+//   "undesolved variable \"%s\"\n", "division by zero", "conditional operator evaluation error\n",
+//   and the texts of the built-in functions (domain errors, argument counts of lininterp,
+//   spline, max and min).
+#ifndef KX_EXPRESSIONS_KXFNPARSER_H
+#define KX_EXPRESSIONS_KXFNPARSER_H
+
+#include "kx/foundation/kxstring.h"
+
+#include <complex>
+#include <cstdint>
+#include <vector>
+
+/// Limits of a compiled program (see "Compiled form and limits" above).
+constexpr int kxExprMaxCode = 16384;
+constexpr int kxExprMaxStack = 256;
+constexpr int kxExprMaxDepth = 200;
+
+/// DeclareParam flag: the parameter is a vector, used as name[index].
+constexpr int kxParamVector = 1;
+
+// ---------------------------------------------------------------------------------------------
+/// The evaluated arguments of one call of a built-in or registered function, in order, indexed
+/// from 0. A view on the evaluator's stack: valid only during the call.
+template <class T>
+class KXParListT {
+public:
+    KXParListT(const T *args, int count) : args_(args), count_(count) {}
+
+    [[nodiscard]] int Count() const { return count_; }
+    /// Argument i, 0 <= i < Count().
+    const T &operator[](int i) const { return args_[i]; }
+    const T *begin() const { return args_; }
+    const T *end() const { return args_ + count_; }
+
+private:
+    const T *args_;
+    int count_;
+};
+
+using ParListR = KXParListT<double>;
+using ParListC = KXParListT<std::complex<double>>;
+
+// ---------------------------------------------------------------------------------------------
+/// A registered function: its routine, its name and its number of arguments (-1: any number).
+/// The routine reports a domain error through the global `error` and returns a value anyway.
+template <class T>
+struct KXFuncDataEltT {
+    typedef T (*Routine)(const KXParListT<T> &args);
+
+    Routine routine = nullptr;
+    KXString name;
+    int nargs = 0;
+    /// Non-zero for a built-in that the evaluator runs inline (same result as the routine).
+    int inlineOp = 0;
+};
+
+using FuncDataEltR = KXFuncDataEltT<double>;
+using FuncDataEltC = KXFuncDataEltT<std::complex<double>>;
+
+// ---------------------------------------------------------------------------------------------
+/// A named value: a declared parameter of an expression (name, expression text, the value the
+/// caller sets before each evaluation) or a registered constant (empty expression, fixed value,
+/// a description).
+template <class T>
+class KXParameterT {
+public:
+    KXParameterT() = default;
+    KXParameterT(const KXString &name, const KXString &expression, int flags = 0)
+        : name_(name), expression_(expression), flags_(flags) {}
+
+    [[nodiscard]] const KXString &Name() const { return name_; }
+    [[nodiscard]] const KXString &Expression() const { return expression_; }
+    [[nodiscard]] int Flags() const { return flags_; }
+    [[nodiscard]] bool IsVector() const { return (flags_ & kxParamVector) != 0; }
+    [[nodiscard]] const KXString &Description() const { return description_; }
+    void SetDescription(const KXString &text) { description_ = text; }
+
+    /// The scalar value and whether one was set since declaration (or ClearValue).
+    [[nodiscard]] const T &Value() const { return value_; }
+    [[nodiscard]] bool HasValue() const { return hasValue_; }
+    void SetValue(const T &value) { value_ = value; hasValue_ = true; }
+    void ClearValue() { value_ = T(); hasValue_ = false; }
+
+    /// Binds a vector parameter to storage the caller owns and keeps alive while the expression
+    /// is evaluated: data[0] is element lbd, data[ubd - lbd] element ubd. A null data unbinds.
+    void SetVector(const T *data, int lbd, int ubd) { data_ = data; lbd_ = lbd; ubd_ = ubd; }
+    [[nodiscard]] const T *VectorData() const { return data_; }
+    [[nodiscard]] int VectorLbd() const { return lbd_; }
+    [[nodiscard]] int VectorUbd() const { return ubd_; }
+
+private:
+    template <class> friend class KXExpressionT;
+    template <class> friend class KXFuncParserT;
+
+    KXString name_;
+    KXString expression_;
+    KXString description_;
+    T value_ = T();
+    const T *data_ = nullptr;
+    int lbd_ = 0;
+    int ubd_ = -1;
+    int flags_ = 0;
+    bool hasValue_ = false;
+};
+
+using KXParameterR = KXParameterT<double>;
+using KXParameterC = KXParameterT<std::complex<double>>;
+
+// ---------------------------------------------------------------------------------------------
+/// The table of functions and constants that expressions are compiled against. The derived
+/// KXFuncParserR and KXFuncParserC register the built-ins on construction; further functions and
+/// constants may be registered at any time (expressions compiled before keep what they saw).
+template <class T>
+class KXFuncParserT {
+public:
+    typedef typename KXFuncDataEltT<T>::Routine Routine;
+
+    virtual ~KXFuncParserT() = default;
+
+    /// Adds a function (nargs -1 for any number of arguments); a name already registered is
+    /// replaced. False (nothing registered) for a null routine, an empty name or nargs < -1.
+    bool RegisterFunction(Routine routine, const KXString &name, int nargs);
+    /// Adds a constant (replacing one of the same name). False for an empty name.
+    bool RegisterConstant(const KXString &name, const T &value, const KXString &description);
+
+    [[nodiscard]] bool IsFunctionRegistered(const KXString &name) const;
+    [[nodiscard]] bool IsConstantRegistered(const KXString &name) const;
+
+    /// The entry of a function or constant, or null. The pointer is valid until the next
+    /// registration.
+    [[nodiscard]] const KXFuncDataEltT<T> *FindFunction(const char *name, int length) const;
+    [[nodiscard]] const KXParameterT<T> *FindConstant(const char *name, int length) const;
+
+    /// Registered functions in order of registration, indexed from 0.
+    [[nodiscard]] int FunctionCount() const { return static_cast<int>(functions_.size()); }
+    [[nodiscard]] const KXFuncDataEltT<T> &GetFunction(int i) const { return functions_[i]; }
+    [[nodiscard]] int ConstantCount() const { return static_cast<int>(constants_.size()); }
+    [[nodiscard]] const KXParameterT<T> &GetConstant(int i) const { return constants_[i]; }
+
+protected:
+    KXFuncParserT() = default;
+    void RegisterBuiltin(Routine routine, const char *name, int nargs, int inlineOp);
+
+private:
+    std::vector<KXFuncDataEltT<T>> functions_;
+    std::vector<KXParameterT<T>> constants_;
+};
+
+/// The real parser: sqrt, sign, pow, **, abs, spline, max, min, lininterp, exp, sin, cos, tan,
+/// sinh, cosh, tanh, ln, log10, asin, acos, atan, if (in this order) and the constant _PI.
+class KXFuncParserR : public KXFuncParserT<double> {
+public:
+    KXFuncParserR();
+};
+
+/// The complex parser: the real parser's functions, then real, imag and arg; the constant _PI.
+class KXFuncParserC : public KXFuncParserT<std::complex<double>> {
+public:
+    KXFuncParserC();
+};
+
+/// The one process-wide complex parser (named variables are compiled against it).
+KXFuncParserC &kxGetComplexParser();
+/// The process-wide real parser used by real expressions made without a parser.
+KXFuncParserR &kxGetRealParser();
+
+// ---------------------------------------------------------------------------------------------
+/// One instruction of a compiled program (internal to the evaluator).
+template <class T>
+struct KXExprInstr {
+    int32_t op;
+    int32_t arg;
+    union {
+        T constant;
+        typename KXFuncDataEltT<T>::Routine routine;
+        const char *name;
+    };
+    KXExprInstr() : op(0), arg(0), constant() {}
+};
+
+class CSpline;
+
+/// A formula compiled against a parser. Copies are independent and keep the compiled program.
+template <class T>
+class KXExpressionT {
+public:
+    explicit KXExpressionT(const KXFuncParserT<T> *parser);
+    KXExpressionT(const KXExpressionT &other);
+    KXExpressionT &operator=(const KXExpressionT &other);
+    virtual ~KXExpressionT();
+
+    /// Sets the formula text; the expression must be compiled again.
+    void setExpression(const KXString &text);
+    [[nodiscard]] const KXString &GetExpression() const { return text_; }
+
+    /// Declares a name the formula may use (see "Parameters" above).
+    void DeclareParam(const KXString &name, const KXString &expression, int flags, int index);
+    /// Removes every declared parameter.
+    void ClearParams();
+    [[nodiscard]] int ParamCount() const { return static_cast<int>(params_.size()); }
+    /// Parameter i, 0 <= i < ParamCount(), in declaration order.
+    [[nodiscard]] KXParameterT<T> &GetParam(int i) { return params_[i]; }
+    [[nodiscard]] const KXParameterT<T> &GetParam(int i) const { return params_[i]; }
+    /// The 0-based index of a declared parameter, or -1.
+    [[nodiscard]] int FindParam(const KXString &name) const;
+
+    /// Parses the text against the parser's functions and constants and the declared
+    /// parameters. On failure `error` holds the fault and false is returned.
+    [[nodiscard]] bool Compile();
+    [[nodiscard]] bool IsCompiled() const { return state_ == Compiled; }
+
+    /// The value with the parameters' current values (compiling first when needed).
+    T Evaluate();
+    /// The value with values[i] for scalar parameter i (the parameters' own values are not
+    /// read); `values` must hold ParamCount() entries.
+    T Evaluate(const T *values);
+
+    /// Number of instructions in the compiled program (0 when not compiled).
+    [[nodiscard]] int ProgramSize() const { return static_cast<int>(code_.size()); }
+    /// True when the compiled program is a single constant.
+    [[nodiscard]] bool IsConstant() const;
+
+private:
+    enum State { NotCompiled, Compiled, Failed };
+    class Compiler;
+    template <class Values>
+    T Run(const KXExprInstr<T> *code, int size, const Values &values) const;
+    T Prepare(bool checkValues);
+    [[nodiscard]] bool CheckUsedValues() const;
+
+    const KXFuncParserT<T> *parser_;
+    KXString text_;
+    std::vector<KXParameterT<T>> params_;
+    std::vector<KXExprInstr<T>> code_;
+    std::vector<int> usedParams_;
+    std::vector<CSpline *> tables_;   ///< owned: splines of constant tables
+    KXString failure_;                ///< text of a failed compilation
+    State state_ = NotCompiled;
+};
+
+/// A real formula (weight functions and other formulas real by nature).
+class KXExpressionR : public KXExpressionT<double> {
+public:
+    /// A null parser means kxGetRealParser().
+    explicit KXExpressionR(const KXFuncParserR *parser = nullptr);
+};
+
+/// A complex formula (named variables are evaluated with it).
+class KXExpressionC : public KXExpressionT<std::complex<double>> {
+public:
+    /// A null parser means kxGetComplexParser().
+    explicit KXExpressionC(const KXFuncParserC *parser = nullptr);
+};
+
+extern template class KXFuncParserT<double>;
+extern template class KXFuncParserT<std::complex<double>>;
+extern template class KXExpressionT<double>;
+extern template class KXExpressionT<std::complex<double>>;
+
+#endif
