@@ -7,5 +7,10 @@
 #include "kx/foundation/kxtextblock.h"
 #include "kx/foundation/kxerror.h"
 #include "kx/foundation/kxlist.h"
+#include "kx/foundation/kxarray.h"
+#include "kx/foundation/kxdynarray.h"
+#include "kx/foundation/kxgarbage.h"
+#include "kx/foundation/kxstreambuf.h"
+#include "kx/foundation/kxunits.h"
 
 #endif

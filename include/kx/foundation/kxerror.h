@@ -69,7 +69,7 @@ public:
     static constexpr int TextSize = 1024;      ///< size of the text field, terminator included
     static constexpr int FormatLimit = 4095;   ///< formatted pieces this long are an overrun
 
-    Error();
+    constexpr Error() {}
     Error(const Error &other);
     ~Error();
 

@@ -1,0 +1,152 @@
+// kxdynarray.h - append-only arrays indexed from 0 whose elements never move.
+//
+// The arrays grow in blocks of a fixed number of elements: block 0 is allocated at the first
+// Add, and the addresses of blocks 1, 2, ... are kept in a table that is itself a
+// kxVoidPointerArray with the same block size. Blocks are never reallocated, so a reference to
+// an element stays valid until Clear or destruction, and Add never copies earlier elements.
+//
+// kxIntArray, kxBoolArray, kxDoubleArray, kxVoidPointerArray and kxGarbageArrayArray are the
+// instances in use; kxDynArray<T> is the template underneath them. Copies are deep (the copy
+// has its own blocks with the same block size).
+//
+// An index outside 0..Size()-1 is fatal through exitfn, exit code 1.
+#ifndef KX_FOUNDATION_KXDYNARRAY_H
+#define KX_FOUNDATION_KXDYNARRAY_H
+
+#include "kx/foundation/kxerror.h"
+
+template <class T>
+class kxDynArray {
+public:
+    /// A block size below 1 is taken as 1.
+    explicit kxDynArray(int blockSize = 64) : blockSize_(blockSize < 1 ? 1 : blockSize),
+                                              slot_(blockSize_) {}
+    kxDynArray(const kxDynArray &other) : kxDynArray(other.blockSize_) { CopyFrom(other); }
+    kxDynArray &operator=(const kxDynArray &other);
+    ~kxDynArray() { Clear(); }
+
+    /// Appends a copy of `value`; returns its 0-based index.
+    int Add(const T &value)
+    {
+        if (slot_ == blockSize_)
+            NewBlock();
+        block_[slot_++] = value;
+        return count_++;
+    }
+
+    /// The element at 0-based i (0 <= i < Size()).
+    T &operator[](int i) const;
+
+    [[nodiscard]] int Size() const { return count_; }
+    [[nodiscard]] int BlockSize() const { return blockSize_; }
+
+    /// Frees every block and the block table; Size() becomes 0.
+    void Clear();
+
+private:
+    void NewBlock();
+    void CopyFrom(const kxDynArray &other);
+
+    int blockSize_;
+    int count_ = 0;
+    T *first_ = nullptr;                       // block 0
+    kxDynArray<void *> *further_ = nullptr;    // addresses of blocks 1, 2, ...
+    T *block_ = nullptr;                       // the block being filled
+    int slot_;                                 // next free slot in block_ (blockSize_: full)
+};
+
+template <class T>
+kxDynArray<T> &kxDynArray<T>::operator=(const kxDynArray &other)
+{
+    if (this == &other)
+        return *this;
+    Clear();
+    blockSize_ = other.blockSize_;
+    slot_ = blockSize_;
+    CopyFrom(other);
+    return *this;
+}
+
+template <class T>
+void kxDynArray<T>::CopyFrom(const kxDynArray &other)
+{
+    for (int i = 0; i < other.count_; ++i)
+        Add(other[i]);
+}
+
+template <class T>
+void kxDynArray<T>::NewBlock()
+{
+    block_ = new T[blockSize_];
+    slot_ = 0;
+    if (count_ == 0) {
+        first_ = block_;
+        return;
+    }
+    if (!further_)
+        further_ = new kxDynArray<void *>(blockSize_);
+    further_->Add(block_);
+}
+
+template <class T>
+T &kxDynArray<T>::operator[](int i) const
+{
+    if (i < 0 || i >= count_)
+        exitfn(1, "Dynamic array index %d out of bounds 0 <= index < %d\n", i, count_);
+    const int block = i / blockSize_;
+    const int slot = i % blockSize_;
+    if (block == 0)
+        return first_[slot];
+    return static_cast<T *>((*further_)[block - 1])[slot];
+}
+
+template <class T>
+void kxDynArray<T>::Clear()
+{
+    if (further_) {
+        for (int b = 0; b < further_->Size(); ++b)
+            delete[] static_cast<T *>((*further_)[b]);
+        delete further_;
+        further_ = nullptr;
+    }
+    delete[] first_;
+    first_ = nullptr;
+    block_ = nullptr;
+    slot_ = blockSize_;
+    count_ = 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+
+/// A registered pointer and whether it is still to be freed.
+struct kxGarbageArray {
+    void *pointer = nullptr;
+    bool live = false;
+};
+
+class kxIntArray : public kxDynArray<int> {
+public:
+    using kxDynArray<int>::kxDynArray;
+};
+
+class kxBoolArray : public kxDynArray<bool> {
+public:
+    using kxDynArray<bool>::kxDynArray;
+};
+
+class kxDoubleArray : public kxDynArray<double> {
+public:
+    using kxDynArray<double>::kxDynArray;
+};
+
+class kxVoidPointerArray : public kxDynArray<void *> {
+public:
+    using kxDynArray<void *>::kxDynArray;
+};
+
+class kxGarbageArrayArray : public kxDynArray<kxGarbageArray> {
+public:
+    using kxDynArray<kxGarbageArray>::kxDynArray;
+};
+
+#endif
