@@ -3,6 +3,9 @@
 #define KX_FOUNDATION_H
 
 #include "kx/foundation/kxmath.h"
+#include "kx/foundation/kxstring.h"
+#include "kx/foundation/kxregex.h"
+#include "kx/foundation/kxtokenizer.h"
 #include "kx/foundation/kxfbuff.h"
 #include "kx/foundation/kxtextblock.h"
 #include "kx/foundation/kxerror.h"

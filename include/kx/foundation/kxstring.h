@@ -1,0 +1,485 @@
+// kxstring.h - KXString, the library's one text type: a byte string with an explicit length,
+// an always-present terminating zero byte and a growth policy of its own; KXSubString views on
+// it; and the free functions that fix how numbers are written to and read from text.
+//
+// Representation and ownership
+// ----------------------------
+// A KXString holds exactly one pointer to a KXStrRep block (length, capacity, characters and a
+// terminating zero). There is no reference count and no copy-on-write: copying a string copies
+// its characters into a block of its own. Every empty string that never owned a block points
+// at one shared, static, empty representation that is never written and never freed; any
+// operation that writes allocates a fresh block first. Moving a string hands its block over
+// and leaves the source on the shared empty representation.
+//
+// Allocation rule: for a wanted length n the block size b starts at 16 and is doubled (at least
+// once) until b >= n + 16; the recorded capacity is b - 16, so capacities run 16, 48, 112,
+// 240, ... A block that is large enough is reused in place, shortening never reallocates, and
+// a block size above 0x40000002 is refused with "Requested length out of range".
+//
+// Positions are 0-based; -1 means "not found". Searches (Index, Contains, At, Before, Through,
+// After, From, Del by pattern) take a start position: 0 or more searches forward from it, a
+// negative one searches backward for the last match that ends at or before position
+// Length() + start (so -1 finds the last occurrence). An empty pattern or an empty string finds
+// nothing.
+//
+// Faults (an index outside 0 .. Length()-1, an impossible length) go through KXString::Error,
+// which hands "KXString" and the message to kxLibraryError (fatal, exit code 1).
+//
+// Choices made where the behaviour was open:
+// - Comparisons are length-aware: bytes are compared up to the first difference, the shorter
+//   string counting as followed by its terminating zero byte. For strings without embedded zero
+//   bytes this is exactly the zero-terminated comparison. The exact comparisons (the relational
+//   operators, CompareTo(exact)) take the first difference as a signed 8-bit value (wrapped to
+//   -128 .. 127), so bytes 128 or more apart order in reverse; this is deliberate.
+// - CompareTo(ignoreCase) and FCompare return the difference of the first differing folded
+//   bytes as unsigned byte values (not wrapped), else the difference of the lengths.
+// - Freq counts non-overlapping occurrences from left to right (as GSub replaces them).
+// - First(text) and Last(text) are the first and last occurrences of the whole text.
+// - Contains(pattern, pos) is true when the pattern occurs starting at pos (for a negative pos:
+//   ending at position Length() + pos).
+// - A null `const char *` is accepted everywhere as the empty text.
+// - The constructor from one character is explicit, so that integers never turn into strings
+//   by accident.
+#ifndef KX_FOUNDATION_KXSTRING_H
+#define KX_FOUNDATION_KXSTRING_H
+
+#include <complex>
+#include <cstdint>
+#include <cstring>
+
+class KXRegex;
+class KXString;
+class KXSubString;
+
+/// The character block of a KXString, allocated as one piece: two header words, then the
+/// characters followed by a zero byte. `chars` extends past its declared size to capacity + 1.
+struct KXStrRep {
+    uint32_t length;    ///< characters in use
+    uint32_t capacity;  ///< largest length that fits without reallocation
+    char chars[1];      ///< the characters and the terminating zero
+
+    /// Block size b for a wanted length n (allocation rule); 0 when the size overflows.
+    [[nodiscard]] static uint32_t BlockSize(uint32_t n);
+};
+
+/// The shared empty representation (length 0, capacity 0). Never written, never freed.
+extern KXStrRep kxEmptyStrRep;
+
+class KXString {
+public:
+    enum CaseCompare { exact = 0, ignoreCase = 1 };
+    enum StripType { leading = 1, trailing = 2, both = 3 };
+
+    // -- construction and assignment -----------------------------------------------------
+    constexpr KXString() noexcept : rep(&kxEmptyStrRep) {}
+    KXString(const KXString &other);
+    KXString(KXString &&other) noexcept : rep(other.rep) { other.rep = &kxEmptyStrRep; }
+    KXString(const char *text);
+    KXString(const char *text, int length);
+    KXString(const KXSubString &view);
+    explicit KXString(char c);
+    ~KXString() { Release(); }
+
+    KXString &operator=(const KXString &other);
+    KXString &operator=(KXString &&other) noexcept;
+    KXString &operator=(const char *text);
+    KXString &operator=(const KXSubString &view);
+    KXString &operator=(char c);
+
+    /// Replaces the contents by `length` bytes at `text` (which may lie inside this string).
+    KXString &Assign(const char *text, int length);
+
+    /// Resizes to length n, keeping the contents as far as they fit (new bytes are zero).
+    void Alloc(int n);
+    /// The capacity of the owned block (0 for the shared empty representation).
+    [[nodiscard]] int Allocation() const noexcept { return static_cast<int>(rep->capacity); }
+    [[nodiscard]] int Length() const noexcept { return static_cast<int>(rep->length); }
+    [[nodiscard]] bool Empty() const noexcept { return rep->length == 0; }
+    /// True for a string that owns no block (the shared empty representation).
+    [[nodiscard]] bool IsNull() const noexcept { return rep == nullptr || rep == &kxEmptyStrRep; }
+    [[nodiscard]] bool IsDefined() const noexcept { return !IsNull(); }
+    /// The representation itself (for inspection; the string owns it).
+    [[nodiscard]] const KXStrRep *Rep() const noexcept { return rep; }
+
+    /// The characters, zero-terminated; valid until the string is next changed or destroyed.
+    operator const char *() const noexcept { return rep->chars; }
+    [[nodiscard]] const char *c_str() const noexcept { return rep->chars; }
+
+    // -- element access ("invalid index" outside 0 .. Length()-1) ---------------------------
+    char &operator[](int i)
+    {
+        if (static_cast<uint32_t>(i) >= rep->length)
+            return BadIndex();
+        return rep->chars[i];
+    }
+    char operator[](int i) const { return Elem(i); }
+    [[nodiscard]] char Elem(int i) const
+    {
+        if (static_cast<uint32_t>(i) >= rep->length)
+            return BadIndex();
+        return rep->chars[i];
+    }
+    [[nodiscard]] char Firstchar() const { return Elem(0); }
+    [[nodiscard]] char Lastchar() const { return Elem(Length() - 1); }
+
+    // -- concatenation ------------------------------------------------------------------------
+    KXString &Append(const char *text, int length)
+    {
+        if (length <= 0)
+            return *this;
+        const uint32_t newLength = rep->length + static_cast<uint32_t>(length);
+        if (newLength > rep->capacity || newLength < rep->length)
+            return AppendGrow(text, length);
+        std::memcpy(rep->chars + rep->length, text, static_cast<size_t>(length));
+        rep->chars[newLength] = '\0';
+        rep->length = newLength;
+        return *this;
+    }
+    KXString &Append(const char *text) { return text ? Append(text, static_cast<int>(std::strlen(text))) : *this; }
+    KXString &Append(const KXString &s) { return Append(s.rep->chars, s.Length()); }
+    KXString &operator+=(const KXString &s) { return Append(s.rep->chars, s.Length()); }
+    KXString &operator+=(const KXSubString &view);
+    KXString &operator+=(const char *text) { return Append(text); }
+    KXString &operator+=(char c)
+    {
+        if (rep->length >= rep->capacity)
+            return Append(&c, 1);
+        rep->chars[rep->length++] = c;
+        rep->chars[rep->length] = '\0';
+        return *this;
+    }
+
+    KXString &Prepend(const char *text);
+    KXString &Prepend(const KXString &s);
+    KXString &Prepend(const KXSubString &view);
+    KXString &Prepend(char c);
+
+    /// Replaces the contents by the pieces a, b and c joined (any may lie inside this string).
+    void Scat(const char *a, int la, const char *b, int lb, const char *c = nullptr, int lc = 0);
+    /// Puts `length` bytes at `text` in front of the contents.
+    void Sprepend(const char *text, int length);
+
+    // -- editing ------------------------------------------------------------------------------
+    /// Inserts before position pos (0 .. Length()); other positions report "invalid index".
+    void Insert(int pos, const char *text);
+    void Insert(int pos, const KXString &s);
+    /// Replaces the len characters at pos (clipped to the end) by the text.
+    void Replace(int pos, int len, const char *text);
+    void Replace(int pos, int len, const KXString &s);
+    void Replace(int pos, int len, const char *text, int textLength);
+    /// Deletes the len characters at pos (clipped to the end); nothing outside the string.
+    void Del(int pos, int len);
+    void Remove(int pos, int len) { Del(pos, len); }
+    /// Deletes the first match found from startpos (search rule above).
+    void Del(char c, int startpos = 0);
+    void Del(const char *pattern, int startpos = 0);
+    void Del(const KXString &pattern, int startpos = 0);
+    void Del(const KXSubString &pattern, int startpos = 0);
+    void Del(const KXRegex &pattern, int startpos = 0);
+    /// Replaces every non-overlapping match, left to right; returns the number replaced.
+    int GSub(const char *pattern, const char *replacement);
+    int GSub(const char *pattern, const KXString &replacement);
+    int GSub(const KXString &pattern, const char *replacement);
+    int GSub(const KXString &pattern, const KXString &replacement);
+    int GSub(const KXSubString &pattern, const char *replacement);
+    int GSub(const KXSubString &pattern, const KXString &replacement);
+    int GSub(const KXRegex &pattern, const char *replacement);
+    int GSub(const KXRegex &pattern, const KXString &replacement);
+
+    void Reverse();
+    /// Folds a-z to A-Z (Downcase: A-Z to a-z) only; other bytes are left alone.
+    void Upcase();
+    void Downcase();
+    /// Makes a lower-case letter that begins a word upper-case and the rest of the word
+    /// (letters, digits, apostrophes) lower-case.
+    void Capitalize();
+
+    // -- searching (positions, -1 when not found) ---------------------------------------------
+    [[nodiscard]] int Index(char c, int startpos = 0) const;
+    [[nodiscard]] int Index(const char *pattern, int startpos = 0) const;
+    [[nodiscard]] int Index(const KXString &pattern, int startpos = 0) const;
+    [[nodiscard]] int Index(const KXSubString &pattern, int startpos = 0) const;
+    [[nodiscard]] int Index(const KXRegex &pattern, int startpos = 0) const;
+    [[nodiscard]] int Index(const char *pattern, int startpos, CaseCompare cmp) const;
+    [[nodiscard]] int Index(const KXString &pattern, int startpos, CaseCompare cmp) const;
+    /// The search primitive: `length` bytes at `pattern`, search rule as above.
+    [[nodiscard]] int Search(const char *pattern, int length, int startpos = 0,
+                             CaseCompare cmp = exact) const;
+
+    [[nodiscard]] int Contains(char c) const { return Index(c) >= 0; }
+    [[nodiscard]] int Contains(const char *pattern) const { return Index(pattern) >= 0; }
+    [[nodiscard]] int Contains(const KXString &pattern) const { return Index(pattern) >= 0; }
+    [[nodiscard]] int Contains(const KXSubString &pattern) const { return Index(pattern) >= 0; }
+    [[nodiscard]] int Contains(const KXRegex &pattern) const { return Index(pattern) >= 0; }
+    [[nodiscard]] int Contains(const char *pattern, CaseCompare cmp) const { return Index(pattern, 0, cmp) >= 0; }
+    [[nodiscard]] int Contains(const KXString &pattern, CaseCompare cmp) const { return Index(pattern, 0, cmp) >= 0; }
+    /// 1 when the pattern occurs starting at pos (negative pos: ending at Length() + pos).
+    [[nodiscard]] int Contains(char c, int pos) const;
+    [[nodiscard]] int Contains(const char *pattern, int pos) const;
+    [[nodiscard]] int Contains(const KXString &pattern, int pos) const;
+    [[nodiscard]] int Contains(const KXSubString &pattern, int pos) const;
+    [[nodiscard]] int Contains(const KXRegex &pattern, int pos) const;
+    /// 1 when the pattern covers exactly pos .. end (negative pos: exactly 0 .. Length() + pos).
+    [[nodiscard]] int Matches(char c, int pos = 0) const;
+    [[nodiscard]] int Matches(const char *pattern, int pos = 0) const;
+    [[nodiscard]] int Matches(const KXString &pattern, int pos = 0) const;
+    [[nodiscard]] int Matches(const KXSubString &pattern, int pos = 0) const;
+    [[nodiscard]] int Matches(const KXRegex &pattern, int pos = 0) const;
+
+    [[nodiscard]] int First(char c) const { return Index(c, 0); }
+    [[nodiscard]] int First(const char *text) const { return Index(text, 0); }
+    [[nodiscard]] int First(const KXString &s) const { return Index(s, 0); }
+    [[nodiscard]] int Last(char c) const { return Index(c, -1); }
+    [[nodiscard]] int Last(const char *text) const { return Index(text, -1); }
+    [[nodiscard]] int Last(const KXString &s) const { return Index(s, -1); }
+
+    /// Number of non-overlapping occurrences.
+    [[nodiscard]] int Freq(char c) const;
+    [[nodiscard]] int Freq(const char *pattern) const;
+    [[nodiscard]] int Freq(const KXString &pattern) const;
+    [[nodiscard]] int Freq(const KXSubString &pattern) const;
+
+    // -- sub-strings (views never outlive this string) ----------------------------------------
+    /// The view of len characters at pos; the empty view unless it lies wholly inside.
+    [[nodiscard]] KXSubString operator()(int pos, int len) const;
+    /// A copy of the same stretch.
+    [[nodiscard]] KXString SubString(int pos, int len) const;
+
+    [[nodiscard]] KXSubString At(int pos, int len) const;
+    [[nodiscard]] KXSubString At(char c, int startpos = 0) const;
+    [[nodiscard]] KXSubString At(const char *pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString At(const KXString &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString At(const KXSubString &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString At(const KXRegex &pattern, int startpos = 0) const;
+
+    /// Everything ahead of pos / up to and including pos / behind pos / from pos on.
+    [[nodiscard]] KXSubString Before(int pos) const;
+    [[nodiscard]] KXSubString Through(int pos) const;
+    [[nodiscard]] KXSubString After(int pos) const;
+    [[nodiscard]] KXSubString From(int pos) const;
+    /// The same around the first match from startpos; the empty view when there is none.
+    [[nodiscard]] KXSubString Before(char c, int startpos = 0) const;
+    [[nodiscard]] KXSubString Before(const char *pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString Before(const KXString &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString Before(const KXSubString &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString Before(const KXRegex &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString Through(char c, int startpos = 0) const;
+    [[nodiscard]] KXSubString Through(const char *pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString Through(const KXString &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString Through(const KXSubString &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString Through(const KXRegex &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString After(char c, int startpos = 0) const;
+    [[nodiscard]] KXSubString After(const char *pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString After(const KXString &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString After(const KXSubString &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString After(const KXRegex &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString From(char c, int startpos = 0) const;
+    [[nodiscard]] KXSubString From(const char *pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString From(const KXString &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString From(const KXSubString &pattern, int startpos = 0) const;
+    [[nodiscard]] KXSubString From(const KXRegex &pattern, int startpos = 0) const;
+
+    /// The view without the leading and/or trailing run of c (the string is not changed).
+    [[nodiscard]] KXSubString Strip(StripType type, char c = ' ') const;
+
+    // -- classification (all true for the empty string) ---------------------------------------
+    [[nodiscard]] bool IsAscii() const;
+    [[nodiscard]] bool IsWord() const;
+    [[nodiscard]] bool IsNumber() const;
+    /// Checks the invariants of the representation.
+    [[nodiscard]] bool OK() const;
+
+    // -- comparison ---------------------------------------------------------------------------
+    /// exact: the signed 8-bit difference of the first differing bytes (0 when equal).
+    /// ignoreCase: a-z folded to A-Z, the difference of the first differing folded bytes, else
+    /// the difference of the lengths.
+    [[nodiscard]] int CompareTo(const KXString &other, CaseCompare cmp = exact) const;
+    [[nodiscard]] int CompareTo(const char *other, CaseCompare cmp = exact) const;
+
+    // -- formatting ---------------------------------------------------------------------------
+    /// Replaces the contents by the formatted text; returns its length.
+    int sprintf(const char *fmt, ...) __attribute__((format(printf, 2, 3)));
+
+    /// Hands "KXString" and the message to the library error handler (fatal).
+    static void Error(const char *message);
+
+private:
+    [[nodiscard]] static char &BadIndex();
+    KXString &AppendGrow(const char *text, int length);
+    /// Makes room for length n (allocation rule), keeping the contents; false when refused.
+    bool Resize(uint32_t n);
+    void Release() noexcept;
+    KXSubString View(int pos, int len) const;
+    KXSubString BeforeMatch(int pos) const;
+    KXSubString ThroughMatch(int pos, int len) const;
+    KXSubString AfterMatch(int pos, int len) const;
+    KXSubString FromMatch(int pos) const;
+    int MatchAt(const char *pattern, int length, int pos, bool whole) const;
+    int Count(const char *pattern, int length) const;
+    int ReplaceAll(const char *pattern, int length, const char *replacement, int replacementLength);
+    int RegexSearch(const KXRegex &pattern, int startpos, int &matchLength) const;
+
+    KXStrRep *rep;
+};
+
+/// A view on part of a KXString: the owner, a start position and a length. It copies nothing
+/// and must not outlive the owner or be used after the owner changes. A request that does not
+/// lie wholly inside the owner gives the empty view (on a shared empty string, position 0,
+/// length 0).
+class KXSubString {
+public:
+    KXSubString(const KXString &owner, int position, int length) noexcept
+        : str(owner), pos(position), len(length) {}
+
+    /// The first character of the view (not zero-terminated at the view's end).
+    [[nodiscard]] const char *Data() const noexcept { return str.c_str() + pos; }
+    [[nodiscard]] int Length() const noexcept { return len; }
+    [[nodiscard]] bool Empty() const noexcept { return len == 0; }
+    [[nodiscard]] int Position() const noexcept { return pos; }
+    [[nodiscard]] const KXString &Owner() const noexcept { return str; }
+    [[nodiscard]] char operator[](int i) const;
+    [[nodiscard]] int Index(char c, int startpos = 0) const;
+    [[nodiscard]] int Index(const char *pattern, int startpos = 0) const;
+    [[nodiscard]] int Contains(const char *pattern) const { return Index(pattern) >= 0; }
+    [[nodiscard]] bool OK() const;
+
+    /// The shared empty string that empty views refer to.
+    static const KXString &EmptyString();
+
+private:
+    const KXString &str;
+    int pos;
+    int len;
+};
+
+inline KXString &KXString::operator+=(const KXSubString &view) { return Append(view.Data(), view.Length()); }
+
+// -- comparison -------------------------------------------------------------------------------
+/// Exact comparison of two byte ranges (signed 8-bit rule); the sign orders them.
+[[nodiscard]] int kxCompareBytes(const char *a, int la, const char *b, int lb) noexcept;
+
+inline bool kxEqualBytes(const char *a, int la, const char *b, int lb) noexcept
+{
+    return la == lb && std::memcmp(a, b, static_cast<size_t>(la)) == 0;
+}
+
+#define KX_STRING_COMPARISONS(LeftType, RightType, LEFT, RIGHT)                                     \
+    inline bool operator==(LeftType x, RightType y) { return kxEqualBytes(LEFT(x), RIGHT(y)); }     \
+    inline bool operator!=(LeftType x, RightType y) { return !kxEqualBytes(LEFT(x), RIGHT(y)); }    \
+    inline bool operator<(LeftType x, RightType y) { return kxCompareBytes(LEFT(x), RIGHT(y)) < 0; } \
+    inline bool operator<=(LeftType x, RightType y) { return kxCompareBytes(LEFT(x), RIGHT(y)) <= 0; } \
+    inline bool operator>(LeftType x, RightType y) { return kxCompareBytes(LEFT(x), RIGHT(y)) > 0; } \
+    inline bool operator>=(LeftType x, RightType y) { return kxCompareBytes(LEFT(x), RIGHT(y)) >= 0; }
+#define KX_STR_BYTES(s) (s).c_str(), (s).Length()
+#define KX_SUB_BYTES(s) (s).Data(), (s).Length()
+#define KX_TEXT_BYTES(t) ((t) ? (t) : ""), ((t) ? static_cast<int>(std::strlen(t)) : 0)
+KX_STRING_COMPARISONS(const KXString &, const KXString &, KX_STR_BYTES, KX_STR_BYTES)
+KX_STRING_COMPARISONS(const KXString &, const KXSubString &, KX_STR_BYTES, KX_SUB_BYTES)
+KX_STRING_COMPARISONS(const KXString &, const char *, KX_STR_BYTES, KX_TEXT_BYTES)
+KX_STRING_COMPARISONS(const KXSubString &, const KXString &, KX_SUB_BYTES, KX_STR_BYTES)
+KX_STRING_COMPARISONS(const KXSubString &, const KXSubString &, KX_SUB_BYTES, KX_SUB_BYTES)
+KX_STRING_COMPARISONS(const KXSubString &, const char *, KX_SUB_BYTES, KX_TEXT_BYTES)
+KX_STRING_COMPARISONS(const char *, const KXString &, KX_TEXT_BYTES, KX_STR_BYTES)
+KX_STRING_COMPARISONS(const char *, const KXSubString &, KX_TEXT_BYTES, KX_SUB_BYTES)
+#undef KX_STRING_COMPARISONS
+#undef KX_STR_BYTES
+#undef KX_SUB_BYTES
+#undef KX_TEXT_BYTES
+
+/// Compares without regard to case (a-z folded to A-Z): the difference of the first differing
+/// folded bytes, else the difference of the lengths.
+[[nodiscard]] int FCompare(const char *a, const char *b);
+
+// -- concatenation ----------------------------------------------------------------------------
+KXString operator+(const KXString &a, const KXString &b);
+KXString operator+(const KXString &a, const KXSubString &b);
+KXString operator+(const KXString &a, const char *b);
+KXString operator+(const KXString &a, char b);
+KXString operator+(const KXSubString &a, const KXString &b);
+KXString operator+(const KXSubString &a, const KXSubString &b);
+KXString operator+(const KXSubString &a, const char *b);
+KXString operator+(const KXSubString &a, char b);
+KXString operator+(const char *a, const KXString &b);
+KXString operator+(const char *a, const KXSubString &b);
+/// Moves the left string's block on when it has room (a + b + c chains stay cheap).
+KXString operator+(KXString &&a, const KXString &b);
+KXString operator+(KXString &&a, const char *b);
+KXString operator+(KXString &&a, char b);
+
+// -- other free functions ---------------------------------------------------------------------
+[[nodiscard]] KXString Reverse(const KXString &s);
+[[nodiscard]] KXString Upcase(const KXString &s);
+[[nodiscard]] KXString Downcase(const KXString &s);
+[[nodiscard]] KXString Capitalize(const KXString &s);
+
+/// n copies of c (n below 1: the empty string); n copies of s.
+[[nodiscard]] KXString KX_Replicate(char c, int n);
+[[nodiscard]] KXString KX_Replicate(const KXString &s, int n);
+
+/// Removes leading, then trailing, blanks, tabs, carriage returns and line feeds.
+void minimisestring(KXString &s);
+/// Cuts from the end of a zero-terminated text every trailing c or blank (writes zero bytes).
+void minimisestring(char *text, char c);
+/// Deletes every "//" comment up to (not including) its line feed, then every line feed.
+void RemoveComments(KXString &s);
+
+// -- number to text ---------------------------------------------------------------------------
+// numtoA: "%d", "%g", "%.16lg", "(%.16lg,%.16lg)" - the form that survives a write and read.
+// kxNumberToString: "%d", "%.8g", "%.8g", "(%.8g, %.8g)" - for display.
+// kxWriteNumber: "%d", "%lf", "%lf", "(%lf, %lf)" - fixed notation, six decimals.
+[[nodiscard]] KXString numtoA(int value);
+[[nodiscard]] KXString numtoA(float value);
+[[nodiscard]] KXString numtoA(double value);
+[[nodiscard]] KXString numtoA(const std::complex<double> &value);
+/// "%x".
+[[nodiscard]] KXString hexnumtoA(int value);
+[[nodiscard]] KXString kxNumberToString(int value);
+[[nodiscard]] KXString kxNumberToString(float value);
+[[nodiscard]] KXString kxNumberToString(double value);
+[[nodiscard]] KXString kxNumberToString(const std::complex<double> &value);
+[[nodiscard]] KXString kxWriteNumber(int value);
+[[nodiscard]] KXString kxWriteNumber(float value);
+[[nodiscard]] KXString kxWriteNumber(double value);
+[[nodiscard]] KXString kxWriteNumber(const std::complex<double> &value);
+
+// -- text to number: scanning readers ---------------------------------------------------------
+// Leading blanks are skipped and trailing text ignored (scanf semantics). The forms with an
+// error flag set it to 0 on success and 1 on failure. On failure the result is 0.
+[[nodiscard]] double atoD(const char *text);
+double atoD(const char *text, int &err);
+/// "%lf" narrowed to float.
+[[nodiscard]] float atoF(const char *text);
+float atoF(const char *text, int &err);
+/// "%d".
+[[nodiscard]] int atoI(const char *text);
+int atoI(const char *text, int &err);
+/// Base 16, leading "0x" allowed; the 32 low bits of the value (so "ffffffff" is -1). The
+/// error flag is always 0.
+[[nodiscard]] int hexatoI(const char *text);
+int hexatoI(const char *text, int &err);
+/// "(%lf,%lf)", real part first; both parts must convert.
+[[nodiscard]] std::complex<double> atoCx(const char *text);
+std::complex<double> atoCx(const char *text, int &err);
+
+// -- text to number: the strict reader of user input ------------------------------------------
+// A plain number: optional blanks, an optional sign, digits with an optional decimal point, an
+// optional exponent (e or E, optional sign, digits, magnitude at most 308), optional trailing
+// blanks. Deliberate leniencies: "." and "-." read as 0, "1e" reads as 1, a sign followed by
+// blanks reads as 0. int: the value must lie within -2147483647 .. 2147483647 and is rounded to
+// the nearest integer. complex: a real number (imaginary part 0), or "(" real "," imaginary ")"
+// with blanks around, each part read as a real number. Returns false and leaves `value`
+// unchanged on failure.
+[[nodiscard]] bool kxStringToNumber(const char *text, int &value);
+[[nodiscard]] bool kxStringToNumber(const char *text, float &value);
+[[nodiscard]] bool kxStringToNumber(const char *text, double &value);
+[[nodiscard]] bool kxStringToNumber(const char *text, std::complex<double> &value);
+
+/// Narrows a complex value to a parameter's type: int takes the real part clamped to
+/// -2147483647 .. 2147483647 and rounded to the nearest integer (NaN gives 0); float and
+/// double take the real part; complex is unchanged.
+void kxComplexToNumber(const std::complex<double> &z, int &value);
+void kxComplexToNumber(const std::complex<double> &z, float &value);
+void kxComplexToNumber(const std::complex<double> &z, double &value);
+void kxComplexToNumber(const std::complex<double> &z, std::complex<double> &value);
+
+#endif
