@@ -3,5 +3,7 @@
 #define KX_GEOMETRY_H
 
 #include "kx/geometry/kxgeomtypes.h"
+#include "kx/geometry/kxlineshapeintersections.h"
+#include "kx/geometry/kxplanegeom.h"
 
 #endif
