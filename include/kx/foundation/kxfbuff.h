@@ -116,10 +116,12 @@ protected:
     [[nodiscard]] bool Reserve(size_t needed);
     /// Appends raw bytes (no indent); false when out of memory.
     bool AppendRaw(const char *bytes, size_t n);
-    /// Appends `n` blanks of indentation.
+    /// Appends the indent as blanks; false when out of memory.
     bool AppendIndent();
     /// Empties the text (keeping its storage unless it is far above the usual size).
     void ClearText();
+    /// Empties the line buffer.
+    void ClearLine();
     /// End of the line starting at `from` (just past its "\n", or the end of the text).
     uint32_t LineEnd(uint32_t from) const;
     /// Position just past the blank and whole comment lines starting at `from`.

@@ -1,0 +1,1070 @@
+// kxmoreutils.cpp - the block text format: FBuff (line buffer), TextBlock (one block),
+// checksig (whole-file signature) and the syntax-error counter.
+//
+// Internal faults of the block reader are reported under the unit name "kxutils".
+#define KX_UNIT "kxutils"
+
+#include "kx/foundation/kxtextblock.h"
+
+#include "foundation/kxsavefile.h"
+#include "kx/foundation/kxerror.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr size_t kStep = 4096;                 // growth step of the text and line buffers
+constexpr size_t kMaxText = UINT32_MAX - 1;    // positions are 32-bit
+constexpr int kQuoteMax = 900;                 // longest header quoted in an error
+constexpr int kSyntaxQuoteMax = 400;           // longest header quoted in a syntax error
+
+/// Blanks inside a line: a "\r" before the newline counts as one.
+inline bool IsLineBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+/// White space as the scan functions see it.
+inline bool IsSpace(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+inline char Lower(char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; }
+
+/// Case-insensitive equality over the letters a-z only.
+bool SameNoCase(const char *a, const char *b)
+{
+    for (; *a && *b; ++a, ++b)
+        if (Lower(*a) != Lower(*b))
+            return false;
+    return *a == *b;
+}
+
+/// End of the line starting at `from`: just past its "\n", or the end of the text.
+inline uint32_t LineEndIn(const char *t, uint32_t len, uint32_t from)
+{
+    if (from >= len)
+        return len;
+    const void *nl = std::memchr(t + from, '\n', len - from);
+    return nl ? uint32_t(static_cast<const char *>(nl) - t) + 1 : len;
+}
+
+/// Position past the blank and whole comment lines starting at `from`.
+uint32_t SkipCommentLinesIn(const char *t, uint32_t len, uint32_t from)
+{
+    while (from < len) {
+        uint32_t p = from;
+        while (p < len && IsLineBlank(t[p]))
+            ++p;
+        if (p >= len)
+            return len;
+        if (t[p] == '\n') {
+            from = p + 1;
+            continue;
+        }
+        if (t[p] != '/' || p + 1 >= len || t[p + 1] != '/')
+            return from;
+        from = LineEndIn(t, len, p);
+    }
+    return from;
+}
+
+/// True when the first word of the line [p, e) is `word` (lower case), without regard to case.
+/// A word is a run of non-blank characters.
+inline bool FirstWordIs(const char *p, const char *e, const char *word, size_t n)
+{
+    while (p < e && IsSpace(*p))
+        ++p;
+    if (size_t(e - p) < n)
+        return false;
+    for (size_t i = 0; i < n; ++i)
+        if (Lower(p[i]) != word[i])
+            return false;
+    return p + n == e || IsSpace(p[n]);
+}
+
+/// Reads "%d" from [p, e) as the C library does: blanks, a sign, at least one digit; the value
+/// is taken as a long (saturating) and narrowed to int.
+bool ScanInt(const char *&p, const char *e, int32_t &value)
+{
+    while (p < e && IsSpace(*p))
+        ++p;
+    bool negative = false;
+    if (p < e && (*p == '+' || *p == '-'))
+        negative = *p++ == '-';
+    if (p >= e || *p < '0' || *p > '9')
+        return false;
+    unsigned long magnitude = 0;
+    const unsigned long limit = negative ? 0UL - static_cast<unsigned long>(LONG_MIN)
+                                         : static_cast<unsigned long>(LONG_MAX);
+    for (; p < e && *p >= '0' && *p <= '9'; ++p) {
+        const unsigned digit = unsigned(*p - '0');
+        magnitude = magnitude > (limit - digit) / 10 ? limit : magnitude * 10 + digit;
+    }
+    const unsigned long bits = negative ? 0UL - magnitude : magnitude;
+    value = static_cast<int32_t>(static_cast<uint32_t>(bits));
+    return true;
+}
+
+char *DupRange(const char *p, size_t n)
+{
+    char *copy = static_cast<char *>(std::malloc(n + 1));
+    if (!copy)
+        return nullptr;
+    std::memcpy(copy, p, n);
+    copy[n] = '\0';
+    return copy;
+}
+
+char *DupText(const char *text) { return text && *text ? DupRange(text, std::strlen(text)) : nullptr; }
+
+/// Formats into a std::string.
+std::string FormatV(const char *fmt, va_list args)
+{
+    char small[1024];
+    va_list copy;
+    va_copy(copy, args);
+    const int n = std::vsnprintf(small, sizeof small, fmt, copy);
+    va_end(copy);
+    if (n < 0)
+        return std::string();
+    if (size_t(n) < sizeof small)
+        return std::string(small, size_t(n));
+    std::string big(size_t(n) + 1, '\0');
+    std::vsnprintf(&big[0], big.size(), fmt, args);
+    big.resize(size_t(n));
+    return big;
+}
+
+void AppendHeaderLine(std::string &out, const TBlockSig &sig, const char *name)
+{
+    char head[96];
+    std::snprintf(head, sizeof head, "begin <%.31s(%d.%d)>", sig.type ? sig.type : "", sig.major,
+                  sig.minor);
+    out = head;
+    if (name && *name) {
+        out += " \"";
+        out += name;
+        out += "\"\n";
+    } else {
+        out += '\n';
+    }
+}
+
+bool gSyntaxErrFlag = false;
+int gSyntaxErrCount = 0;
+
+} // namespace
+
+// =============================================================================================
+// FBuff
+
+FBuff::FBuff() = default;
+
+FBuff::FBuff(const FBuff &other) { *this = other; }
+
+FBuff &FBuff::operator=(const FBuff &other)
+{
+    if (this == &other)
+        return *this;
+    ClearText();
+    if (other.len_ > 0 && AppendRaw(other.text_, other.len_))
+        posn_ = other.posn_;
+    indent_ = other.indent_;
+    flags_ = other.flags_;
+    commentSrc_ = nullptr;
+    return *this;
+}
+
+FBuff::~FBuff()
+{
+    std::free(text_);
+    std::free(line_);
+}
+
+void FBuff::unalloc()
+{
+    std::free(text_);
+    std::free(line_);
+    text_ = line_ = nullptr;
+    capacity_ = lineCapacity_ = 0;
+    avgSize_ = lineAvgSize_ = 0;
+    posn_ = len_ = 0;
+}
+
+bool FBuff::Reserve(size_t needed)
+{
+    avgSize_ = (7 * avgSize_ + needed) / 8;
+    if (needed < capacity_)
+        return true;
+    if (needed > kMaxText)
+        return false;
+    const size_t want = needed + 1 - capacity_;   // room for the terminator
+    size_t steps = (want + kStep - 1) / kStep;
+    const size_t minimal = capacity_ + steps * kStep;
+    if (capacity_ >= 2 * kStep && steps < capacity_ / 2 / kStep)
+        steps = capacity_ / 2 / kStep;
+    size_t grown = capacity_ + steps * kStep;
+    char *bigger = static_cast<char *>(std::realloc(text_, grown));
+    if (!bigger && grown != minimal) {
+        grown = minimal;
+        bigger = static_cast<char *>(std::realloc(text_, grown));
+    }
+    if (!bigger)
+        return false;
+    if (!text_)
+        bigger[0] = '\0';
+    text_ = bigger;
+    capacity_ = grown;
+    return true;
+}
+
+bool FBuff::AppendRaw(const char *bytes, size_t n)
+{
+    if (!Reserve(len_ + n)) {
+        KX_CODE_ERROR("FBuff: not enough memory to append text");
+        return false;
+    }
+    std::memcpy(text_ + len_, bytes, n);
+    len_ += uint32_t(n);
+    text_[len_] = '\0';
+    return true;
+}
+
+bool FBuff::AppendIndent()
+{
+    if (indent_ <= 0)
+        return true;
+    if (!Reserve(len_ + size_t(indent_))) {
+        KX_CODE_ERROR("FBuff: not enough memory to append text");
+        return false;
+    }
+    std::memset(text_ + len_, ' ', size_t(indent_));
+    len_ += uint32_t(indent_);
+    text_[len_] = '\0';
+    return true;
+}
+
+void FBuff::ClearText()
+{
+    posn_ = len_ = 0;
+    avgSize_ = avgSize_ * 7 / 8;
+    if (capacity_ > 16 * kStep && capacity_ / 4 > avgSize_) {
+        std::free(text_);
+        text_ = nullptr;
+        capacity_ = 0;
+    }
+    if (text_)
+        text_[0] = '\0';
+}
+
+void FBuff::ClearLine()
+{
+    if (line_)
+        line_[0] = '\0';
+    lineAvgSize_ = lineAvgSize_ * 7 / 8;
+}
+
+uint32_t FBuff::LineEnd(uint32_t from) const { return LineEndIn(text_, len_, from); }
+
+uint32_t FBuff::SkipCommentLinesFrom(uint32_t from) const
+{
+    return text_ ? SkipCommentLinesIn(text_, len_, from) : from;
+}
+
+char *FBuff::SetLine(const char *from, size_t n, bool addNewline)
+{
+    const size_t need = n + (addNewline ? 1 : 0) + 1;
+    lineAvgSize_ = (7 * lineAvgSize_ + need) / 8;
+    if (need > lineCapacity_ || need < lineAvgSize_ / 4) {
+        char *resized = static_cast<char *>(std::realloc(line_, need));
+        if (!resized && need > lineCapacity_) {
+            KX_CODE_ERROR("FBuff: not enough memory for a line");
+            return nullptr;
+        }
+        if (resized) {
+            line_ = resized;
+            lineCapacity_ = need;
+        }
+    }
+    std::memmove(line_, from, n);
+    if (addNewline)
+        line_[n++] = '\n';
+    line_[n] = '\0';
+    return line_;
+}
+
+bool FBuff::LoadFile(const char *path)
+{
+    FILE *file = path ? std::fopen(path, "r") : nullptr;
+    if (!file) {
+        error.set("Failed to open file \"%s\"\n", path ? path : "");
+        return false;
+    }
+    ClearText();
+    struct stat st;
+    if (fstat(fileno(file), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0 &&
+        size_t(st.st_size) <= kMaxText)
+        (void)Reserve(size_t(st.st_size));   // a hint only: reading grows the text as needed
+    char piece[kStep];
+    bool ok = true;
+    size_t got;
+    while (ok && (got = std::fread(piece, 1, sizeof piece, file)) > 0)
+        ok = AppendRaw(piece, got);
+    ok = ok && !std::ferror(file);
+    std::fclose(file);
+    if (!ok) {
+        ClearText();
+        error.set("Failed to open file \"%s\"\n", path);
+        return false;
+    }
+    if (text_)
+        len_ = uint32_t(std::strlen(text_));   // the text ends at its first NUL byte
+    posn_ = 0;
+    return true;
+}
+
+bool FBuff::SaveFile(const char *path) const
+{
+    const kxSaveStatus status = kxSaveFileAtomic(path, getText(), len_);
+    if (status.result == kxSaveResult::Ok)
+        return true;
+    error.set("Failed to open file \"%s\"\n", path ? path : "");
+    if (status.result == kxSaveResult::WriteFailed)
+        error.set("%s\n", std::strerror(status.sysError));
+    else if (kxFileIsReadable(path))
+        error.Raise(kxErrFile, "File was read only?\n");
+    return false;
+}
+
+void FBuff::Append(const char *text)
+{
+    const size_t n = text ? std::strlen(text) : 0;
+    if (AppendIndent())
+        AppendRaw(text ? text : "", n);
+    posn_ = len_;
+}
+
+void FBuff::Append(const FBuff &other)
+{
+    if (this == &other) {
+        const FBuff copy(other);
+        Append(copy);
+        return;
+    }
+    const char *t = other.text_;
+    const uint32_t n = other.len_;
+    uint32_t lines = 0;
+    for (uint32_t p = 0; p < n; p = LineEndIn(t, n, p))
+        ++lines;
+    if (!Reserve(len_ + size_t(n) + size_t(lines) * (size_t(indent_) + 1))) {
+        KX_CODE_ERROR("FBuff: not enough memory to append text");
+        return;
+    }
+    for (uint32_t p = 0; p < n;) {
+        const uint32_t e = LineEndIn(t, n, p);
+        std::memset(text_ + len_, ' ', size_t(indent_));
+        len_ += uint32_t(indent_);
+        std::memcpy(text_ + len_, t + p, e - p);
+        len_ += e - p;
+        if (t[e - 1] != '\n')
+            text_[len_++] = '\n';
+        p = e;
+    }
+    if (text_)
+        text_[len_] = '\0';
+    posn_ = len_;
+}
+
+void FBuff::WriteLine(const char *line)
+{
+    Append(line);
+    if (!commentSrc_) {
+        AppendRaw("\n", 1);
+        posn_ = len_;
+        return;
+    }
+    const char *ending = commentSrc_->getclB(true);
+    AppendRaw(ending ? ending : "\n", ending ? std::strlen(ending) : 1);
+    for (;;) {
+        const char *comment = commentSrc_->getclB(false);
+        if (!comment || !*comment)
+            break;
+        Append(comment);
+    }
+    posn_ = len_;
+}
+
+int FBuff::writeline(const char *fmt, ...)
+{
+    va_list args;
+    va_start(args, fmt);
+    const std::string line = FormatV(fmt, args);
+    va_end(args);
+    WriteLine(line.c_str());
+    return int(line.size());
+}
+
+char *FBuff::gets()
+{
+    if (!text_ || posn_ >= len_)
+        return nullptr;
+    if (SkippingWhitespace())
+        DoSkipWhitespace();
+    const uint32_t end = LineEnd(posn_);
+    char *line = SetLine(text_ + posn_, end - posn_);
+    posn_ = end;
+    if (SkippingComments())
+        posn_ = SkipCommentLinesFrom(posn_);
+    return line;
+}
+
+char *FBuff::getcl()
+{
+    if (!text_)
+        return SetLine("", 0);
+    const uint32_t start = posn_;
+    posn_ = SkipCommentLinesFrom(posn_);
+    return SetLine(text_ + start, posn_ - start);
+}
+
+char *FBuff::getclB(bool trailing)
+{
+    if (!text_ || posn_ >= len_)
+        return trailing ? SetLine("\n", 1) : SetLine("", 0);
+    if (!trailing) {
+        uint32_t p = posn_;
+        while (p < len_ && (text_[p] == ' ' || text_[p] == '\t'))
+            ++p;
+        if (p + 1 >= len_ || text_[p] != '/' || text_[p + 1] != '/')
+            return SetLine("", 0);
+        const uint32_t end = LineEnd(p);
+        posn_ = end;
+        return SetLine(text_ + p, end - p, text_[end - 1] != '\n');
+    }
+    if (SkippingWhitespace())
+        DoSkipWhitespace();
+    const uint32_t start = posn_;
+    const uint32_t end = LineEnd(start);
+    posn_ = end;
+    for (uint32_t p = end; p >= start + 2; --p)
+        if (text_[p - 2] == '/' && text_[p - 1] == '/')
+            return SetLine(text_ + p - 2, end - (p - 2), text_[end - 1] != '\n');
+    return SetLine("\n", 1);
+}
+
+char *FBuff::getnlc(int maxLines)
+{
+    if (!text_ || posn_ >= len_)
+        return nullptr;
+    std::string gathered;
+    const uint32_t end = LineEnd(posn_);
+    for (uint32_t p = posn_; p + 1 < end; ++p)
+        if (text_[p] == '/' && text_[p + 1] == '/') {
+            gathered.assign(text_ + p, end - p);
+            break;
+        }
+    posn_ = end;
+    for (int taken = 0; maxLines < 0 || taken < maxLines; ++taken) {
+        uint32_t p = posn_;
+        while (p < len_ && (text_[p] == ' ' || text_[p] == '\t'))
+            ++p;
+        if (p + 1 >= len_ || text_[p] != '/' || text_[p + 1] != '/')
+            break;
+        if (!gathered.empty() && gathered.back() != '\n')
+            gathered += '\n';
+        posn_ = LineEnd(p);
+        gathered.append(text_ + p, posn_ - p);
+    }
+    return SetLine(gathered.data(), gathered.size());
+}
+
+int FBuff::scanline(const char *fmt, ...)
+{
+    const char *line = gets();
+    if (!line)
+        return -1;
+    va_list args;
+    va_start(args, fmt);
+    const int fields = std::vsscanf(line, fmt, args);
+    va_end(args);
+    return fields;
+}
+
+void FBuff::DoSkipWhitespace()
+{
+    while (posn_ < len_ && (text_[posn_] == ' ' || text_[posn_] == '\t'))
+        ++posn_;
+}
+
+// =============================================================================================
+// TextBlock
+
+TextBlock::TextBlock() = default;
+
+TextBlock::TextBlock(const TextBlock &other) : FBuff(other) { CopyBlockFields(other); }
+
+TextBlock &TextBlock::operator=(const TextBlock &other)
+{
+    if (this == &other)
+        return *this;
+    FBuff::operator=(other);
+    delete previousText_;
+    previousText_ = nullptr;
+    CopyBlockFields(other);
+    return *this;
+}
+
+TextBlock::~TextBlock()
+{
+    delete previousText_;
+    std::free(name_);
+    std::free(header_);
+}
+
+void TextBlock::CopyBlockFields(const TextBlock &other)
+{
+    blockEnd_ = other.blockEnd_;
+    bodyStart_ = other.bodyStart_;
+    bodyEnd_ = other.bodyEnd_;
+    major_ = other.major_;
+    minor_ = other.minor_;
+    std::memcpy(type_, other.type_, sizeof type_);
+    std::free(name_);
+    name_ = DupText(other.name_);
+    std::free(header_);
+    header_ = DupText(other.header_);
+}
+
+void TextBlock::ResetBlock()
+{
+    ClearText();
+    blockEnd_ = bodyStart_ = bodyEnd_ = 0;
+    major_ = minor_ = -1;
+    type_[0] = '\0';
+    std::free(name_);
+    name_ = nullptr;
+    std::free(header_);
+    header_ = nullptr;
+}
+
+void TextBlock::SetHeaderLine(const char *line, size_t n)
+{
+    while (n > 0 && (*line == ' ' || *line == '\t')) {
+        ++line;
+        --n;
+    }
+    while (n > 0 && (line[n - 1] == '\n' || line[n - 1] == '\r'))
+        --n;
+    std::free(header_);
+    header_ = DupRange(line, n);
+}
+
+// The header is read as the C scan patterns " %*s <%[^>]> \"%255[^\"]" and, on the part in
+// angle brackets, "%31[^(](%d.%d)" would read it; by hand, so that reading a file does not
+// copy every header line.
+void TextBlock::ParseHeader(const char *line, size_t n)
+{
+    major_ = minor_ = 0;
+    type_[0] = '\0';
+    std::free(name_);
+    name_ = nullptr;
+    SetHeaderLine(line, n);
+
+    const char *p = line;
+    const char *const e = line + n;
+    while (p < e && IsSpace(*p))
+        ++p;
+    if (p == e)
+        return;
+    while (p < e && !IsSpace(*p))
+        ++p;
+    while (p < e && IsSpace(*p))
+        ++p;
+    if (p == e || *p != '<')
+        return;
+    const char *const angle = ++p;
+    while (p < e && *p != '>')
+        ++p;
+    if (p == angle)
+        return;
+
+    // Type part: "%31[^(](%d.%d)".
+    const char *t = angle;
+    while (t < p && *t != '(' && t - angle < 31)
+        ++t;
+    if (t > angle) {
+        std::memcpy(type_, angle, size_t(t - angle));
+        type_[t - angle] = '\0';
+        int32_t value;
+        if (t < p && *t == '(' && ScanInt(++t, p, value)) {
+            major_ = value;
+            if (t < p && *t == '.' && ScanInt(++t, p, value))
+                minor_ = value;
+        }
+    }
+
+    // Name: "> \"%255[^\"]".
+    if (p == e)
+        return;
+    ++p;
+    while (p < e && IsSpace(*p))
+        ++p;
+    if (p == e || *p != '"')
+        return;
+    const char *const quote = ++p;
+    while (p < e && *p != '"' && p - quote < 255)
+        ++p;
+    if (p > quote)
+        name_ = DupRange(quote, size_t(p - quote));
+}
+
+bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool skipWhitespace)
+{
+    const uint32_t entry = posn;
+    auto lineStart = [&](uint32_t p) {
+        if (skipWhitespace)
+            while (p < srcLen && (src[p] == ' ' || src[p] == '\t'))
+                ++p;
+        return p;
+    };
+    const uint32_t head = lineStart(entry);
+    if (head >= srcLen) {
+        ResetBlock();
+        return false;
+    }
+    const uint32_t headEnd = LineEndIn(src, srcLen, head);
+    if (!FirstWordIs(src + head, src + headEnd, "begin", 5)) {
+        ResetBlock();
+        return false;
+    }
+
+    // Find the closing line by counting "begin" and "end" first words.
+    size_t bytes = headEnd - head;
+    uint32_t p = headEnd;
+    uint32_t lastLine = headEnd;
+    for (int level = 1; level > 0;) {
+        const uint32_t s = lineStart(p);
+        if (s >= srcLen) {
+            ResetBlock();
+            posn = entry;
+            uint32_t quoteEnd = headEnd;
+            while (quoteEnd > head && (src[quoteEnd - 1] == '\n' || src[quoteEnd - 1] == '\r'))
+                --quoteEnd;
+            error.set("Missing \"end\" in block beginning\r\n%.*s\r\n",
+                      int(std::min<uint32_t>(quoteEnd - head, kQuoteMax)), src + head);
+            return false;
+        }
+        const uint32_t e = LineEndIn(src, srcLen, s);
+        if (FirstWordIs(src + s, src + e, "end", 3))
+            --level;
+        else if (FirstWordIs(src + s, src + e, "begin", 5))
+            ++level;
+        bytes += e - s;
+        lastLine = s;
+        p = e;
+    }
+
+    ClearText();
+    if (!Reserve(bytes)) {
+        const uint32_t cut = std::min<uint32_t>(headEnd - head, 40);
+        ResetBlock();
+        posn = entry;
+        error.set("not enough memory to read text block beginning \r\n%.*s...\r\n", int(cut),
+                  src + head);
+        return false;
+    }
+    if (!skipWhitespace) {
+        std::memcpy(text_, src + head, bytes);
+        len_ = uint32_t(bytes);
+        bodyEnd_ = lastLine - head;
+    } else {
+        for (uint32_t s = head; s < p;) {
+            s = lineStart(s);
+            const uint32_t e = LineEndIn(src, srcLen, s);
+            if (s == lastLine)
+                bodyEnd_ = len_;
+            std::memcpy(text_ + len_, src + s, e - s);
+            len_ += e - s;
+            s = e;
+        }
+    }
+    text_[len_] = '\0';
+    bodyStart_ = headEnd - head;
+    blockEnd_ = len_;
+    posn_ = len_;
+    ParseHeader(src + head, headEnd - head);
+    posn = SkipCommentLinesIn(src, srcLen, p);
+    return true;
+}
+
+bool TextBlock::LoadBlock(FBuff &source)
+{
+    if (&source == this) {
+        FBuff copy(source);
+        const bool loaded = LoadBlock(copy);
+        source.setPosn(copy.getPosn());
+        return loaded;
+    }
+    uint32_t posn = source.getPosn();
+    const bool loaded = LoadFrom(source.getText(), source.getLen(), posn, source.SkippingWhitespace());
+    source.setPosn(posn);
+    return loaded;
+}
+
+bool TextBlock::LoadBlock(const char *text)
+{
+    const size_t n = text ? std::strlen(text) : 0;
+    if (n > kMaxText) {
+        ResetBlock();
+        return false;
+    }
+    uint32_t posn = 0;
+    return LoadFrom(text ? text : "", uint32_t(n), posn, false);
+}
+
+bool TextBlock::StartChecks(const TBlockSig &sig, bool checkVersion, bool asSyntaxErrors)
+{
+    if (!Loaded()) {
+        KX_CODE_ERROR("TextBlock::LoadBlock not called?");
+        return false;
+    }
+    if (!IsType(sig.type)) {
+        if (asSyntaxErrors)
+            SyntaxErr("Unexpected type in block beginning: %.*s   required type: %.*s\n",
+                      kSyntaxQuoteMax, getHeader(), kSyntaxQuoteMax, sig.type ? sig.type : "");
+        else
+            error.set("Expected \"begin <%s(?.?)>\" in block beginning\r\n%.*s\r\n",
+                      sig.type ? sig.type : "", kQuoteMax, getHeader());
+        return false;
+    }
+    if (checkVersion && (major_ != sig.major || (sig.minor >= 0 && minor_ != sig.minor))) {
+        if (asSyntaxErrors)
+            SyntaxErr("Unexpected version in block beginning: %.*s   required version: %d.%d\n",
+                      kSyntaxQuoteMax, getHeader(), sig.major, sig.minor);
+        else
+            error.set("Expected version (%d.%d) in block beginning\r\n%.*s\r\n", sig.major,
+                      sig.minor, kQuoteMax, getHeader());
+        return false;
+    }
+    posn_ = bodyStart_ < len_ ? bodyStart_ : len_;
+    SkipComments(true);
+    posn_ = SkipCommentLinesFrom(posn_);
+    return true;
+}
+
+bool TextBlock::StartRead(const TBlockSig &sig, bool checkVersion)
+{
+    if (error)
+        return false;
+    return StartChecks(sig, checkVersion, false);
+}
+
+bool TextBlock::CheckStartRead(const TBlockSig &sig, bool checkVersion)
+{
+    return StartChecks(sig, checkVersion, true);
+}
+
+void TextBlock::EndRead()
+{
+    posn_ = blockEnd_ < len_ ? blockEnd_ : len_;
+    SkipComments(false);
+}
+
+void TextBlock::GotoBody()
+{
+    posn_ = bodyStart_ < len_ ? bodyStart_ : len_;
+    if (SkippingComments())
+        posn_ = SkipCommentLinesFrom(posn_);
+}
+
+int TextBlock::getNBodyLines()
+{
+    const uint32_t end = bodyEnd_ < len_ ? bodyEnd_ : len_;
+    uint32_t p = bodyStart_;
+    int lines = 0;
+    if (SkippingComments())
+        p = SkipCommentLinesFrom(p);
+    while (p < end) {
+        p = LineEnd(p);
+        ++lines;
+        if (SkippingComments())
+            p = SkipCommentLinesFrom(p);
+    }
+    return lines;
+}
+
+bool TextBlock::EOB() const
+{
+    return !text_ || len_ == 0 || posn_ >= bodyEnd_ || text_[posn_] == '\0';
+}
+
+void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *previousText)
+{
+    // 1. The old text, kept as the source of the comments to carry over.
+    delete previousText_;
+    previousText_ = nullptr;
+    TextBlock *previous = new TextBlock(*this);
+    if (previous->getLen() == 0 && previousText && *previousText)
+        previous->AppendRaw(previousText, std::strlen(previousText));
+    if (previous->getLen() == 0) {
+        delete previous;
+        previous = nullptr;
+    } else {
+        previous->SkipComments(false);
+        previous->SkipWhitespace(true);
+        previous->posn_ = 0;
+        previous->gets();
+    }
+    previousText_ = previous;
+
+    // 2. A fresh text with the new signature and name.
+    ClearText();
+    ClearLine();
+    setName(name);
+    setType(sig.type);
+    major_ = sig.major;
+    minor_ = sig.minor;
+
+    // 3. The header line.
+    std::string header;
+    AppendHeaderLine(header, sig, name);
+    indent_ = 0;
+    Append(header.c_str());
+    SetHeaderLine(header.data(), header.size());
+    bodyStart_ = len_;
+    bodyEnd_ = blockEnd_ = 0;
+    indent_ = 2;
+    commentSrc_ = previousText_;
+
+    // 4. Comment lines right after the old header stay right after the new one.
+    if (!previousText_)
+        return;
+    for (;;) {
+        const char *comment = previousText_->getclB(false);
+        if (!comment || !*comment)
+            break;
+        Append(comment);
+    }
+}
+
+void TextBlock::EndWrite()
+{
+    delete previousText_;
+    previousText_ = nullptr;
+    commentSrc_ = nullptr;
+    bodyEnd_ = len_;
+    indent_ = 0;
+    Append("end\n");
+    blockEnd_ = len_;
+}
+
+void TextBlock::AppendEnd()
+{
+    bodyEnd_ = len_;
+    AppendRaw("end\n", 4);
+    blockEnd_ = len_;
+    posn_ = len_;
+}
+
+void TextBlock::setHeader(const TBlockSig &sig, const char *name)
+{
+    setName(name);
+    setType(sig.type);
+    major_ = sig.major;
+    minor_ = sig.minor;
+    std::string header;
+    AppendHeaderLine(header, sig, name);
+    SetHeaderLine(header.data(), header.size());
+
+    // Replace the old header line [0, bodyStart) by the new one, moving the rest.
+    const uint32_t oldHead = bodyStart_ < len_ ? bodyStart_ : len_;
+    const size_t newLen = size_t(len_) - oldHead + header.size();
+    if (!Reserve(newLen)) {
+        KX_CODE_ERROR("TextBlock: not enough memory for the header");
+        return;
+    }
+    std::memmove(text_ + header.size(), text_ + oldHead, len_ - oldHead);
+    std::memcpy(text_, header.data(), header.size());
+    len_ = uint32_t(newLen);
+    text_[len_] = '\0';
+    const int64_t shift = int64_t(header.size()) - int64_t(oldHead);
+    auto moved = [&](uint32_t at) {
+        return at >= oldHead ? uint32_t(int64_t(at) + shift) : uint32_t(header.size());
+    };
+    posn_ = moved(posn_);
+    if (bodyEnd_ > 0)
+        bodyEnd_ = moved(bodyEnd_);
+    if (blockEnd_ > 0)
+        blockEnd_ = moved(blockEnd_);
+    bodyStart_ = uint32_t(header.size());
+}
+
+const char *TextBlock::MakeTBlockHeader(const TBlockSig &sig, const char *name)
+{
+    static std::string shared;
+    AppendHeaderLine(shared, sig, name);
+    return shared.c_str();
+}
+
+void TextBlock::setName(const char *name)
+{
+    char *copy = DupText(name);
+    std::free(name_);
+    name_ = copy;
+}
+
+void TextBlock::setType(const char *type)
+{
+    std::strncpy(type_, type ? type : "", sizeof type_ - 1);
+    type_[sizeof type_ - 1] = '\0';
+}
+
+bool TextBlock::IsType(const char *type) const { return type && SameNoCase(type_, type); }
+
+bool TextBlock::IsVersion(int major, int minorLow, int minorHigh) const
+{
+    if (major_ != major)
+        return false;
+    if (minorLow < 0)
+        return true;
+    const int upper = minorHigh < 0 ? minorLow : minorHigh;
+    return minorLow <= minor_ && minor_ <= upper;
+}
+
+bool TextBlock::VersionAtLeast(int major, int minor) const
+{
+    return major_ > major || (major_ == major && minor_ >= minor);
+}
+
+bool TextBlock::eCheckType(const char *type)
+{
+    if (error)
+        return false;
+    if (IsType(type))
+        return true;
+    error.set("Expected \"begin <%s(?.?)>\" in block beginning\r\n%.*s\r\n", type ? type : "",
+              kQuoteMax, getHeader());
+    return false;
+}
+
+bool TextBlock::eCheckVersion(int major, int minorLow, int minorHigh)
+{
+    if (error)
+        return false;
+    if (IsVersion(major, minorLow, minorHigh))
+        return true;
+    error.set("Expected version (%d.%d) in block beginning\r\n%.*s\r\n", major,
+              minorHigh < 0 ? minorLow : minorHigh, kQuoteMax, getHeader());
+    return false;
+}
+
+bool TextBlock::eCheckSig(const TBlockSig &sig)
+{
+    if (error)
+        return false;
+    if (!IsType(sig.type)) {
+        error.set("Expected \"begin <%s(%d.%d)>\" in block beginning\r\n%.*s\r\n",
+                  sig.type ? sig.type : "", sig.major, sig.minor, kQuoteMax, getHeader());
+        return false;
+    }
+    if (major_ != sig.major || (sig.minor >= 0 && minor_ != sig.minor)) {
+        error.set("Expected block version (%d.%d) in block beginning\r\n%.*s\r\n", sig.major,
+                  sig.minor, kQuoteMax, getHeader());
+        return false;
+    }
+    return true;
+}
+
+// =============================================================================================
+// Whole-file signature
+
+namespace {
+
+struct SigParts {
+    std::string name;
+    std::string version;
+};
+
+std::string Trimmed(const char *p, const char *e)
+{
+    while (p < e && IsSpace(*p))
+        ++p;
+    while (e > p && IsSpace(e[-1]))
+        --e;
+    return std::string(p, size_t(e - p));
+}
+
+/// Splits "name(version)" into its name and the text in the parentheses.
+SigParts SplitSignature(const char *sig)
+{
+    if (!sig)
+        sig = "";
+    const char *const end = sig + std::strlen(sig);
+    const char *open = std::strchr(sig, '(');
+    if (!open)
+        return {Trimmed(sig, end), std::string()};
+    const char *close = std::strchr(open + 1, ')');
+    return {Trimmed(sig, open), Trimmed(open + 1, close ? close : end)};
+}
+
+} // namespace
+
+int checksig(const char *found, const char *expected, const char *fileName)
+{
+    const SigParts got = SplitSignature(found);
+    const SigParts want = SplitSignature(expected);
+    if (!SameNoCase(got.name.c_str(), want.name.c_str())) {
+        error.Raise(kxErrGeneric,
+                    "Invalid signature in file \"%s\" - wrong file?\nExpected signature \"%s\" ",
+                    fileName ? fileName : "", expected ? expected : "");
+        return 1;
+    }
+    if (got.version != want.version) {
+        error.Raise(kxErrVersion, "Invalid version number in file %s\r\nExpected version %s",
+                    fileName ? fileName : "", want.version.c_str());
+        return 1;
+    }
+    return 0;
+}
+
+int checksig(FILE *file, const char *expected, const char *fileName)
+{
+    std::string first;
+    if (file) {
+        int c;
+        while ((c = std::fgetc(file)) != EOF && c != '\n')
+            first += char(c);
+    }
+    return checksig(first.c_str(), expected, fileName);
+}
+
+// =============================================================================================
+// Syntax errors
+
+void SyntaxErr(const char *fmt, ...)
+{
+    char message[1000];
+    va_list args;
+    va_start(args, fmt);
+    const int n = std::vsnprintf(message, sizeof message, fmt, args);
+    va_end(args);
+    if (n < 0 || n >= int(sizeof message))
+        exitfn("Fatal error in SyntaxErr", 1);
+    wlprintf("%s", message);
+    ++gSyntaxErrCount;
+    gSyntaxErrFlag = true;
+}
+
+void ResetSyntaxErrFlag()
+{
+    gSyntaxErrFlag = false;
+    gSyntaxErrCount = 0;
+}
+
+bool GetSyntaxErrFlag() { return gSyntaxErrFlag; }
+
+int GetSyntaxErrCount() { return gSyntaxErrCount; }
