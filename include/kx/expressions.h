@@ -2,4 +2,9 @@
 #ifndef KX_EXPRESSIONS_H
 #define KX_EXPRESSIONS_H
 
+#include "kx/expressions/kxnamedvariable.h"
+#include "kx/expressions/kxnamespace.h"
+#include "kx/expressions/kxnamespacesnapshot.h"
+#include "kx/expressions/kxparameter.h"
+
 #endif

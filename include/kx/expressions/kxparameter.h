@@ -16,8 +16,8 @@
 //     new anonymous variable of the same namespace as the source's variable.
 //   - Moving steals the owned variable.
 //   - A formula is turned into a number by every arithmetic update (+=, -=, *=, /=), on purpose.
-//   - The reserved namespace handles 1 and 2 (KX_NO_NAMESPACE, KX_OWN_NAMESPACE in
-//     kxnamespace.h) are treated like null by CopyFrom (the copy is frozen) and by
+//   - The reserved namespace handles 1 and 2 (kxNoNameSpace(), kxOwnNameSpace() of
+//     kxobject.h) are treated like null by CopyFrom (the copy is frozen) and by
 //     SetExpression, Read and SetValueOrExpression (formula input is ignored).
 //
 // Only the four instances named above exist (explicit instantiations in kxparameter.cpp).

@@ -1,0 +1,141 @@
+// kxnamedvariable.h - a named complex-valued quantity of a kxNameSpace that holds either a plain
+// value or a formula over other variables, evaluated lazily and cached against the namespace's
+// change counter (its pseudo-time).
+//
+// Evaluation (GetValue)
+// ---------------------
+// A value variable returns its value. An expression variable returns its cached value while its
+// value stamp equals its namespace's pseudo-time; otherwise it re-checks every variable that its
+// formula names (looking a name up again when the variable it led to is gone or was renamed),
+// and evaluates the formula only when one of those values really changed or the formula was
+// recompiled. Cycles, undefined names and evaluation faults are written to the warning log
+// (kxWarningLog) and give 0 (cycles) or the value computed with zeros.
+//
+// The evaluation of a chain of variables runs on an explicit work stack on the heap, not on the
+// machine stack: a chain of any depth (10,000 variables each naming the previous one, or far
+// more) evaluates without recursion, and there is no depth limit.
+//
+// Choices where the behaviour was open:
+//   - The references of a formula are kept in an array sized to the names it uses (the formula
+//     never needs room for more), each as (levels up, index) so that namespaces with more than
+//     65,536 variables resolve exactly; FindVariable's int code is the public form.
+//   - A formula that names no variable is evaluated after every recompilation.
+//   - GetValueString writes the (evaluated) value with kxNumberToString: a real number when the
+//     imaginary part is zero, else the complex pair "(%.8g, %.8g)".
+//   - AppendCheckSum adds the name, the kind, and the formula text (for an expression) and the
+//     current value, so that a change of a named variable changes the checksum of a dependent.
+//   - A listed variable that is destroyed directly (delete) leaves its namespace slot empty and
+//     moves the pseudo-time, so that dependents look their names up again.
+#ifndef KX_EXPRESSIONS_KXNAMEDVARIABLE_H
+#define KX_EXPRESSIONS_KXNAMEDVARIABLE_H
+
+#include "kx/foundation/kxstring.h"
+
+#include <complex>
+
+class CheckSum;
+class KXExpressionC;
+class kxNameSpace;
+
+class kxNamedVariable {
+public:
+    /// Construction flags.
+    enum {
+        NotListed = 1,    ///< not entered in the namespace (index -1): parameters' variables
+        Temporary = 2,    ///< temporary: takes the given index without being entered
+        NotProperty = 4   ///< the property mark is left clear
+    };
+
+    /// Makes a variable holding the value 0 (formula text "0", empty name) in `ns`. Without
+    /// NotListed or Temporary it is appended to the namespace, which then owns it; otherwise the
+    /// caller owns it.
+    explicit kxNamedVariable(kxNameSpace *ns, int flags = 0, int index = -1);
+    /// A listed variable leaves an empty slot in its namespace.
+    ~kxNamedVariable();
+
+    kxNamedVariable(const kxNamedVariable &) = delete;
+    kxNamedVariable &operator=(const kxNamedVariable &) = delete;
+
+    // -- Names --------------------------------------------------------------------------------
+    [[nodiscard]] static bool IsStartCharacter(int c);
+    [[nodiscard]] static bool IsContinuationCharacter(int c);
+    /// A letter, then letters, digits and underscores, and neither a function nor a constant of
+    /// the global complex function parser.
+    [[nodiscard]] static bool IsNameValid(const char *name);
+    /// False when any variable of this namespace (not its parents, this one included) has
+    /// exactly that name.
+    [[nodiscard]] bool IsNameUnique(const char *name) const;
+
+    /// True at once when the name is unchanged; the empty name is always accepted; any other
+    /// name must be valid and unique, else false and nothing changes. Raises the namespace's
+    /// events around the change (listed variables only) and renews the name stamp.
+    bool SetName(const char *name);
+    [[nodiscard]] const KXString &GetName() const { return name_; }
+
+    // -- Value or formula ---------------------------------------------------------------------
+    /// Makes this an expression variable with the given formula text.
+    void SetExpression(const char *text);
+    /// Makes this a value variable; the compiled formula and references are discarded.
+    void SetValue(const std::complex<double> &value);
+    /// kxStringToNumber for complex (a real number or a parenthesised pair); false on failure.
+    bool SetValue(const char *text);
+    /// A text that parses as a complex number sets a value, any other text the formula.
+    void SetValueOrExpression(const char *text);
+
+    /// The formula text ("0" for a new variable; the last formula for a value variable).
+    [[nodiscard]] const KXString &GetExpression() const { return expression_; }
+    [[nodiscard]] bool IsValue() const { return isValue_; }
+    /// The plain value, or the value last computed (without evaluating anything).
+    [[nodiscard]] const std::complex<double> &GetStoredValue() const { return value_; }
+    /// The value, evaluating the formula when the cache is stale (see the top of this file).
+    std::complex<double> GetValue();
+    /// The value as display text (kxNumberToString).
+    [[nodiscard]] KXString GetValueString();
+    /// Adds the variable's state to a checksum.
+    void AppendCheckSum(CheckSum &sum);
+
+    // -- Membership and marks -----------------------------------------------------------------
+    [[nodiscard]] kxNameSpace *GetNameSpace() const { return ns_; }
+    /// The slot in the namespace (or the index given to a temporary variable), -1 otherwise.
+    [[nodiscard]] int GetIndex() const { return index_; }
+    /// The index under which namespace events are raised: the index of a listed, non-temporary
+    /// property variable, else -1.
+    [[nodiscard]] int GetListedIndex() const { return (temporary_ || !property_) ? -1 : index_; }
+    [[nodiscard]] bool IsPreloaded() const { return preloaded_; }
+    void SetPreloaded() { preloaded_ = true; }
+    void ResetPreloaded() { preloaded_ = false; }
+    [[nodiscard]] bool IsTemporary() const { return temporary_; }
+    [[nodiscard]] bool IsProperty() const { return property_; }
+
+    [[nodiscard]] int GetNameStamp() const { return nameStamp_; }
+    [[nodiscard]] int GetExpressionStamp() const { return expressionStamp_; }
+    [[nodiscard]] int GetValueStamp() const { return valueStamp_; }
+
+private:
+    friend class kxNameSpace;
+    friend class kxVariableEvaluator;
+
+    struct Reference;
+    struct References;
+
+    void DiscardCompiled();
+    [[nodiscard]] int PseudoTime() const;
+
+    kxNameSpace *ns_;                          ///< not owned
+    KXString name_;
+    KXString expression_;
+    std::complex<double> value_{0.0, 0.0};
+    KXExpressionC *compiled_ = nullptr;        ///< owned, built lazily
+    References *references_ = nullptr;         ///< owned, one entry per declared name
+    int index_ = -1;
+    int nameStamp_ = 0;
+    int expressionStamp_ = 0;
+    int valueStamp_ = 0;
+    bool isValue_ = true;
+    bool busy_ = false;
+    bool preloaded_ = false;
+    bool temporary_ = false;
+    bool property_ = true;
+};
+
+#endif

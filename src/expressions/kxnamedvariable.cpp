@@ -1,0 +1,439 @@
+// kxnamedvariable.cpp - named variables: names, setters, and the lazy evaluation of formulas
+// against the namespace's pseudo-time, run on an explicit work stack.
+#include "kx/expressions/kxnamedvariable.h"
+
+#include "kx/expressions/kxfnparser.h"
+#include "kx/expressions/kxnamespace.h"
+#include "kx/foundation/kxerror.h"
+#include "kx/objects/kxchecksum.h"
+
+#include <cstring>
+#include <new>
+#include <vector>
+
+#define KX_UNIT "kxnamedvariable"
+
+/// Where a formula's name was last found: `levels` parents up, slot `index` there (-1: not
+/// found).
+struct kxNamedVariable::Reference {
+    int index;
+    int levels;
+};
+
+/// The references of a formula, one per declared parameter, in declaration order; allocated as
+/// one block sized to the count.
+struct kxNamedVariable::References {
+    int count;
+    Reference *Items() { return reinterpret_cast<Reference *>(this + 1); }
+
+    static References *Make(const std::vector<Reference> &items)
+    {
+        void *block = ::operator new(sizeof(References) + items.size() * sizeof(Reference));
+        References *refs = new (block) References;
+        refs->count = static_cast<int>(items.size());
+        if (!items.empty())
+            std::memcpy(refs->Items(), items.data(), items.size() * sizeof(Reference));
+        return refs;
+    }
+    static void Free(References *refs) { ::operator delete(refs); }
+};
+
+
+// ---------------------------------------------------------------------------------------------
+// Construction
+
+kxNamedVariable::kxNamedVariable(kxNameSpace *ns, int flags, int index)
+    : ns_(ns), expression_("0"), property_((flags & NotProperty) == 0)
+{
+    const int now = PseudoTime();
+    nameStamp_ = expressionStamp_ = valueStamp_ = now;
+    if (flags & NotListed)
+        return;
+    if (flags & Temporary) {
+        temporary_ = true;
+        index_ = index;
+        return;
+    }
+    if (ns_)
+        index_ = ns_->AddVariable(this);
+}
+
+kxNamedVariable::~kxNamedVariable()
+{
+    DiscardCompiled();
+    if (ns_ && !temporary_ && index_ >= 0)
+        ns_->UnlinkVariable(index_);
+}
+
+int kxNamedVariable::PseudoTime() const
+{
+    return ns_ ? ns_->pseudoTime_ : 0;
+}
+
+void kxNamedVariable::DiscardCompiled()
+{
+    delete compiled_;
+    compiled_ = nullptr;
+    References::Free(references_);
+    references_ = nullptr;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Names
+
+bool kxNamedVariable::IsStartCharacter(int c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+bool kxNamedVariable::IsContinuationCharacter(int c)
+{
+    return IsStartCharacter(c) || (c >= '0' && c <= '9') || c == '_';
+}
+
+bool kxNamedVariable::IsNameValid(const char *name)
+{
+    if (!name || !IsStartCharacter(static_cast<unsigned char>(name[0])))
+        return false;
+    for (const char *p = name + 1; *p; ++p)
+        if (!IsContinuationCharacter(static_cast<unsigned char>(*p)))
+            return false;
+    const KXFuncParserC &parser = kxGetComplexParser();
+    const KXString text(name);
+    return !parser.IsFunctionRegistered(text) && !parser.IsConstantRegistered(text);
+}
+
+bool kxNamedVariable::IsNameUnique(const char *name) const
+{
+    return !ns_ || ns_->FindVariable(name ? name : "", false) < 0;
+}
+
+bool kxNamedVariable::SetName(const char *name)
+{
+    if (!name)
+        name = "";
+    if (name_ == name)
+        return true;
+    if (*name && (!IsNameValid(name) || !IsNameUnique(name)))
+        return false;
+    const int listed = GetListedIndex();
+    if (ns_)
+        ns_->NotifyVariableWillChange(listed);
+    const bool entered = ns_ && !temporary_ && index_ >= 0;
+    if (entered && !name_.Empty())
+        ns_->IndexErase(name_.c_str());
+    name_ = name;
+    if (entered && !name_.Empty())
+        ns_->IndexInsert(name_.c_str(), index_);
+    if (ns_)
+        ns_->NotifyVariableChanged(listed, &nameStamp_);
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Value or formula
+
+void kxNamedVariable::SetExpression(const char *text)
+{
+    const int listed = GetListedIndex();
+    if (ns_)
+        ns_->NotifyVariableWillChange(listed);
+    isValue_ = false;
+    expression_ = text ? text : "";
+    DiscardCompiled();
+    if (ns_)
+        ns_->NotifyVariableChanged(listed, &expressionStamp_);
+}
+
+void kxNamedVariable::SetValue(const std::complex<double> &value)
+{
+    const int listed = GetListedIndex();
+    if (ns_)
+        ns_->NotifyVariableWillChange(listed);
+    isValue_ = true;
+    value_ = value;
+    DiscardCompiled();
+    if (ns_)
+        ns_->NotifyVariableChanged(listed, &expressionStamp_);
+}
+
+bool kxNamedVariable::SetValue(const char *text)
+{
+    std::complex<double> value;
+    if (!kxStringToNumber(text ? text : "", value))
+        return false;
+    SetValue(value);
+    return true;
+}
+
+void kxNamedVariable::SetValueOrExpression(const char *text)
+{
+    if (!SetValue(text))
+        SetExpression(text);
+}
+
+KXString kxNamedVariable::GetValueString()
+{
+    const std::complex<double> value = GetValue();
+    if (value.imag() == 0.0)
+        return kxNumberToString(value.real());
+    return kxNumberToString(value);
+}
+
+void kxNamedVariable::AppendCheckSum(CheckSum &sum)
+{
+    sum.Append(name_.c_str());
+    sum.Append(isValue_);
+    if (!isValue_)
+        sum.Append(expression_.c_str());
+    sum.Append(GetValue());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Evaluation
+//
+// GetValue of an expression variable whose cache is stale runs kxVariableEvaluator: one frame
+// per variable being computed, kept in a heap vector. A frame walks its references; a
+// referenced variable whose value is at hand (a plain value, a current cache, or a cycle) is
+// used at once, any other one gets a frame of its own on top, and its result is handed down
+// when that frame finishes. So the depth of a chain of variables costs heap, not machine stack.
+
+class kxVariableEvaluator {
+public:
+    static std::complex<double> Run(kxNamedVariable &variable);
+    static void WarnCircular(const kxNamedVariable &variable);
+
+private:
+    struct Frame {
+        kxNamedVariable *variable;
+        int next;       ///< the reference to look at next
+        bool marked;    ///< the formula must be evaluated
+        bool rebuilt;   ///< the formula was compiled afresh
+    };
+
+    static std::vector<Frame> &Stack();
+    static int ReferenceCount(const kxNamedVariable &variable)
+    {
+        return variable.references_ ? variable.references_->count : 0;
+    }
+    static void Begin(kxNamedVariable &variable);
+    static void Rebuild(kxNamedVariable &variable);
+    static kxNamedVariable *Resolve(kxNamedVariable &variable, int k);
+    static void Deliver(Frame &frame, const std::complex<double> &value);
+    static std::complex<double> Finish(kxNamedVariable &variable, bool marked);
+    static void Evaluate(kxNamedVariable &variable);
+    static void WarnUndefined(kxNamedVariable &variable);
+};
+
+std::complex<double> kxNamedVariable::GetValue()
+{
+    if (isValue_)
+        return value_;
+    if (ns_ && valueStamp_ == ns_->pseudoTime_)
+        return value_;
+    if (busy_) {
+        kxVariableEvaluator::WarnCircular(*this);
+        return {0.0, 0.0};
+    }
+    return kxVariableEvaluator::Run(*this);
+}
+
+std::vector<kxVariableEvaluator::Frame> &kxVariableEvaluator::Stack()
+{
+    // Shared by every evaluation of the process (the library runs on one thread). A nested
+    // evaluation (from a warning hook, say) works above the frames of the outer one.
+    static std::vector<Frame> stack;
+    return stack;
+}
+
+std::complex<double> kxVariableEvaluator::Run(kxNamedVariable &variable)
+{
+    std::vector<Frame> &stack = Stack();
+    const size_t base = stack.size();
+    Begin(variable);
+    std::complex<double> result;
+    while (stack.size() > base) {
+        const size_t top = stack.size() - 1;
+        bool descended = false;
+        while (!descended) {
+            Frame &frame = stack[top];
+            if (frame.next >= ReferenceCount(*frame.variable))
+                break;
+            kxNamedVariable *target = Resolve(*frame.variable, frame.next);
+            if (!target) {
+                Deliver(frame, {0.0, 0.0});
+            } else if (target->isValue_ ||
+                       (target->ns_ && target->valueStamp_ == target->ns_->pseudoTime_)) {
+                Deliver(frame, target->value_);
+            } else if (target->busy_) {
+                WarnCircular(*target);
+                Deliver(frame, {0.0, 0.0});
+            } else {
+                Begin(*target);
+                descended = true;
+            }
+        }
+        if (descended)
+            continue;
+        const Frame done = stack[top];
+        result = Finish(*done.variable, done.marked);
+        stack.resize(top);
+        if (stack.size() > base)
+            Deliver(stack.back(), result);
+    }
+    return result;
+}
+
+void kxVariableEvaluator::Begin(kxNamedVariable &variable)
+{
+    variable.busy_ = true;
+    Frame frame{&variable, 0, false, false};
+    if (!variable.compiled_ || variable.expressionStamp_ > variable.valueStamp_) {
+        Rebuild(variable);
+        frame.marked = frame.rebuilt = true;
+    }
+    Stack().push_back(frame);
+}
+
+// Compiles the formula afresh: every name of the text that is neither a function nor (written
+// after an underscore) a constant is declared once, in order of first use, and located.
+void kxVariableEvaluator::Rebuild(kxNamedVariable &variable)
+{
+    variable.DiscardCompiled();
+    variable.compiled_ = new KXExpressionC();
+    KXExpressionC &compiled = *variable.compiled_;
+    const KXFuncParserC &parser = kxGetComplexParser();
+    const char *text = variable.expression_.c_str();
+    const int length = variable.expression_.Length();
+    std::vector<kxNamedVariable::Reference> references;
+
+    int i = 0;
+    while (i < length) {
+        const char before = i > 0 ? text[i - 1] : '\0';
+        const bool afterNumber = (before >= '0' && before <= '9') || before == '.';
+        if (!kxNamedVariable::IsStartCharacter(static_cast<unsigned char>(text[i])) || afterNumber) {
+            ++i;
+            continue;
+        }
+        int end = i + 1;
+        while (end < length && kxNamedVariable::IsContinuationCharacter(static_cast<unsigned char>(text[end])))
+            ++end;
+        const KXString name(text + i, end - i);
+        i = end;
+        if (parser.IsFunctionRegistered(name))
+            continue;
+        if (before == '_' && parser.IsConstantRegistered("_" + name))
+            continue;
+        if (compiled.FindParam(name) >= 0)
+            continue;
+        compiled.DeclareParam(name, KXString(), 0, -1);
+        kxNamedVariable::Reference reference{-1, 0};
+        if (variable.ns_)
+            variable.ns_->LocateVariable(name, reference.levels, reference.index);
+        references.push_back(reference);
+    }
+    if (!references.empty())
+        variable.references_ = kxNamedVariable::References::Make(references);
+    compiled.setExpression(variable.expression_);
+}
+
+// The variable that reference k leads to, looked up again when the one it led to is gone or
+// was renamed since this variable's value was computed; null when the name is not defined.
+kxNamedVariable *kxVariableEvaluator::Resolve(kxNamedVariable &variable, int k)
+{
+    kxNamedVariable::Reference &reference = variable.references_->Items()[k];
+    kxNameSpace *ns = variable.ns_;
+    if (!ns)
+        return nullptr;
+    const KXString &declared = variable.compiled_->GetParam(k).Name();
+    kxNamedVariable *target =
+        reference.index >= 0 ? ns->PeekVariable(reference.levels, reference.index) : nullptr;
+    if (target && (target->nameStamp_ <= variable.valueStamp_ || target->name_ == declared))
+        return target;
+    if (!ns->LocateVariable(declared, reference.levels, reference.index)) {
+        reference.index = -1;
+        reference.levels = 0;
+        return nullptr;
+    }
+    return ns->PeekVariable(reference.levels, reference.index);
+}
+
+void kxVariableEvaluator::Deliver(Frame &frame, const std::complex<double> &value)
+{
+    KXParameterC &parameter = frame.variable->compiled_->GetParam(frame.next);
+    if (frame.rebuilt || !parameter.HasValue() || parameter.Value() != value) {
+        parameter.SetValue(value);
+        frame.marked = true;
+    }
+    ++frame.next;
+}
+
+void kxVariableEvaluator::Evaluate(kxNamedVariable &variable)
+{
+    variable.value_ = variable.compiled_->Evaluate();
+    if (!error)
+        return;
+    if (variable.name_.Empty())
+        kxWarningLog("Expression %s could not be evaluated: %s", variable.expression_.c_str(),
+                     error.chars());
+    else
+        kxWarningLog("Variable %s = %s could not be evaluated: %s", variable.name_.c_str(),
+                     variable.expression_.c_str(), error.chars());
+    error.reset();
+}
+
+std::complex<double> kxVariableEvaluator::Finish(kxNamedVariable &variable, bool marked)
+{
+    WarnUndefined(variable);
+    if (marked) {
+        if (!error) {
+            Evaluate(variable);
+        } else {
+            // A user error pending from before is kept aside, so that only this evaluation's
+            // faults become warnings.
+            const Error pending(error);
+            error.reset();
+            Evaluate(variable);
+            error = pending;
+        }
+    }
+    variable.valueStamp_ = variable.PseudoTime();
+    variable.busy_ = false;
+    return variable.value_;
+}
+
+void kxVariableEvaluator::WarnCircular(const kxNamedVariable &variable)
+{
+    if (variable.name_.Empty())
+        kxWarningLog("Expression %s is directly or indirectly circular\n", variable.expression_.c_str());
+    else
+        kxWarningLog("Variable %s = %s is directly or indirectly circular\n", variable.name_.c_str(),
+                     variable.expression_.c_str());
+}
+
+void kxVariableEvaluator::WarnUndefined(kxNamedVariable &variable)
+{
+    const int count = ReferenceCount(variable);
+    int undefined = 0;
+    KXString names;
+    for (int k = 0; k < count; ++k) {
+        if (variable.references_->Items()[k].index >= 0)
+            continue;
+        names += undefined == 0 ? " " : ", ";
+        names += variable.compiled_->GetParam(k).Name();
+        ++undefined;
+    }
+    if (undefined == 0)
+        return;
+    KXString message;
+    if (variable.name_.Empty())
+        message = "Expression \"" + variable.expression_ + "\" ";
+    else
+        message = "Variable " + variable.name_ + " = " + variable.expression_ + " ";
+    message += "refers to undefined variable";
+    if (undefined > 1)
+        message += 's';
+    message += names;
+    message += '\n';
+    kxWarningLog("%s", message.c_str());
+}
