@@ -195,7 +195,7 @@ std::complex<double> atoCx(const char *text, int &err)
 {
     double re = 0.0;
     double im = 0.0;
-    err = !text || std::sscanf(text, "(%lf,%lf)", &re, &im) != 2;
+    err = !text || std::sscanf(text, " (%lf,%lf)", &re, &im) != 2;
     return err ? std::complex<double>() : std::complex<double>(re, im);
 }
 

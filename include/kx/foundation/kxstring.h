@@ -457,7 +457,7 @@ int atoI(const char *text, int &err);
 /// error flag is always 0.
 [[nodiscard]] int hexatoI(const char *text);
 int hexatoI(const char *text, int &err);
-/// "(%lf,%lf)", real part first; both parts must convert.
+/// "(%lf,%lf)" after any leading blanks, real part first; both parts must convert.
 [[nodiscard]] std::complex<double> atoCx(const char *text);
 std::complex<double> atoCx(const char *text, int &err);
 
