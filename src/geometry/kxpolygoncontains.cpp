@@ -1,0 +1,261 @@
+// kxpolygoncontains.cpp - winding-angle containment and its fast integer equivalent.
+#include "kx/geometry/kxpolygoncontains.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr double kPi = 3.141592653589793;
+constexpr double kZero = 1.7e-306;
+/// Points closer than this fraction of the outline's scale to an edge go to the angle sum.
+constexpr double kNearFraction = 1e-9;
+/// Outside this range of scales the margin above is not meaningful.
+constexpr double kMinScale = 1e-140;
+constexpr double kMaxScale = 1e140;
+/// Upper bound of (edge, bin) entries of an index.
+constexpr long kMaxBinEntries = 1L << 23;
+
+bool ZeroWithin(double v, double tol) { return std::fabs(v) < (tol < 0.0 ? kZero : tol); }
+
+std::vector<kxPoint> ToVector(const List<kxPoint> &points)
+{
+    std::vector<kxPoint> v;
+    v.reserve(static_cast<size_t>(points.size()));
+    for (int i = 1; i <= points.size(); ++i)
+        v.push_back(points[i]);
+    return v;
+}
+
+/// Largest coordinate magnitude; NaN or infinity when a coordinate is not finite.
+double Scale(const kxPoint *v, int n)
+{
+    double s = 0.0;
+    for (int i = 0; i < n; ++i) {
+        const double m = std::max(std::fabs(v[i].x), std::fabs(v[i].y));
+        if (!(m <= s))   // NaN propagates
+            s = m;
+    }
+    return s;
+}
+
+enum Verdict { kFar, kNear };
+
+/// One edge a -> b of the integer winding count for the ray from p toward +x. Returns kNear when
+/// p lies within `m` of the edge (or might, by rounding), where the count is not trusted.
+inline Verdict CountEdge(const kxPoint &a, const kxPoint &b, const kxPoint &p, double m,
+                         int &winding)
+{
+    if (p.y < std::min(a.y, b.y) - m || p.y > std::max(a.y, b.y) + m)
+        return kFar;
+    if (p.x > std::max(a.x, b.x) + m)
+        return kFar;
+    const bool aBelow = a.y <= p.y;
+    const bool crosses = aBelow != (b.y <= p.y);
+    if (p.x < std::min(a.x, b.x) - m) {
+        if (crosses)
+            winding += aBelow ? 1 : -1;
+        return kFar;
+    }
+    const double ex = b.x - a.x, ey = b.y - a.y;
+    const double cross = ex * (p.y - a.y) - (p.x - a.x) * ey;
+    if (std::fabs(cross) <= m * (std::fabs(ex) + std::fabs(ey)))
+        return kNear;
+    if (crosses) {
+        if (aBelow && cross > 0.0)
+            ++winding;
+        else if (!aBelow && cross < 0.0)
+            --winding;
+    }
+    return kFar;
+}
+
+/// Integer count over all edges; falls back to the angle sum near the outline.
+bool ScanAll(const kxPoint *v, int n, const kxPoint &p, double m)
+{
+    int winding = 0;
+    for (int i = 0; i < n; ++i)
+        if (CountEdge(v[i], v[i + 1 == n ? 0 : i + 1], p, m, winding) == kNear)
+            return kxPolygonContainsByAngle(v, n, p);
+    return winding != 0;
+}
+
+bool UsableScale(double s) { return s >= kMinScale && s <= kMaxScale; }
+
+bool FinitePoint(const kxPoint &p) { return std::isfinite(p.x) && std::isfinite(p.y); }
+
+} // namespace
+
+bool kxPolygonContainsByAngle(const kxPoint *v, int n, const kxPoint &p)
+{
+    double sum = 0.0;
+    for (int i = 0; i < n; ++i) {
+        const kxPoint &next = v[i + 1 == n ? 0 : i + 1];
+        double ax = v[i].x - p.x, ay = v[i].y - p.y;
+        if (ax == 0.0 && ay == 0.0)
+            return true;
+        const double len = std::hypot(ax, ay);
+        ax /= len;
+        ay /= len;
+        const double bx = next.x - p.x, by = next.y - p.y;
+        sum += std::atan2(ay * bx - ax * by, ax * bx + ay * by);
+    }
+    return std::fabs(sum) > kPi;
+}
+
+bool kxPolygonContains(const kxPoint *v, int n, const kxPoint &p)
+{
+    if (n <= 0)
+        return false;
+    const double s = std::max(Scale(v, n), std::max(std::fabs(p.x), std::fabs(p.y)));
+    if (!UsableScale(s) || !FinitePoint(p))
+        return kxPolygonContainsByAngle(v, n, p);
+    return ScanAll(v, n, p, s * kNearFraction);
+}
+
+bool kxPolygonContains(const kxPoint *v, int n, const kxPoint &p, double tol, bool &onVertex,
+                       bool &onEdge)
+{
+    onVertex = false;
+    onEdge = false;
+    double sum = 0.0;
+    for (int i = 0; i < n; ++i) {
+        const kxPoint &next = v[i + 1 == n ? 0 : i + 1];
+        double ax = v[i].x - p.x, ay = v[i].y - p.y;
+        const double len = std::hypot(ax, ay);
+        if (len == 0.0 || ZeroWithin(len, tol)) {
+            onVertex = true;
+            return true;
+        }
+        ax /= len;
+        ay /= len;
+        const double bx = next.x - p.x, by = next.y - p.y;
+        const double c = ay * bx - ax * by;
+        const double dx = ax * bx, dy = ay * by;
+        if (ZeroWithin(c, tol) && (dx < 0.0 || ZeroWithin(dx, tol)) &&
+            (dy < 0.0 || ZeroWithin(dy, tol))) {
+            onEdge = true;
+            return true;
+        }
+        sum += std::atan2(c, dx + dy);
+    }
+    return std::fabs(sum) > kPi;
+}
+
+bool kxPolygonContains(const kxPoint *v, int n, const kxPoint &p, double tol)
+{
+    bool onVertex, onEdge;
+    return kxPolygonContains(v, n, p, tol, onVertex, onEdge);
+}
+
+bool kxPolygonContains(const List<kxPoint> &points, const kxPoint &p)
+{
+    const std::vector<kxPoint> v = ToVector(points);
+    return kxPolygonContains(v.data(), static_cast<int>(v.size()), p);
+}
+
+bool kxPolygonContains(const List<kxPoint> &points, const kxPoint &p, double tol)
+{
+    const std::vector<kxPoint> v = ToVector(points);
+    return kxPolygonContains(v.data(), static_cast<int>(v.size()), p, tol);
+}
+
+bool kxPolygonContains(const List<kxPoint> &points, const kxPoint &p, double tol, bool &onVertex,
+                       bool &onEdge)
+{
+    const std::vector<kxPoint> v = ToVector(points);
+    return kxPolygonContains(v.data(), static_cast<int>(v.size()), p, tol, onVertex, onEdge);
+}
+
+// ---------------------------------------------------------------------------------------------
+// kxPolygonIndex
+
+void kxPolygonIndex::Build(const kxPoint *v, int n)
+{
+    v_.assign(v, v + std::max(n, 0));
+    binStart_.clear();
+    binEdges_.clear();
+    nbins_ = 0;
+    exactOnly_ = true;
+    if (v_.empty())
+        return;
+    const double s = Scale(v, n);
+    if (!UsableScale(s))
+        return;
+    exactOnly_ = false;
+    margin_ = s * kNearFraction;
+    xmin_ = xmax_ = v[0].x;
+    ymin_ = ymax_ = v[0].y;
+    for (const kxPoint &q : v_) {
+        xmin_ = std::min(xmin_, q.x);
+        xmax_ = std::max(xmax_, q.x);
+        ymin_ = std::min(ymin_, q.y);
+        ymax_ = std::max(ymax_, q.y);
+    }
+    const double height = ymax_ - ymin_;
+    if (n < 4 || !(height > 4.0 * margin_))
+        return;
+
+    // Bin b covers the y values that BinOf maps to b. BinOf is monotonic in y, so an edge whose
+    // widened y-range [lo, hi] holds p.y is entered in the bin of p.y.
+    long bins = std::min<long>(n, 1L << 16);
+    auto entries = [&](long nb) {
+        const double scale = static_cast<double>(nb) / height;
+        long total = 0;
+        for (int i = 0; i < n; ++i) {
+            const kxPoint &a = v_[i], &b = v_[i + 1 == n ? 0 : i + 1];
+            const double lo = std::min(a.y, b.y) - margin_, hi = std::max(a.y, b.y) + margin_;
+            const long b0 = std::clamp<long>(static_cast<long>((lo - ymin_) * scale), 0, nb - 1);
+            const long b1 = std::clamp<long>(static_cast<long>((hi - ymin_) * scale), 0, nb - 1);
+            total += b1 - b0 + 1;
+        }
+        return total;
+    };
+    while (bins > 1 && entries(bins) > kMaxBinEntries)
+        bins /= 2;
+    nbins_ = static_cast<int>(bins);
+    binScale_ = static_cast<double>(bins) / height;
+
+    std::vector<int> first(static_cast<size_t>(n)), last(static_cast<size_t>(n));
+    binStart_.assign(static_cast<size_t>(nbins_) + 1, 0);
+    for (int i = 0; i < n; ++i) {
+        const kxPoint &a = v_[i], &b = v_[i + 1 == n ? 0 : i + 1];
+        const double lo = std::min(a.y, b.y) - margin_, hi = std::max(a.y, b.y) + margin_;
+        first[i] = std::clamp(static_cast<int>((lo - ymin_) * binScale_), 0, nbins_ - 1);
+        last[i] = std::clamp(static_cast<int>((hi - ymin_) * binScale_), 0, nbins_ - 1);
+        for (int k = first[i]; k <= last[i]; ++k)
+            ++binStart_[k + 1];
+    }
+    for (int k = 0; k < nbins_; ++k)
+        binStart_[k + 1] += binStart_[k];
+    binEdges_.resize(static_cast<size_t>(binStart_[nbins_]));
+    std::vector<int> fill(binStart_.begin(), binStart_.end() - 1);
+    for (int i = 0; i < n; ++i)
+        for (int k = first[i]; k <= last[i]; ++k)
+            binEdges_[fill[k]++] = i;
+}
+
+bool kxPolygonIndex::Contains(const kxPoint &p) const
+{
+    const int n = Size();
+    if (n == 0)
+        return false;
+    if (exactOnly_ || !FinitePoint(p))
+        return kxPolygonContainsByAngle(v_.data(), n, p);
+    const double m = margin_;
+    if (p.x < xmin_ - m || p.x > xmax_ + m || p.y < ymin_ - m || p.y > ymax_ + m)
+        return false;
+    if (nbins_ == 0)
+        return ScanAll(v_.data(), n, p, m);
+    const int bin = std::clamp(static_cast<int>((p.y - ymin_) * binScale_), 0, nbins_ - 1);
+    const int *e = binEdges_.data() + binStart_[bin];
+    const int *end = binEdges_.data() + binStart_[bin + 1];
+    const kxPoint *v = v_.data();
+    int winding = 0;
+    for (; e != end; ++e) {
+        const int i = *e;
+        if (CountEdge(v[i], v[i + 1 == n ? 0 : i + 1], p, m, winding) == kNear)
+            return kxPolygonContainsByAngle(v, n, p);
+    }
+    return winding != 0;
+}
