@@ -5,5 +5,6 @@
 #include "kx/geometry/kxgeomtypes.h"
 #include "kx/geometry/kxlineshapeintersections.h"
 #include "kx/geometry/kxplanegeom.h"
+#include "kx/geometry/kxpolygoncontains.h"
 
 #endif
