@@ -92,6 +92,17 @@ public:
 private:
     /// The raw form: rotates once, then XORs word i into w(i mod 4).
     void Append(const std::uint32_t *words, int count);
+    /// XORs a word into w(index mod 4).
+    void Xor(int index, std::uint32_t word)
+    {
+        const std::uint64_t w = word;
+        switch (index & 3) {
+        case 0: lo_ ^= w; break;
+        case 1: lo_ ^= w << 32; break;
+        case 2: hi_ ^= w; break;
+        default: hi_ ^= w << 32; break;
+        }
+    }
     void Rotate()
     {
         const std::uint64_t lo = lo_;
@@ -106,15 +117,8 @@ private:
 inline void CheckSum::Append(const std::uint32_t *words, int count)
 {
     Rotate();
-    for (int i = 0; i < count; ++i) {
-        const std::uint64_t w = words[i];
-        switch (i & 3) {
-        case 0: lo_ ^= w; break;
-        case 1: lo_ ^= w << 32; break;
-        case 2: hi_ ^= w; break;
-        default: hi_ ^= w << 32; break;
-        }
-    }
+    for (int i = 0; i < count; ++i)
+        Xor(i, words[i]);
 }
 
 class Updatable;

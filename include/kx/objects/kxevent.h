@@ -93,8 +93,8 @@ private:
     void AddEntry(kxEventListener &listener, int eventId, int cookie);
     /// Removes the listener's entries (all of them when `all`, else those for eventId).
     void RemoveEntries(const kxEventListener &listener, bool all, int eventId);
-    /// Unlinks and frees an entry now, or marks it when a raise is in progress.
-    void DropEntry(kxEventNode *entry, kxEventNode *previous);
+    /// Unlinks and frees an entry now (true), or only marks it while a raise is in progress.
+    bool DropEntry(kxEventNode *entry, kxEventNode *previous);
 
     kxListenerList *list_ = nullptr;
 };
