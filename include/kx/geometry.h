@@ -5,6 +5,10 @@
 #include "kx/geometry/kxgeomtypes.h"
 #include "kx/geometry/kxlineshapeintersections.h"
 #include "kx/geometry/kxplanegeom.h"
+#include "kx/geometry/kxmatrixstack.h"
+#include "kx/geometry/kxplacement.h"
 #include "kx/geometry/kxpolygoncontains.h"
+#include "kx/geometry/kxtransform3dmatrix.h"
+#include "kx/geometry/kxtransformmatrix.h"
 
 #endif
