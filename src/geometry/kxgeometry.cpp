@@ -586,8 +586,8 @@ int kxIntersectLines(const kxPoint &a1, const kxPoint &a2, const kxPoint &b1, co
         const double dist = Length(pt - nearest);
         if (!(dist <= eps))
             return kxNoIntersection;
-        const double s = aIsPoint ? len2 : len1;
-        const double along = s == 0.0 ? 0.0 : Clamp01(Dot(pt - s1, s2 - s1) / (s * s));
+        const double ss = Dot(s2 - s1, s2 - s1);
+        const double along = ss == 0.0 ? 0.0 : Clamp01(Dot(pt - s1, s2 - s1) / ss);
         p1 = pt;
         t1 = aIsPoint ? 0.0 : along;
         t2 = aIsPoint ? along : 0.0;
@@ -597,7 +597,8 @@ int kxIntersectLines(const kxPoint &a1, const kxPoint &a2, const kxPoint &b1, co
     const double crossB1 = Cross(d1, w), crossB2 = Cross(d1, b2 - a1);
     if (std::fabs(crossB1) <= eps * len1 && std::fabs(crossB2) <= eps * len1) {
         // Collinear within tol: the overlap of the projections of b onto a.
-        const double s1 = Dot(w, d1) / (len1 * len1), s2 = Dot(b2 - a1, d1) / (len1 * len1);
+        const double dd1 = Dot(d1, d1);
+        const double s1 = Dot(w, d1) / dd1, s2 = Dot(b2 - a1, d1) / dd1;
         const double lo = std::max(0.0, std::min(s1, s2)), hi = std::min(1.0, std::max(s1, s2));
         const double epsT = eps / len1;
         if (lo > hi + epsT)
@@ -605,7 +606,7 @@ int kxIntersectLines(const kxPoint &a1, const kxPoint &a2, const kxPoint &b1, co
         if (hi <= lo || (hi - lo) * len1 <= eps) {
             t1 = Clamp01(0.5 * (lo + hi));
             p1 = PointAt(a1, a2, t1);
-            t2 = Clamp01(Dot(p1 - b1, d2) / (len2 * len2));
+            t2 = Clamp01(Dot(p1 - b1, d2) / Dot(d2, d2));
             return kxOneIntersection;
         }
         t1 = lo;
