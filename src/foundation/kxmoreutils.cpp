@@ -651,11 +651,13 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
         if (s >= srcLen) {
             ResetBlock();
             posn = entry;
-            uint32_t quoteEnd = headEnd;
-            while (quoteEnd > head && (src[quoteEnd - 1] == '\n' || src[quoteEnd - 1] == '\r'))
+            uint32_t quote = head, quoteEnd = headEnd;
+            while (quote < quoteEnd && (src[quote] == ' ' || src[quote] == '\t'))
+                ++quote;
+            while (quoteEnd > quote && (src[quoteEnd - 1] == '\n' || src[quoteEnd - 1] == '\r'))
                 --quoteEnd;
             error.set("Missing \"end\" in block beginning\r\n%.*s\r\n",
-                      int(std::min<uint32_t>(quoteEnd - head, kQuoteMax)), src + head);
+                      int(std::min<uint32_t>(quoteEnd - quote, kQuoteMax)), src + quote);
             return false;
         }
         const uint32_t e = LineEndIn(src, srcLen, s);
@@ -831,7 +833,7 @@ void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *p
 
     // 3. The header line.
     std::string header;
-    AppendHeaderLine(header, sig, name);
+    AppendHeaderLine(header, sig, name_);
     indent_ = 0;
     Append(header.c_str());
     SetHeaderLine(header.data(), header.size());
@@ -877,7 +879,7 @@ void TextBlock::setHeader(const TBlockSig &sig, const char *name)
     major_ = sig.major;
     minor_ = sig.minor;
     std::string header;
-    AppendHeaderLine(header, sig, name);
+    AppendHeaderLine(header, sig, name_);
     SetHeaderLine(header.data(), header.size());
 
     // Replace the old header line [0, bodyStart) by the new one, moving the rest.
