@@ -88,11 +88,12 @@
 
 #include <complex>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 /// Limits of a compiled program (see "Compiled form and limits" above).
 constexpr int kxExprMaxCode = 16384;
-constexpr int kxExprMaxStack = 256;
+constexpr int kxExprMaxStack = 1024;
 constexpr int kxExprMaxDepth = 200;
 
 /// DeclareParam flag: the parameter is a vector, used as name[index].
@@ -253,7 +254,6 @@ struct KXExprInstr {
     union {
         T constant;
         typename KXFuncDataEltT<T>::Routine routine;
-        const char *name;
     };
     KXExprInstr() : op(0), arg(0), constant() {}
 };
@@ -265,9 +265,9 @@ template <class T>
 class KXExpressionT {
 public:
     explicit KXExpressionT(const KXFuncParserT<T> *parser);
-    KXExpressionT(const KXExpressionT &other);
-    KXExpressionT &operator=(const KXExpressionT &other);
-    virtual ~KXExpressionT();
+    KXExpressionT(const KXExpressionT &other) = default;
+    KXExpressionT &operator=(const KXExpressionT &other) = default;
+    virtual ~KXExpressionT() = default;
 
     /// Sets the formula text; the expression must be compiled again.
     void setExpression(const KXString &text);
@@ -305,15 +305,15 @@ private:
     class Compiler;
     template <class Values>
     T Run(const KXExprInstr<T> *code, int size, const Values &values) const;
-    T Prepare(bool checkValues);
-    [[nodiscard]] bool CheckUsedValues() const;
+    [[nodiscard]] bool Prepare();
+    [[nodiscard]] bool CheckUsedValues(bool scalarsGiven) const;
 
     const KXFuncParserT<T> *parser_;
     KXString text_;
     std::vector<KXParameterT<T>> params_;
     std::vector<KXExprInstr<T>> code_;
     std::vector<int> usedParams_;
-    std::vector<CSpline *> tables_;   ///< owned: splines of constant tables
+    std::vector<std::shared_ptr<const CSpline>> tables_;   ///< splines of constant tables
     KXString failure_;                ///< text of a failed compilation
     State state_ = NotCompiled;
 };

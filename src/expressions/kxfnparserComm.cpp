@@ -1,0 +1,1461 @@
+// The formula language: built-in functions, the parsers' tables, the compiler from text to a
+// flat postfix program, and the evaluator that walks that program.
+#define KX_UNIT "kxfnparserComm"
+
+#include "kx/expressions/kxfnparser.h"
+
+#include "kx/expressions/kxcubicspline.h"
+#include "kx/foundation/kxerror.h"
+#include "kx/foundation/kxmath.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+using Cx = std::complex<double>;
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// Instruction set. Binary operators come in three forms: both operands on the stack, the right
+// operand a constant in the instruction (K), or the right operand a parameter (P).
+enum Op : int32_t {
+    opConst,
+    opParam,       // arg: parameter index
+    opVecElem,     // arg: parameter index; pops the index, pushes the element
+    opNeg,
+    opSqr,
+    opAdd, opSub, opMul, opDiv, opPow,
+    opAddK, opSubK, opMulK, opDivK, opPowK,
+    opAddP, opSubP, opMulP, opDivP, opPowP,
+    opEq, opNe, opLt, opLe, opGt, opGe,
+    opJumpIfFalse, // arg: target
+    opJump,        // arg: target
+    opCall,        // routine, arg: argument count
+    opSpline,      // arg: index of the prepared table(s); pops x
+    // Inline built-ins of one argument (also the inlineOp of their parser entries).
+    opSqrt, opSign, opAbs, opExp, opSin, opCos, opTan, opSinh, opCosh, opTanh, opLn, opLog10,
+    opAsin, opAcos, opAtan, opReal, opImag, opArg
+};
+constexpr int kFormK = opAddK - opAdd;
+constexpr int kFormP = opAddP - opAdd;
+
+// Markers in a parser entry's inlineOp for built-ins the compiler treats specially.
+constexpr int kInlineIf = 1000;
+constexpr int kInlineSpline = 1001;
+
+inline double Re(double x) { return x; }
+inline double Re(const Cx &x) { return x.real(); }
+inline bool IsZeroValue(double x) { return x == 0.0; }
+inline bool IsZeroValue(const Cx &x) { return x.real() == 0.0 && x.imag() == 0.0; }
+inline bool HasImag(double) { return false; }
+inline bool HasImag(const Cx &x) { return x.imag() != 0.0; }
+inline bool IsIntegral(double x) { return std::isfinite(x) && x == std::floor(x); }
+
+// A fault of an evaluation: the text goes to the global error record, the value is 0.
+template <class T>
+T Fault(const char *text)
+{
+    error.set("%s", text);
+    return T();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Power, unary built-ins: false (with the error record set) on a domain error.
+inline bool PowerOf(double a, double b, double &result)
+{
+    if (a < 0.0 && !IsIntegral(b)) {
+        error.set("negative argument in non-integer power\n");
+        return false;
+    }
+    result = std::pow(a, b);
+    return true;
+}
+
+inline bool PowerOf(const Cx &a, const Cx &b, Cx &result)
+{
+    if (a.imag() == 0.0 && b.imag() == 0.0 && (a.real() >= 0.0 || IsIntegral(b.real()))) {
+        result = Cx(std::pow(a.real(), b.real()), 0.0);
+        return true;
+    }
+    result = std::pow(a, b);
+    return true;
+}
+
+bool DomainError(const char *name)
+{
+    error.set("DOMAIN error in function \"%s\"\n", name);
+    return false;
+}
+
+bool ApplyUnary(int op, double &x)
+{
+    switch (op) {
+    case opSqrt:
+        if (x < 0.0) {
+            error.set("negative argument in sqrt\n");
+            return false;
+        }
+        x = std::sqrt(x);
+        return true;
+    case opSign: x = x > 0.0 ? 1.0 : (x < 0.0 ? -1.0 : 0.0); return true;
+    case opAbs: x = std::fabs(x); return true;
+    case opExp: x = std::exp(x); return true;
+    case opSin: x = std::sin(x); return true;
+    case opCos: x = std::cos(x); return true;
+    case opTan: x = std::tan(x); return true;
+    case opSinh: x = std::sinh(x); return true;
+    case opCosh: x = std::cosh(x); return true;
+    case opTanh: x = std::tanh(x); return true;
+    case opLn:
+        if (x <= 0.0)
+            return DomainError("ln");
+        x = std::log(x);
+        return true;
+    case opLog10:
+        if (x <= 0.0)
+            return DomainError("log10");
+        x = std::log10(x);
+        return true;
+    case opAsin:
+        if (x < -1.0 || x > 1.0)
+            return DomainError("asin");
+        x = std::asin(x);
+        return true;
+    case opAcos:
+        if (x < -1.0 || x > 1.0)
+            return DomainError("acos");
+        x = std::acos(x);
+        return true;
+    case opAtan: x = std::atan(x); return true;
+    default: break;
+    }
+    KX_CODE_ERROR("unknown inline function");
+    return false;
+}
+
+bool ApplyUnary(int op, Cx &x)
+{
+    switch (op) {
+    case opSqrt: x = std::sqrt(x); return true;
+    case opSign: x = x.real() > 0.0 ? 1.0 : (x.real() < 0.0 ? -1.0 : 0.0); return true;
+    case opAbs: x = std::abs(x); return true;
+    case opExp: x = std::exp(x); return true;
+    case opSin: x = std::sin(x); return true;
+    case opCos: x = std::cos(x); return true;
+    case opTan: x = std::tan(x); return true;
+    case opSinh: x = std::sinh(x); return true;
+    case opCosh: x = std::cosh(x); return true;
+    case opTanh: x = std::tanh(x); return true;
+    case opLn:
+        if (IsZeroValue(x))
+            return DomainError("ln");
+        x = std::log(x);
+        return true;
+    case opLog10:
+        if (IsZeroValue(x))
+            return DomainError("log10");
+        x = std::log10(x);
+        return true;
+    case opAsin: x = std::asin(x); return true;
+    case opAcos: x = std::acos(x); return true;
+    case opAtan: x = std::atan(x); return true;
+    case opReal: x = x.real(); return true;
+    case opImag: x = x.imag(); return true;
+    case opArg: x = std::arg(x); return true;
+    default: break;
+    }
+    KX_CODE_ERROR("unknown inline function");
+    return false;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Built-in routines, as registered in the parsers' tables.
+template <class T, int OP>
+T UnaryRoutine(const KXParListT<T> &args)
+{
+    T x = args[0];
+    return ApplyUnary(OP, x) ? x : T();
+}
+
+template <class T>
+T PowRoutine(const KXParListT<T> &args)
+{
+    T r;
+    return PowerOf(args[0], args[1], r) ? r : T();
+}
+
+template <class T, bool isMax>
+T MaxMinRoutine(const KXParListT<T> &args)
+{
+    const char *name = isMax ? "max" : "min";
+    if (args.Count() < 1) {
+        error.set("too few arguments in function \"%s\"\n", name);
+        return T();
+    }
+    double best = Re(args[0]);
+    for (const T &a : args) {
+        if (HasImag(a)) {
+            error.set("cannot pass complex number to function \"%s\"\n", name);
+            return T();
+        }
+        if (isMax ? Re(a) > best : Re(a) < best)
+            best = Re(a);
+    }
+    return T(best);
+}
+
+// Checks the layout (x, x1, y1, x2, y2, ...) of lininterp and spline.
+template <class T>
+bool CheckTableCount(const KXParListT<T> &args, const char *name)
+{
+    if (args.Count() < 5) {
+        error.set("too few arguments in function \"%s\"\n", name);
+        return false;
+    }
+    if (args.Count() % 2 == 0) {
+        error.set("wrong number of arguments in function \"%s\"\n", name);
+        return false;
+    }
+    return true;
+}
+
+template <class T>
+T LinInterpRoutine(const KXParListT<T> &args)
+{
+    if (!CheckTableCount(args, "lininterp"))
+        return T();
+    const int points = (args.Count() - 1) / 2;
+    for (int i = 0; i <= points; ++i) {
+        const T &pos = args[i == 0 ? 0 : 2 * i - 1];
+        if (HasImag(pos)) {
+            error.set("cannot pass complex number in this position to function \"lininterp\"\n");
+            return T();
+        }
+    }
+    auto xAt = [&](int i) { return Re(args[1 + 2 * i]); };
+    auto yAt = [&](int i) { return args[2 + 2 * i]; };
+    for (int i = 1; i < points; ++i)
+        if (!(xAt(i) > xAt(i - 1)))
+            error.set("the x-arguments must be monotonically increasing");
+    const double x = Re(args[0]);
+    int below = 0;
+    for (int i = 0; i < points; ++i)
+        if (xAt(i) < x)
+            ++below;
+    int right = below;
+    if (right < 1)
+        right = 1;
+    if (right > points - 1)
+        right = points - 1;
+    const double x0 = xAt(right - 1);
+    const double x1 = xAt(right);
+    if (x1 == x0)
+        return yAt(right - 1);
+    return yAt(right - 1) + (yAt(right) - yAt(right - 1)) * ((x - x0) / (x1 - x0));
+}
+
+// Scratch for the spline of a table given in the arguments: on the stack for usual sizes.
+class SplineScratch {
+public:
+    explicit SplineScratch(int n)
+    {
+        if (n > kLocal) {
+            static thread_local std::vector<double> heap;
+            if (static_cast<int>(heap.size()) < 2 * n)
+                heap.resize(2 * n);
+            m_ = heap.data();
+        }
+        work_ = m_ + n;
+    }
+    double *M() { return m_; }
+    double *Work() { return work_; }
+
+private:
+    static constexpr int kLocal = 128;
+    double local_[2 * kLocal];
+    double *m_ = local_;
+    double *work_;
+};
+
+double SplineValue(const double *x, const double *y, int n, int stride, double at)
+{
+    SplineScratch scratch(n);
+    CSpline::SecondDerivatives(x, y, n, stride, scratch.M(), scratch.Work());
+    return CSpline::Value(x, y, n, stride, scratch.M(), at);
+}
+
+double SplineAt(const ParListR &args)
+{
+    const int n = (args.Count() - 1) / 2;
+    return SplineValue(args.begin() + 1, args.begin() + 2, n, 2, args[0]);
+}
+
+Cx SplineAt(const ParListC &args)
+{
+    // Real and imaginary parts are splined separately over the real parts of the abscissae.
+    const int n = (args.Count() - 1) / 2;
+    const double *d = reinterpret_cast<const double *>(args.begin());
+    const double re = SplineValue(d + 2, d + 4, n, 4, args[0].real());
+    const double im = SplineValue(d + 2, d + 5, n, 4, args[0].real());
+    return Cx(re, im);
+}
+
+template <class T>
+bool SplineAbscissaeIncrease(const KXParListT<T> &args)
+{
+    const int n = (args.Count() - 1) / 2;
+    for (int i = 1; i < n; ++i)
+        if (!(Re(args[1 + 2 * i]) > Re(args[2 * i - 1])))
+            return false;
+    return true;
+}
+
+template <class T>
+T SplineRoutine(const KXParListT<T> &args)
+{
+    if (!CheckTableCount(args, "spline"))
+        return T();
+    if (!SplineAbscissaeIncrease(args))
+        return Fault<T>("spline: the x-arguments must be monotonically increasing");
+    return SplineAt(args);
+}
+
+template <class T>
+T IfRoutine(const KXParListT<T> &args)
+{
+    if (args.Count() != 3)
+        return Fault<T>("wrong number of arguments in function \"if\"\n");
+    const double c = Re(args[0]);
+    if (std::isnan(c))
+        return Fault<T>("conditional operator evaluation error\n");
+    return c != 0.0 ? args[1] : args[2];
+}
+
+template <class T>
+void RegisterCommonBuiltins(KXFuncParserT<T> &p, void (KXFuncParserT<T>::*reg)(
+                                typename KXFuncParserT<T>::Routine, const char *, int, int))
+{
+    (p.*reg)(UnaryRoutine<T, opSqrt>, "sqrt", 1, opSqrt);
+    (p.*reg)(UnaryRoutine<T, opSign>, "sign", 1, opSign);
+    (p.*reg)(PowRoutine<T>, "pow", 2, opPow);
+    (p.*reg)(PowRoutine<T>, "**", 2, opPow);
+    (p.*reg)(UnaryRoutine<T, opAbs>, "abs", 1, opAbs);
+    (p.*reg)(SplineRoutine<T>, "spline", -1, kInlineSpline);
+    (p.*reg)(MaxMinRoutine<T, true>, "max", -1, 0);
+    (p.*reg)(MaxMinRoutine<T, false>, "min", -1, 0);
+    (p.*reg)(LinInterpRoutine<T>, "lininterp", -1, 0);
+    (p.*reg)(UnaryRoutine<T, opExp>, "exp", 1, opExp);
+    (p.*reg)(UnaryRoutine<T, opSin>, "sin", 1, opSin);
+    (p.*reg)(UnaryRoutine<T, opCos>, "cos", 1, opCos);
+    (p.*reg)(UnaryRoutine<T, opTan>, "tan", 1, opTan);
+    (p.*reg)(UnaryRoutine<T, opSinh>, "sinh", 1, opSinh);
+    (p.*reg)(UnaryRoutine<T, opCosh>, "cosh", 1, opCosh);
+    (p.*reg)(UnaryRoutine<T, opTanh>, "tanh", 1, opTanh);
+    (p.*reg)(UnaryRoutine<T, opLn>, "ln", 1, opLn);
+    (p.*reg)(UnaryRoutine<T, opLog10>, "log10", 1, opLog10);
+    (p.*reg)(UnaryRoutine<T, opAsin>, "asin", 1, opAsin);
+    (p.*reg)(UnaryRoutine<T, opAcos>, "acos", 1, opAcos);
+    (p.*reg)(UnaryRoutine<T, opAtan>, "atan", 1, opAtan);
+    (p.*reg)(IfRoutine<T>, "if", 3, kInlineIf);
+}
+
+bool SameName(const KXString &name, const char *text, int length)
+{
+    return name.Length() == length && std::memcmp(name.c_str(), text, length) == 0;
+}
+
+// Parameter values read from the parameters themselves, or from an array the caller gives.
+template <class T>
+struct OwnValues {
+    const KXParameterT<T> *params;
+    const T &operator()(int i) const { return params[i].Value(); }
+};
+
+template <class T>
+struct ArrayValues {
+    const T *values;
+    const T &operator()(int i) const { return values[i]; }
+};
+
+inline bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+inline bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+inline bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+inline bool IsNameChar(char c) { return IsLetter(c) || IsDigit(c) || c == '_'; }
+
+} // namespace
+
+// =============================================================================================
+// Parser tables.
+template <class T>
+void KXFuncParserT<T>::RegisterBuiltin(Routine routine, const char *name, int nargs, int inlineOp)
+{
+    KXFuncDataEltT<T> elt;
+    elt.routine = routine;
+    elt.name = name;
+    elt.nargs = nargs;
+    elt.inlineOp = inlineOp;
+    functions_.push_back(elt);
+}
+
+template <class T>
+bool KXFuncParserT<T>::RegisterFunction(Routine routine, const KXString &name, int nargs)
+{
+    if (!routine || name.Length() == 0 || nargs < -1)
+        return false;
+    for (KXFuncDataEltT<T> &f : functions_) {
+        if (f.name == name) {
+            f.routine = routine;
+            f.nargs = nargs;
+            f.inlineOp = 0;
+            return true;
+        }
+    }
+    KXFuncDataEltT<T> elt;
+    elt.routine = routine;
+    elt.name = name;
+    elt.nargs = nargs;
+    functions_.push_back(elt);
+    return true;
+}
+
+template <class T>
+bool KXFuncParserT<T>::RegisterConstant(const KXString &name, const T &value,
+                                        const KXString &description)
+{
+    if (name.Length() == 0)
+        return false;
+    for (KXParameterT<T> &c : constants_) {
+        if (c.name_ == name) {
+            c.value_ = value;
+            c.description_ = description;
+            return true;
+        }
+    }
+    KXParameterT<T> constant(name, KXString());
+    constant.SetValue(value);
+    constant.SetDescription(description);
+    constants_.push_back(constant);
+    return true;
+}
+
+template <class T>
+const KXFuncDataEltT<T> *KXFuncParserT<T>::FindFunction(const char *name, int length) const
+{
+    for (const KXFuncDataEltT<T> &f : functions_)
+        if (SameName(f.name, name, length))
+            return &f;
+    return nullptr;
+}
+
+template <class T>
+const KXParameterT<T> *KXFuncParserT<T>::FindConstant(const char *name, int length) const
+{
+    for (const KXParameterT<T> &c : constants_)
+        if (SameName(c.name_, name, length))
+            return &c;
+    return nullptr;
+}
+
+template <class T>
+bool KXFuncParserT<T>::IsFunctionRegistered(const KXString &name) const
+{
+    return FindFunction(name.c_str(), name.Length()) != nullptr;
+}
+
+template <class T>
+bool KXFuncParserT<T>::IsConstantRegistered(const KXString &name) const
+{
+    return FindConstant(name.c_str(), name.Length()) != nullptr;
+}
+
+KXFuncParserR::KXFuncParserR()
+{
+    RegisterCommonBuiltins<double>(*this, &KXFuncParserR::RegisterBuiltin);
+    RegisterConstant("_PI", 3.141592653589793, "pi");
+}
+
+KXFuncParserC::KXFuncParserC()
+{
+    RegisterCommonBuiltins<Cx>(*this, &KXFuncParserC::RegisterBuiltin);
+    RegisterBuiltin(UnaryRoutine<Cx, opReal>, "real", 1, opReal);
+    RegisterBuiltin(UnaryRoutine<Cx, opImag>, "imag", 1, opImag);
+    RegisterBuiltin(UnaryRoutine<Cx, opArg>, "arg", 1, opArg);
+    RegisterConstant("_PI", Cx(3.141592653589793, 0.0), "pi");
+}
+
+KXFuncParserC &kxGetComplexParser()
+{
+    static KXFuncParserC parser;
+    return parser;
+}
+
+KXFuncParserR &kxGetRealParser()
+{
+    static KXFuncParserR parser;
+    return parser;
+}
+
+// =============================================================================================
+// Compiler: recursive descent over the text, splitting at operators outermost level first.
+// Brackets are matched once per text, so every scan steps over a bracketed group in one move
+// and each level costs the length of its own top-level text only. Operators of one level are
+// collected in a single scan and their operands compiled left to right (no recursion per
+// operator); recursion happens only into brackets, calls, signs, "**" and named sub-formulas,
+// and is bounded by kxExprMaxDepth.
+template <class T>
+class KXExpressionT<T>::Compiler {
+public:
+    explicit Compiler(KXExpressionT &expr) : e_(expr), code_(expr.code_) {}
+
+    bool Run()
+    {
+        Source src;
+        if (!Open(e_.text_, src))
+            return false;
+        Parse(src, 0, e_.text_.Length());
+        if (failed_)
+            return false;
+        if (stack_ != 1)
+            return Fail("parse error\n");
+        return true;
+    }
+
+private:
+    struct Source {
+        const char *s = nullptr;
+        std::vector<int> match;   // partner of each bracket, -1 elsewhere
+    };
+    struct Split {
+        int pos;
+        int len;
+        int op;
+    };
+
+    KXExpressionT &e_;
+    std::vector<KXExprInstr<T>> &code_;
+    int depth_ = 0;
+    int stack_ = 0;
+    int barrier_ = 0;        // first instruction that folding may consume (after the last label)
+    int visible_ = INT_MAX;  // parameters visible by name (limited inside named sub-formulas)
+    bool failed_ = false;
+
+    bool Fail(const char *fmt, const char *name = nullptr, int length = 0)
+    {
+        if (failed_)
+            return false;
+        failed_ = true;
+        KXString text;
+        if (name)
+            text.sprintf(fmt, std::string(name, length).c_str());
+        else
+            text = fmt;
+        e_.failure_ = text;
+        error.set("%s", text.c_str());
+        return false;
+    }
+
+    bool Open(const KXString &text, Source &src)
+    {
+        src.s = text.c_str();
+        const int n = text.Length();
+        src.match.assign(n, -1);
+        std::vector<int> open;
+        for (int i = 0; i < n; ++i) {
+            const char c = src.s[i];
+            if (c == '(' || c == '[') {
+                open.push_back(i);
+            } else if (c == ')' || c == ']') {
+                if (open.empty())
+                    return Fail(c == ')' ? "missing bracket\n" : "missing square bracket\n");
+                const char o = src.s[open.back()];
+                if ((o == '(') != (c == ')'))
+                    return Fail(o == '(' ? "missing bracket\n" : "missing square bracket\n");
+                src.match[i] = open.back();
+                src.match[open.back()] = i;
+                open.pop_back();
+            }
+        }
+        if (!open.empty())
+            return Fail(src.s[open.back()] == '(' ? "missing bracket\n" : "missing square bracket\n");
+        return true;
+    }
+
+    static void Trim(const Source &src, int &b, int &e)
+    {
+        while (b < e && IsBlank(src.s[b]))
+            ++b;
+        while (e > b && IsBlank(src.s[e - 1]))
+            --e;
+    }
+
+    // ---- emission --------------------------------------------------------------------------
+    KXExprInstr<T> &Emit(int op, int arg, int pops, int pushes)
+    {
+        if (static_cast<int>(code_.size()) >= kxExprMaxCode)
+            Fail("expression too complicated\n");
+        stack_ += pushes - pops;
+        if (stack_ > kxExprMaxStack)
+            Fail("expression too complicated\n");
+        code_.emplace_back();
+        code_.back().op = op;
+        code_.back().arg = arg;
+        return code_.back();
+    }
+
+    void EmitConst(const T &value) { Emit(opConst, 0, 0, 1).constant = value; }
+
+    // Folds the last instruction with the n constants before it into one constant, unless the
+    // computation reports an error (which is then left to every evaluation).
+    void FoldTail(int n)
+    {
+        const int size = static_cast<int>(code_.size());
+        if (failed_ || int(error) != 0 || !LastAreConstantsBefore(size - 1, n))
+            return;
+        const T value = e_.Run(code_.data() + size - 1 - n, n + 1, ArrayValues<T>{nullptr});
+        if (int(error) != 0) {
+            error.reset();
+            return;
+        }
+        code_.resize(size - n);
+        code_.back().op = opConst;
+        code_.back().arg = 0;
+        code_.back().constant = value;
+    }
+
+    bool LastIs(int op) const
+    {
+        return static_cast<int>(code_.size()) > barrier_ && code_.back().op == op;
+    }
+
+    void EmitBinary(int op)
+    {
+        if (failed_)
+            return;
+        const int size = static_cast<int>(code_.size());
+        if (LastAreConstantsBefore(size, 2)) {
+            Emit(op, 0, 2, 1);
+            FoldTail(2);
+            return;
+        }
+        const bool arithmetic = op >= opAdd && op <= opPow;
+        if (arithmetic && LastIs(opConst)) {
+            KXExprInstr<T> &last = code_.back();
+            last.op = (op == opPow && last.constant == T(2.0)) ? int(opSqr) : op + kFormK;
+            --stack_;
+            return;
+        }
+        if (arithmetic && LastIs(opParam)) {
+            code_.back().op = op + kFormP;
+            --stack_;
+            return;
+        }
+        Emit(op, 0, 2, 1);
+    }
+
+    void EmitNeg()
+    {
+        if (LastIs(opConst)) {
+            code_.back().constant = T() - code_.back().constant;
+            return;
+        }
+        Emit(opNeg, 0, 1, 1);
+    }
+
+    // ---- levels ----------------------------------------------------------------------------
+    void Parse(const Source &src, int b, int e)
+    {
+        if (failed_)
+            return;
+        if (++depth_ > kxExprMaxDepth) {
+            Fail("expression too complicated\n");
+            --depth_;
+            return;
+        }
+        Trim(src, b, e);
+        ParseEquation(src, b, e);
+        --depth_;
+    }
+
+    // Steps over a bracketed group when scanning forwards (returns the position after it).
+    static int SkipForward(const Source &src, int i)
+    {
+        const char c = src.s[i];
+        return (c == '(' || c == '[') ? src.match[i] + 1 : i + 1;
+    }
+
+    // Position of the character to the left of i at bracket depth zero, stepping over groups.
+    static int StepBack(const Source &src, int i)
+    {
+        const char c = src.s[i];
+        return (c == ')' || c == ']') ? src.match[i] - 1 : i - 1;
+    }
+
+    void ParseEquation(const Source &src, int b, int e)
+    {
+        for (int i = b; i < e; i = SkipForward(src, i)) {
+            if (src.s[i] != '=')
+                continue;
+            const char prev = i > b ? src.s[i - 1] : '\0';
+            const char next = i + 1 < e ? src.s[i + 1] : '\0';
+            if (prev == '!' || prev == '=' || prev == '<' || prev == '>')
+                continue;
+            if (next == '=') {
+                i = i + 1;   // "==": step over both characters
+                continue;
+            }
+            ParseCompare(src, b, i);
+            Parse(src, i + 1, e);
+            EmitBinary(opSub);
+            return;
+        }
+        ParseCompare(src, b, e);
+    }
+
+    void ParseCompare(const Source &src, int b, int e)
+    {
+        std::vector<Split> splits;
+        for (int i = b; i < e; i = SkipForward(src, i)) {
+            const char c = src.s[i];
+            const char next = i + 1 < e ? src.s[i + 1] : '\0';
+            if (next == '=' && (c == '=' || c == '!' || c == '<' || c == '>')) {
+                splits.push_back({i, 2, c == '=' ? opEq : c == '!' ? opNe : c == '<' ? opLe : opGe});
+                ++i;
+            } else if (c == '<' || c == '>') {
+                splits.push_back({i, 1, c == '<' ? opLt : opGt});
+            }
+        }
+        CompileOperands(src, b, e, splits, &Compiler::ParseAdditive);
+    }
+
+    // The non-blank character before position i (not before b), or 0.
+    static char PrevChar(const Source &src, int b, int i)
+    {
+        for (int j = i - 1; j >= b; --j)
+            if (!IsBlank(src.s[j]))
+                return src.s[j];
+        return '\0';
+    }
+
+    static char NextChar(const Source &src, int i, int e)
+    {
+        for (int j = i + 1; j < e; ++j)
+            if (!IsBlank(src.s[j]))
+                return src.s[j];
+        return '\0';
+    }
+
+    // The sign at i belongs to the exponent of a number such as 2.5e-3.
+    static bool IsExponentSign(const Source &src, int b, int i)
+    {
+        if (i - 2 < b)
+            return false;
+        const char e = src.s[i - 1];
+        const char d = src.s[i - 2];
+        if ((e != 'e' && e != 'E') || !(IsDigit(d) || d == '.'))
+            return false;
+        int j = i - 2;
+        while (j > b && (IsDigit(src.s[j - 1]) || src.s[j - 1] == '.'))
+            --j;
+        if (j == b)
+            return true;
+        const char before = src.s[j - 1];
+        return before == '(' || before == '+' || before == '-' || before == '*' || before == '/' ||
+               IsBlank(before);
+    }
+
+    bool IsBinarySign(const Source &src, int b, int e, int i) const
+    {
+        if (i == b || i == e - 1)
+            return false;
+        const char prev = PrevChar(src, b, i);
+        if (prev == '*' || prev == '/' || prev == '+')
+            return false;
+        const char next = NextChar(src, i, e);
+        if (next == '*' || next == '/' || next == '+' || next == '-')
+            return false;
+        return !IsExponentSign(src, b, i);
+    }
+
+    void ParseAdditive(const Source &src, int b, int e)
+    {
+        std::vector<Split> splits;
+        for (int i = e - 1; i >= b; i = StepBack(src, i)) {
+            const char c = src.s[i];
+            if ((c == '+' || c == '-') && IsBinarySign(src, b, e, i))
+                splits.push_back({i, 1, c == '+' ? opAdd : opSub});
+        }
+        std::reverse(splits.begin(), splits.end());
+        CompileOperands(src, b, e, splits, &Compiler::ParseMultiplicative);
+    }
+
+    void ParseMultiplicative(const Source &src, int b, int e)
+    {
+        std::vector<Split> splits;
+        for (int i = e - 1; i >= b; i = StepBack(src, i)) {
+            const char c = src.s[i];
+            if (c == '/') {
+                splits.push_back({i, 1, opDiv});
+            } else if (c == '*') {
+                const bool power = (i > b && src.s[i - 1] == '*') || (i + 1 < e && src.s[i + 1] == '*');
+                if (!power)
+                    splits.push_back({i, 1, opMul});
+            }
+        }
+        std::reverse(splits.begin(), splits.end());
+        CompileOperands(src, b, e, splits, &Compiler::ParseSign);
+    }
+
+    typedef void (Compiler::*Level)(const Source &, int, int);
+
+    // Compiles operand 0, then for each split its right operand and the operator.
+    void CompileOperands(const Source &src, int b, int e, const std::vector<Split> &splits, Level next)
+    {
+        int start = b;
+        for (size_t k = 0; k <= splits.size() && !failed_; ++k) {
+            int end = k < splits.size() ? splits[k].pos : e;
+            int ob = start;
+            int oe = end;
+            Trim(src, ob, oe);
+            if (ob >= oe) {
+                Fail("parse error\n");
+                return;
+            }
+            (this->*next)(src, ob, oe);
+            if (k > 0)
+                EmitBinary(splits[k - 1].op);
+            if (k < splits.size())
+                start = splits[k].pos + splits[k].len;
+        }
+    }
+
+    void ParseSign(const Source &src, int b, int e)
+    {
+        const char c = src.s[b];
+        if (c != '+' && c != '-') {
+            ParsePower(src, b, e);
+            return;
+        }
+        int rb = b + 1;
+        int re = e;
+        Trim(src, rb, re);
+        if (rb >= re) {
+            Fail("parse error\n");
+            return;
+        }
+        Parse(src, rb, re);
+        if (c == '-')
+            EmitNeg();
+    }
+
+    void ParsePower(const Source &src, int b, int e)
+    {
+        for (int i = b; i + 1 < e; i = SkipForward(src, i)) {
+            if (src.s[i] != '*' || src.s[i + 1] != '*')
+                continue;
+            int lb = b;
+            int le = i;
+            int rb = i + 2;
+            int re = e;
+            Trim(src, lb, le);
+            Trim(src, rb, re);
+            if (lb >= le || rb >= re) {
+                Fail("parse error\n");
+                return;
+            }
+            ParsePrimary(src, lb, le);
+            if (++depth_ > kxExprMaxDepth) {
+                Fail("expression too complicated\n");
+            } else {
+                ParseSign(src, rb, re);
+            }
+            --depth_;
+            EmitBinary(opPow);
+            return;
+        }
+        ParsePrimary(src, b, e);
+    }
+
+    // ---- primaries -------------------------------------------------------------------------
+    void ParsePrimary(const Source &src, int b, int e)
+    {
+        if (failed_)
+            return;
+        const char c = src.s[b];
+        if (c == '(') {
+            if (src.match[b] != e - 1) {
+                Fail("parse error\n");
+                return;
+            }
+            int ib = b + 1;
+            int ie = e - 1;
+            Trim(src, ib, ie);
+            if (ib >= ie) {
+                Fail("parse error\n");
+                return;
+            }
+            Parse(src, ib, ie);
+            return;
+        }
+        if (IsDigit(c) || c == '.') {
+            ParseNumber(src, b, e);
+            return;
+        }
+        if (!IsLetter(c) && c != '_') {
+            Fail("parse error\n");
+            return;
+        }
+        int n = b;
+        while (n < e && IsNameChar(src.s[n]))
+            ++n;
+        const char *name = src.s + b;
+        const int length = n - b;
+        while (n < e && IsBlank(src.s[n]))
+            ++n;
+        if (n == e) {
+            ParseName(name, length);
+            return;
+        }
+        if (src.match[n] != e - 1) {
+            Fail("parse error\n");
+            return;
+        }
+        if (src.s[n] == '(')
+            ParseCall(src, name, length, n + 1, e - 1);
+        else
+            ParseIndex(src, name, length, n + 1, e - 1);
+    }
+
+    void ParseNumber(const Source &src, int b, int e)
+    {
+        // digits [. digits] [e|E [+|-] digits], at least one mantissa digit.
+        int i = b;
+        int digits = 0;
+        while (i < e && IsDigit(src.s[i]))
+            ++i, ++digits;
+        if (i < e && src.s[i] == '.') {
+            ++i;
+            while (i < e && IsDigit(src.s[i]))
+                ++i, ++digits;
+        }
+        if (digits > 0 && i < e && (src.s[i] == 'e' || src.s[i] == 'E')) {
+            ++i;
+            if (i < e && (src.s[i] == '+' || src.s[i] == '-'))
+                ++i;
+            int expDigits = 0;
+            while (i < e && IsDigit(src.s[i]))
+                ++i, ++expDigits;
+            if (expDigits == 0)
+                digits = 0;
+        }
+        if (digits == 0 || i != e) {
+            Fail("parse error\n");
+            return;
+        }
+        const std::string text(src.s + b, e - b);
+        EmitConst(T(std::strtod(text.c_str(), nullptr)));
+    }
+
+    int FindVisibleParam(const char *name, int length) const
+    {
+        const int count = std::min(visible_, static_cast<int>(e_.params_.size()));
+        for (int i = 0; i < count; ++i)
+            if (SameName(e_.params_[i].Name(), name, length))
+                return i;
+        return -1;
+    }
+
+    void ParseName(const char *name, int length)
+    {
+        const int p = FindVisibleParam(name, length);
+        if (p >= 0) {
+            const KXParameterT<T> &param = e_.params_[p];
+            if (param.IsVector()) {
+                Fail("parse error\n");
+                return;
+            }
+            if (param.Expression().Length() > 0) {
+                ParseNamedFormula(p);
+                return;
+            }
+            Emit(opParam, p, 0, 1);
+            return;
+        }
+        if (const KXParameterT<T> *constant = e_.parser_->FindConstant(name, length)) {
+            EmitConst(constant->Value());
+            return;
+        }
+        Fail("undefined variable \"%s\"\n", name, length);
+    }
+
+    // A parameter declared with a formula: that formula is compiled in place of its name.
+    void ParseNamedFormula(int p)
+    {
+        if (++depth_ > kxExprMaxDepth) {
+            Fail("expression too complicated\n");
+            --depth_;
+            return;
+        }
+        const KXString &text = e_.params_[p].Expression();
+        Source sub;
+        const int savedVisible = visible_;
+        visible_ = p;
+        if (Open(text, sub))
+            Parse(sub, 0, text.Length());
+        visible_ = savedVisible;
+        --depth_;
+    }
+
+    void ParseIndex(const Source &src, const char *name, int length, int ib, int ie)
+    {
+        const int p = FindVisibleParam(name, length);
+        if (p < 0) {
+            if (e_.parser_->FindConstant(name, length))
+                Fail("variable \"%s\" is not a vector\n", name, length);
+            else
+                Fail("undefined variable \"%s\"\n", name, length);
+            return;
+        }
+        if (!e_.params_[p].IsVector()) {
+            Fail("variable \"%s\" is not a vector\n", name, length);
+            return;
+        }
+        Trim(src, ib, ie);
+        if (ib >= ie) {
+            Fail("parse error\n");
+            return;
+        }
+        Parse(src, ib, ie);
+        Emit(opVecElem, p, 1, 1);
+    }
+
+    // Splits the argument text at commas of bracket depth zero.
+    static std::vector<std::pair<int, int>> SplitArguments(const Source &src, int b, int e)
+    {
+        std::vector<std::pair<int, int>> args;
+        int tb = b;
+        int te = e;
+        Trim(src, tb, te);
+        if (tb >= te)
+            return args;
+        int start = b;
+        for (int i = b; i < e; i = SkipForward(src, i)) {
+            if (src.s[i] == ',') {
+                args.emplace_back(start, i);
+                start = i + 1;
+            }
+        }
+        args.emplace_back(start, e);
+        return args;
+    }
+
+    void ParseCall(const Source &src, const char *name, int length, int ab, int ae)
+    {
+        const KXFuncDataEltT<T> *f = e_.parser_->FindFunction(name, length);
+        if (!f) {
+            Fail("undefined function \"%s\"\n", name, length);
+            return;
+        }
+        const std::vector<std::pair<int, int>> args = SplitArguments(src, ab, ae);
+        const int n = static_cast<int>(args.size());
+        for (const auto &arg : args) {
+            int b = arg.first;
+            int e = arg.second;
+            Trim(src, b, e);
+            if (b >= e) {
+                Fail("parse error\n");
+                return;
+            }
+        }
+        if (f->inlineOp == kInlineIf && n > 3) {
+            Fail("too many arguments to if function\n");
+            return;
+        }
+        if (f->nargs >= 0 && n != f->nargs) {
+            Fail("wrong number of arguments in function \"%s\"\n", name, length);
+            return;
+        }
+        if (++depth_ > kxExprMaxDepth) {
+            Fail("expression too complicated\n");
+            --depth_;
+            return;
+        }
+        if (f->inlineOp == kInlineIf)
+            CompileIf(src, args);
+        else
+            CompileCall(src, *f, args);
+        --depth_;
+    }
+
+    bool ParseArgument(const Source &src, std::pair<int, int> arg)
+    {
+        int b = arg.first;
+        int e = arg.second;
+        Trim(src, b, e);
+        ParseEquation(src, b, e);
+        return !failed_;
+    }
+
+    void CompileCall(const Source &src, const KXFuncDataEltT<T> &f, const std::vector<std::pair<int, int>> &args)
+    {
+        for (const auto &arg : args)
+            if (!ParseArgument(src, arg))
+                return;
+        const int n = static_cast<int>(args.size());
+        if (f.inlineOp == opPow) {
+            EmitBinary(opPow);
+            return;
+        }
+        if (f.inlineOp >= opSqrt && f.inlineOp <= opArg) {
+            Emit(f.inlineOp, 0, 1, 1);
+            FoldTail(1);
+            return;
+        }
+        Emit(opCall, n, n, 1).routine = f.routine;
+        FoldTail(n);
+        if (f.inlineOp == kInlineSpline && LastIs(opCall))
+            PrepareSplineTable(n);
+    }
+
+    // spline(x, x1, y1, ...) whose table is constant: the spline is built once.
+    void PrepareSplineTable(int n)
+    {
+        const int size = static_cast<int>(code_.size());
+        if (n < 5 || n % 2 == 0 || !LastAreConstantsBefore(size - 1, n - 1))
+            return;
+        const int first = size - 1 - (n - 1);
+        std::vector<T> table(n);
+        for (int i = 1; i < n; ++i)
+            table[i] = code_[first + i - 1].constant;
+        const int points = (n - 1) / 2;
+        std::vector<double> xs(points), re(points), im(points);
+        for (int i = 0; i < points; ++i) {
+            xs[i] = Re(table[1 + 2 * i]);
+            re[i] = Re(table[2 + 2 * i]);
+            im[i] = std::imag(table[2 + 2 * i]);
+        }
+        auto reSpline = std::make_shared<CSpline>();
+        if (!reSpline->Set(xs.data(), re.data(), points))
+            return;   // the evaluation reports the faulty table
+        const int index = static_cast<int>(e_.tables_.size());
+        e_.tables_.push_back(reSpline);
+        if (!std::is_same<T, double>::value) {
+            auto imSpline = std::make_shared<CSpline>();
+            (void)imSpline->Set(xs.data(), im.data(), points);
+            e_.tables_.push_back(imSpline);
+        }
+        code_.resize(first);
+        Emit(opSpline, index, 1, 1);
+    }
+
+    // True when the n instructions before position end are constants that folding may consume.
+    bool LastAreConstantsBefore(int end, int n) const
+    {
+        if (end - n < barrier_)
+            return false;
+        for (int i = end - n; i < end; ++i)
+            if (code_[i].op != opConst)
+                return false;
+        return true;
+    }
+
+    // if(condition, expression1, expression2): only the branch taken is evaluated; a constant
+    // condition keeps only the code of its branch.
+    void CompileIf(const Source &src, const std::vector<std::pair<int, int>> &args)
+    {
+        if (!ParseArgument(src, args[0]))
+            return;
+        if (LastIs(opConst) && !std::isnan(Re(code_.back().constant))) {
+            const bool holds = Re(code_.back().constant) != 0.0;
+            code_.pop_back();
+            --stack_;
+            const int start = static_cast<int>(code_.size());
+            if (!ParseArgument(src, args[1]))
+                return;
+            const int end = static_cast<int>(code_.size());
+            if (!holds) {
+                code_.resize(start);
+                --stack_;
+                barrier_ = std::min(barrier_, start);
+            }
+            if (!ParseArgument(src, args[2]))
+                return;
+            if (holds) {
+                code_.resize(end);
+                --stack_;
+            }
+            barrier_ = std::min(barrier_, static_cast<int>(code_.size()));
+            return;
+        }
+        const int jumpIfFalse = static_cast<int>(code_.size());
+        Emit(opJumpIfFalse, 0, 1, 0);
+        if (!ParseArgument(src, args[1]))
+            return;
+        const int jump = static_cast<int>(code_.size());
+        Emit(opJump, 0, 0, 0);
+        --stack_;   // the second branch pushes in place of the first
+        code_[jumpIfFalse].arg = static_cast<int>(code_.size());
+        barrier_ = static_cast<int>(code_.size());
+        if (!ParseArgument(src, args[2]))
+            return;
+        code_[jump].arg = static_cast<int>(code_.size());
+        barrier_ = static_cast<int>(code_.size());
+    }
+};
+
+// =============================================================================================
+// Expression.
+
+template <class T>
+KXExpressionT<T>::KXExpressionT(const KXFuncParserT<T> *parser) : parser_(parser)
+{
+}
+
+KXExpressionR::KXExpressionR(const KXFuncParserR *parser)
+    : KXExpressionT<double>(parser ? parser : &kxGetRealParser())
+{
+}
+
+KXExpressionC::KXExpressionC(const KXFuncParserC *parser)
+    : KXExpressionT<Cx>(parser ? parser : &kxGetComplexParser())
+{
+}
+
+template <class T>
+void KXExpressionT<T>::setExpression(const KXString &text)
+{
+    text_ = text;
+    state_ = NotCompiled;
+    code_.clear();
+}
+
+template <class T>
+int KXExpressionT<T>::FindParam(const KXString &name) const
+{
+    for (size_t i = 0; i < params_.size(); ++i)
+        if (params_[i].name_ == name)
+            return static_cast<int>(i);
+    return -1;
+}
+
+template <class T>
+void KXExpressionT<T>::DeclareParam(const KXString &name, const KXString &expression, int flags,
+                                    int index)
+{
+    state_ = NotCompiled;
+    code_.clear();
+    const int existing = FindParam(name);
+    if (existing >= 0) {
+        params_[existing].expression_ = expression;
+        params_[existing].flags_ = flags;
+        return;
+    }
+    const int count = static_cast<int>(params_.size());
+    const int at = (index < 0 || index > count) ? count : index;
+    params_.insert(params_.begin() + at, KXParameterT<T>(name, expression, flags));
+}
+
+template <class T>
+void KXExpressionT<T>::ClearParams()
+{
+    params_.clear();
+    state_ = NotCompiled;
+    code_.clear();
+}
+
+template <class T>
+bool KXExpressionT<T>::Compile()
+{
+    code_.clear();
+    tables_.clear();
+    usedParams_.clear();
+    failure_ = KXString();
+    Compiler compiler(*this);
+    if (!compiler.Run()) {
+        code_.clear();
+        tables_.clear();
+        state_ = Failed;
+        return false;
+    }
+    std::vector<bool> used(params_.size(), false);
+    for (const KXExprInstr<T> &in : code_) {
+        const bool paramOperand = in.op == opParam || in.op == opVecElem ||
+                                  (in.op >= opAddP && in.op <= opPowP);
+        if (paramOperand && !used[in.arg]) {
+            used[in.arg] = true;
+            usedParams_.push_back(in.arg);
+        }
+    }
+    state_ = Compiled;
+    return true;
+}
+
+template <class T>
+bool KXExpressionT<T>::IsConstant() const
+{
+    return state_ == Compiled && code_.size() == 1 && code_[0].op == opConst;
+}
+
+template <class T>
+bool KXExpressionT<T>::CheckUsedValues(bool scalarsGiven) const
+{
+    for (int i : usedParams_) {
+        const KXParameterT<T> &p = params_[i];
+        const bool missing = p.IsVector() ? p.data_ == nullptr : (!scalarsGiven && !p.hasValue_);
+        if (missing) {
+            error.set("undesolved variable \"%s\"\n", p.name_.c_str());
+            return false;
+        }
+    }
+    return true;
+}
+
+template <class T>
+bool KXExpressionT<T>::Prepare()
+{
+    if (state_ == NotCompiled)
+        return Compile();
+    if (state_ == Failed) {
+        error.set("%s", failure_.c_str());
+        return false;
+    }
+    return true;
+}
+
+template <class T>
+T KXExpressionT<T>::Evaluate()
+{
+    if (!Prepare() || !CheckUsedValues(false))
+        return T();
+    return Run(code_.data(), static_cast<int>(code_.size()), OwnValues<T>{params_.data()});
+}
+
+template <class T>
+T KXExpressionT<T>::Evaluate(const T *values)
+{
+    if (!Prepare() || !CheckUsedValues(true))
+        return T();
+    KX_CHECK_MSG(values || usedParams_.empty(), T(), "no parameter values given");
+    return Run(code_.data(), static_cast<int>(code_.size()), ArrayValues<T>{values});
+}
+
+// The evaluator: one pass over the program with a value stack on the machine stack. It stops at
+// the first operation that leaves the error record set (when it was clear at the start).
+template <class T>
+template <class Values>
+T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int size, const Values &values) const
+{
+    // Slot 0 stays unused so that sp may rest on it while the stack is empty.
+    alignas(T) unsigned char raw[sizeof(T) * (kxExprMaxStack + 1)];
+    T *const stack = reinterpret_cast<T *>(raw);
+    T *sp = stack;
+    const bool clean = int(error) == 0;
+    for (int pc = 0; pc < size; ++pc) {
+        const KXExprInstr<T> &in = code[pc];
+        switch (in.op) {
+        case opConst: *++sp = in.constant; break;
+        case opParam: *++sp = values(in.arg); break;
+        case opNeg: *sp = T() - *sp; break;   // 0 - x keeps a zero imaginary part positive
+        case opSqr: *sp = *sp * *sp; break;
+        case opAdd: sp[-1] += sp[0]; --sp; break;
+        case opSub: sp[-1] -= sp[0]; --sp; break;
+        case opMul: sp[-1] *= sp[0]; --sp; break;
+        case opDiv:
+            if (IsZeroValue(sp[0]))
+                return Fault<T>("division by zero");
+            sp[-1] /= sp[0];
+            --sp;
+            break;
+        case opPow:
+            if (!PowerOf(sp[-1], sp[0], sp[-1]))
+                return T();
+            --sp;
+            break;
+        case opAddK: *sp += in.constant; break;
+        case opSubK: *sp -= in.constant; break;
+        case opMulK: *sp *= in.constant; break;
+        case opDivK:
+            if (IsZeroValue(in.constant))
+                return Fault<T>("division by zero");
+            *sp /= in.constant;
+            break;
+        case opPowK:
+            if (!PowerOf(*sp, in.constant, *sp))
+                return T();
+            break;
+        case opAddP: *sp += values(in.arg); break;
+        case opSubP: *sp -= values(in.arg); break;
+        case opMulP: *sp *= values(in.arg); break;
+        case opDivP: {
+            const T &d = values(in.arg);
+            if (IsZeroValue(d))
+                return Fault<T>("division by zero");
+            *sp /= d;
+            break;
+        }
+        case opPowP:
+            if (!PowerOf(*sp, values(in.arg), *sp))
+                return T();
+            break;
+        case opEq: sp[-1] = Re(sp[-1]) == Re(sp[0]) ? 1.0 : 0.0; --sp; break;
+        case opNe: sp[-1] = Re(sp[-1]) != Re(sp[0]) ? 1.0 : 0.0; --sp; break;
+        case opLt: sp[-1] = Re(sp[-1]) < Re(sp[0]) ? 1.0 : 0.0; --sp; break;
+        case opLe: sp[-1] = Re(sp[-1]) <= Re(sp[0]) ? 1.0 : 0.0; --sp; break;
+        case opGt: sp[-1] = Re(sp[-1]) > Re(sp[0]) ? 1.0 : 0.0; --sp; break;
+        case opGe: sp[-1] = Re(sp[-1]) >= Re(sp[0]) ? 1.0 : 0.0; --sp; break;
+        case opJumpIfFalse: {
+            const double c = Re(*sp--);
+            if (std::isnan(c))
+                return Fault<T>("conditional operator evaluation error\n");
+            if (c == 0.0)
+                pc = in.arg - 1;
+            break;
+        }
+        case opJump: pc = in.arg - 1; break;
+        case opCall: {
+            const int n = in.arg;
+            sp -= n - 1;
+            *sp = in.routine(KXParListT<T>(sp, n));
+            if (clean && int(error) != 0)
+                return T();
+            break;
+        }
+        case opSpline: {
+            const double x = Re(*sp);
+            if constexpr (std::is_same<T, double>::value)
+                *sp = tables_[in.arg]->Evaluate(x);
+            else
+                *sp = T(tables_[in.arg]->Evaluate(x), tables_[in.arg + 1]->Evaluate(x));
+            break;
+        }
+        case opVecElem: {
+            const KXParameterT<T> &p = params_[in.arg];
+            const double at = Re(*sp);
+            const int i = std::isnan(at) ? INT_MIN
+                          : at <= INT_MIN ? INT_MIN
+                          : at >= INT_MAX ? INT_MAX
+                                          : kxRoundDoubleToNearestInt(at);
+            if (i < p.lbd_ || i > p.ubd_) {
+                error.set("index %d out of range (%d %d) in variable \"%s\"\n", i, p.lbd_, p.ubd_,
+                          p.name_.c_str());
+                return T();
+            }
+            *sp = p.data_[i - p.lbd_];
+            break;
+        }
+        default:
+            if (!ApplyUnary(in.op, *sp))
+                return T();
+            break;
+        }
+    }
+    return sp == stack + 1 ? *sp : T();
+}
+
+template class KXFuncParserT<double>;
+template class KXFuncParserT<Cx>;
+template class KXExpressionT<double>;
+template class KXExpressionT<Cx>;
