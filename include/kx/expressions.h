@@ -2,6 +2,8 @@
 #ifndef KX_EXPRESSIONS_H
 #define KX_EXPRESSIONS_H
 
+#include "kx/expressions/kxcubicspline.h"
+#include "kx/expressions/kxfnparser.h"
 #include "kx/expressions/kxnamedvariable.h"
 #include "kx/expressions/kxnamespace.h"
 #include "kx/expressions/kxnamespacesnapshot.h"
