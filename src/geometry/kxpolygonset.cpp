@@ -127,6 +127,8 @@ bool Execute(kxPolygonSet &result, ClipperLib::ClipType op, const Paths &subject
              const Paths &clip, const Grid &grid)
 {
     result.clear();
+    if (subject.empty() && clip.empty())
+        return true;   // Clipper refuses to run on nothing
     ClipperLib::PolyTree tree;
     try {
         ClipperLib::Clipper clipper;
