@@ -10,5 +10,6 @@
 #include "kx/geometry/kxpolygoncontains.h"
 #include "kx/geometry/kxtransform3dmatrix.h"
 #include "kx/geometry/kxtransformmatrix.h"
+#include "kx/geometry/kxweightfunc.h"
 
 #endif
