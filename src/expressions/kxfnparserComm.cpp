@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 using Cx = std::complex<double>;
 
@@ -31,7 +32,12 @@ enum Op : int32_t {
     opAdd, opSub, opMul, opDiv, opPow,
     opAddK, opSubK, opMulK, opDivK, opPowK,
     opAddP, opSubP, opMulP, opDivP, opPowP,
+    opAddPK, opSubPK, opMulPK, opDivPK, opPowPK,   // push param arg op constant
+    opAddPP, opSubPP, opMulPP, opDivPP, opPowPP,   // push param arg op param index2
     opEq, opNe, opLt, opLe, opGt, opGe,
+    opEqK, opNeK, opLtK, opLeK, opGtK, opGeK,
+    opMax, opMin,  // arg: argument count
+    opLinInterp,   // arg: index of the prepared table; pops x
     opJumpIfFalse, // arg: target
     opJump,        // arg: target
     opCall,        // routine, arg: argument count
@@ -42,10 +48,17 @@ enum Op : int32_t {
 };
 constexpr int kFormK = opAddK - opAdd;
 constexpr int kFormP = opAddP - opAdd;
+constexpr int kFormPK = opAddPK - opAdd;
+constexpr int kFormPP = opAddPP - opAdd;
+constexpr int kCompareK = opEqK - opEq;
+constexpr int kLocalStack = 64;   // value-stack slots kept on the machine stack
 
 // Markers in a parser entry's inlineOp for built-ins the compiler treats specially.
 constexpr int kInlineIf = 1000;
 constexpr int kInlineSpline = 1001;
+constexpr int kInlineMax = 1002;
+constexpr int kInlineMin = 1003;
+constexpr int kInlineLinInterp = 1004;
 
 inline double Re(double x) { return x; }
 inline double Re(const Cx &x) { return x.real(); }
@@ -188,24 +201,35 @@ T PowRoutine(const KXParListT<T> &args)
     return PowerOf(args[0], args[1], r) ? r : T();
 }
 
+// Largest or smallest of n arguments (real parts); false with the error record set for no
+// argument or a complex one.
+template <class T>
+bool MaxMinOf(const T *args, int n, bool isMax, T &result)
+{
+    const char *name = isMax ? "max" : "min";
+    if (n < 1) {
+        error.set("too few arguments in function \"%s\"\n", name);
+        return false;
+    }
+    double best = Re(args[0]);
+    for (int i = 0; i < n; ++i) {
+        if (HasImag(args[i])) {
+            error.set("cannot pass complex number to function \"%s\"\n", name);
+            return false;
+        }
+        const double v = Re(args[i]);
+        if (isMax ? v > best : v < best)
+            best = v;
+    }
+    result = T(best);
+    return true;
+}
+
 template <class T, bool isMax>
 T MaxMinRoutine(const KXParListT<T> &args)
 {
-    const char *name = isMax ? "max" : "min";
-    if (args.Count() < 1) {
-        error.set("too few arguments in function \"%s\"\n", name);
-        return T();
-    }
-    double best = Re(args[0]);
-    for (const T &a : args) {
-        if (HasImag(a)) {
-            error.set("cannot pass complex number to function \"%s\"\n", name);
-            return T();
-        }
-        if (isMax ? Re(a) > best : Re(a) < best)
-            best = Re(a);
-    }
-    return T(best);
+    T result;
+    return MaxMinOf(args.begin(), args.Count(), isMax, result) ? result : T();
 }
 
 // Checks the layout (x, x1, y1, x2, y2, ...) of lininterp and spline.
@@ -223,6 +247,24 @@ bool CheckTableCount(const KXParListT<T> &args, const char *name)
     return true;
 }
 
+// Linear interpolation in the table x1, y1, x2, y2, ... of `points` pairs: the segment whose
+// right end is the first abscissa not below x, the first or last one extended outside.
+template <class T>
+T LinInterpTable(const T *table, int points, double x)
+{
+    int below = 0;
+    for (int i = 0; i < points; ++i)
+        if (Re(table[2 * i]) < x)
+            ++below;
+    const int right = below < 1 ? 1 : (below > points - 1 ? points - 1 : below);
+    const double x0 = Re(table[2 * right - 2]);
+    const double x1 = Re(table[2 * right]);
+    const T &y0 = table[2 * right - 1];
+    if (x1 == x0)
+        return y0;
+    return y0 + (table[2 * right + 1] - y0) * ((x - x0) / (x1 - x0));
+}
+
 template <class T>
 T LinInterpRoutine(const KXParListT<T> &args)
 {
@@ -236,26 +278,11 @@ T LinInterpRoutine(const KXParListT<T> &args)
             return T();
         }
     }
-    auto xAt = [&](int i) { return Re(args[1 + 2 * i]); };
-    auto yAt = [&](int i) { return args[2 + 2 * i]; };
+    const T *table = args.begin() + 1;
     for (int i = 1; i < points; ++i)
-        if (!(xAt(i) > xAt(i - 1)))
+        if (!(Re(table[2 * i]) > Re(table[2 * i - 2])))
             error.set("the x-arguments must be monotonically increasing");
-    const double x = Re(args[0]);
-    int below = 0;
-    for (int i = 0; i < points; ++i)
-        if (xAt(i) < x)
-            ++below;
-    int right = below;
-    if (right < 1)
-        right = 1;
-    if (right > points - 1)
-        right = points - 1;
-    const double x0 = xAt(right - 1);
-    const double x1 = xAt(right);
-    if (x1 == x0)
-        return yAt(right - 1);
-    return yAt(right - 1) + (yAt(right) - yAt(right - 1)) * ((x - x0) / (x1 - x0));
+    return LinInterpTable(table, points, Re(args[0]));
 }
 
 // Scratch for the spline of a table given in the arguments: on the stack for usual sizes.
@@ -345,9 +372,9 @@ void RegisterCommonBuiltins(KXFuncParserT<T> &p, void (KXFuncParserT<T>::*reg)(
     (p.*reg)(PowRoutine<T>, "**", 2, opPow);
     (p.*reg)(UnaryRoutine<T, opAbs>, "abs", 1, opAbs);
     (p.*reg)(SplineRoutine<T>, "spline", -1, kInlineSpline);
-    (p.*reg)(MaxMinRoutine<T, true>, "max", -1, 0);
-    (p.*reg)(MaxMinRoutine<T, false>, "min", -1, 0);
-    (p.*reg)(LinInterpRoutine<T>, "lininterp", -1, 0);
+    (p.*reg)(MaxMinRoutine<T, true>, "max", -1, kInlineMax);
+    (p.*reg)(MaxMinRoutine<T, false>, "min", -1, kInlineMin);
+    (p.*reg)(LinInterpRoutine<T>, "lininterp", -1, kInlineLinInterp);
     (p.*reg)(UnaryRoutine<T, opExp>, "exp", 1, opExp);
     (p.*reg)(UnaryRoutine<T, opSin>, "sin", 1, opSin);
     (p.*reg)(UnaryRoutine<T, opCos>, "cos", 1, opCos);
@@ -600,6 +627,7 @@ private:
         stack_ += pushes - pops;
         if (stack_ > kxExprMaxStack)
             Fail("expression too complicated\n");
+        e_.maxStack_ = std::max(e_.maxStack_, stack_);
         code_.emplace_back();
         code_.back().op = op;
         code_.back().arg = arg;
@@ -615,7 +643,9 @@ private:
         const int size = static_cast<int>(code_.size());
         if (failed_ || int(error) != 0 || !LastAreConstantsBefore(size - 1, n))
             return;
-        const T value = e_.Run(code_.data() + size - 1 - n, n + 1, ArrayValues<T>{nullptr});
+        if (n + 1 > kLocalStack && static_cast<int>(e_.stackSpace_.size()) < n + 2)
+            e_.stackSpace_.resize(n + 2);
+        const T value = e_.Run(code_.data() + size - 1 - n, n + 1, n + 1, ArrayValues<T>{nullptr});
         if (int(error) != 0) {
             error.reset();
             return;
@@ -631,25 +661,47 @@ private:
         return static_cast<int>(code_.size()) > barrier_ && code_.back().op == op;
     }
 
+    // Emits a binary operator, folding two constant operands and taking a constant or
+    // parameter right operand (and a parameter left operand before it) into the instruction.
     void EmitBinary(int op)
     {
         if (failed_)
             return;
-        const int size = static_cast<int>(code_.size());
-        if (LastAreConstantsBefore(size, 2)) {
+        if (LastAreConstantsBefore(static_cast<int>(code_.size()), 2)) {
             Emit(op, 0, 2, 1);
             FoldTail(2);
             return;
         }
         const bool arithmetic = op >= opAdd && op <= opPow;
-        if (arithmetic && LastIs(opConst)) {
-            KXExprInstr<T> &last = code_.back();
-            last.op = (op == opPow && last.constant == T(2.0)) ? int(opSqr) : op + kFormK;
+        if (op == opPow && LastIs(opConst) && code_.back().constant == T(2.0)) {
+            code_.pop_back();
             --stack_;
+            if (LastIs(opParam)) {
+                code_.back().op = opMulPP;
+                code_.back().index2 = code_.back().arg;
+            } else {
+                Emit(opSqr, 0, 1, 1);
+            }
             return;
         }
-        if (arithmetic && LastIs(opParam)) {
-            code_.back().op = op + kFormP;
+        if (arithmetic && (LastIs(opConst) || LastIs(opParam))) {
+            const bool constant = LastIs(opConst);
+            code_.back().op = op + (constant ? kFormK : kFormP);
+            --stack_;
+            const int size = static_cast<int>(code_.size());
+            if (size - 2 >= barrier_ && code_[size - 2].op == opParam) {
+                KXExprInstr<T> fused = code_.back();
+                fused.op = op + (constant ? kFormPK : kFormPP);
+                if (!constant)
+                    fused.index2 = code_.back().arg;
+                fused.arg = code_[size - 2].arg;
+                code_.pop_back();
+                code_.back() = fused;
+            }
+            return;
+        }
+        if (op >= opEq && op <= opGe && LastIs(opConst)) {
+            code_.back().op = op + kCompareK;
             --stack_;
             return;
         }
@@ -1114,10 +1166,40 @@ private:
             FoldTail(1);
             return;
         }
+        if (f.inlineOp == kInlineMax || f.inlineOp == kInlineMin) {
+            Emit(f.inlineOp == kInlineMax ? opMax : opMin, n, n, 1);
+            FoldTail(n);
+            return;
+        }
         Emit(opCall, n, n, 1).routine = f.routine;
         FoldTail(n);
         if (f.inlineOp == kInlineSpline && LastIs(opCall))
             PrepareSplineTable(n);
+        if (f.inlineOp == kInlineLinInterp && LastIs(opCall))
+            PrepareLinInterpTable(n);
+    }
+
+    // lininterp(x, x1, y1, ...) whose table is constant, real where it must be and increasing:
+    // the table is kept and checked once.
+    void PrepareLinInterpTable(int n)
+    {
+        const int size = static_cast<int>(code_.size());
+        if (n < 5 || n % 2 == 0 || !LastAreConstantsBefore(size - 1, n - 1))
+            return;
+        const int first = size - n;
+        auto table = std::make_shared<std::vector<T>>(n - 1);
+        for (int i = 0; i < n - 1; ++i)
+            (*table)[i] = code_[first + i].constant;
+        for (int i = 0; i < n - 1; i += 2) {
+            if (HasImag((*table)[i]))
+                return;
+            if (i > 0 && !(Re((*table)[i]) > Re((*table)[i - 2])))
+                return;
+        }
+        const int index = static_cast<int>(e_.linTables_.size());
+        e_.linTables_.push_back(table);
+        code_.resize(first);
+        Emit(opLinInterp, index, 1, 1);
     }
 
     // spline(x, x1, y1, ...) whose table is constant: the spline is built once.
@@ -1271,24 +1353,33 @@ bool KXExpressionT<T>::Compile()
 {
     code_.clear();
     tables_.clear();
+    linTables_.clear();
     usedParams_.clear();
+    stackSpace_.clear();
+    maxStack_ = 0;
     failure_ = KXString();
     Compiler compiler(*this);
     if (!compiler.Run()) {
         code_.clear();
         tables_.clear();
+        linTables_.clear();
         state_ = Failed;
         return false;
     }
     std::vector<bool> used(params_.size(), false);
-    for (const KXExprInstr<T> &in : code_) {
-        const bool paramOperand = in.op == opParam || in.op == opVecElem ||
-                                  (in.op >= opAddP && in.op <= opPowP);
-        if (paramOperand && !used[in.arg]) {
-            used[in.arg] = true;
-            usedParams_.push_back(in.arg);
+    auto use = [&](int p) {
+        if (!used[p]) {
+            used[p] = true;
+            usedParams_.push_back(p);
         }
+    };
+    for (const KXExprInstr<T> &in : code_) {
+        if (in.op == opParam || in.op == opVecElem || (in.op >= opAddP && in.op <= opPowPP))
+            use(in.arg);
+        if (in.op >= opAddPP && in.op <= opPowPP)
+            use(in.index2);
     }
+    stackSpace_.resize(maxStack_ > kLocalStack ? maxStack_ + 1 : 0);
     state_ = Compiled;
     return true;
 }
@@ -1330,7 +1421,7 @@ T KXExpressionT<T>::Evaluate()
 {
     if (!Prepare() || !CheckUsedValues(false))
         return T();
-    return Run(code_.data(), static_cast<int>(code_.size()), OwnValues<T>{params_.data()});
+    return Run(code_.data(), static_cast<int>(code_.size()), maxStack_, OwnValues<T>{params_.data()});
 }
 
 template <class T>
@@ -1339,18 +1430,20 @@ T KXExpressionT<T>::Evaluate(const T *values)
     if (!Prepare() || !CheckUsedValues(true))
         return T();
     KX_CHECK_MSG(values || usedParams_.empty(), T(), "no parameter values given");
-    return Run(code_.data(), static_cast<int>(code_.size()), ArrayValues<T>{values});
+    return Run(code_.data(), static_cast<int>(code_.size()), maxStack_, ArrayValues<T>{values});
 }
 
 // The evaluator: one pass over the program with a value stack on the machine stack. It stops at
 // the first operation that leaves the error record set (when it was clear at the start).
 template <class T>
 template <class Values>
-T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int size, const Values &values) const
+T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int size, int stackSize,
+                        const Values &values) const
 {
-    // Slot 0 stays unused so that sp may rest on it while the stack is empty.
-    alignas(T) unsigned char raw[sizeof(T) * (kxExprMaxStack + 1)];
-    T *const stack = reinterpret_cast<T *>(raw);
+    // Slot 0 stays unused so that sp may rest on it while the stack is empty. Deep programs
+    // use the space reserved when they were compiled.
+    alignas(T) unsigned char raw[sizeof(T) * (kLocalStack + 1)];
+    T *const stack = stackSize <= kLocalStack ? reinterpret_cast<T *>(raw) : stackSpace_.data();
     T *sp = stack;
     const bool clean = int(error) == 0;
     for (int pc = 0; pc < size; ++pc) {
@@ -1400,6 +1493,63 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int size, const Values &valu
             if (!PowerOf(*sp, values(in.arg), *sp))
                 return T();
             break;
+        case opAddPK: *++sp = values(in.arg) + in.constant; break;
+        case opSubPK: *++sp = values(in.arg) - in.constant; break;
+        case opMulPK: *++sp = values(in.arg) * in.constant; break;
+        case opDivPK:
+            if (IsZeroValue(in.constant))
+                return Fault<T>("division by zero");
+            *++sp = values(in.arg) / in.constant;
+            break;
+        case opPowPK:
+            ++sp;
+            if (!PowerOf(values(in.arg), in.constant, *sp))
+                return T();
+            break;
+        case opAddPP: *++sp = values(in.arg) + values(in.index2); break;
+        case opSubPP: *++sp = values(in.arg) - values(in.index2); break;
+        case opMulPP: *++sp = values(in.arg) * values(in.index2); break;
+        case opDivPP: {
+            const T &d = values(in.index2);
+            if (IsZeroValue(d))
+                return Fault<T>("division by zero");
+            *++sp = values(in.arg) / d;
+            break;
+        }
+        case opPowPP:
+            ++sp;
+            if (!PowerOf(values(in.arg), values(in.index2), *sp))
+                return T();
+            break;
+        case opEqK: *sp = Re(*sp) == Re(in.constant) ? 1.0 : 0.0; break;
+        case opNeK: *sp = Re(*sp) != Re(in.constant) ? 1.0 : 0.0; break;
+        case opLtK: *sp = Re(*sp) < Re(in.constant) ? 1.0 : 0.0; break;
+        case opLeK: *sp = Re(*sp) <= Re(in.constant) ? 1.0 : 0.0; break;
+        case opGtK: *sp = Re(*sp) > Re(in.constant) ? 1.0 : 0.0; break;
+        case opGeK: *sp = Re(*sp) >= Re(in.constant) ? 1.0 : 0.0; break;
+        case opMax:
+        case opMin:
+            sp -= in.arg - 1;
+            if (!MaxMinOf(sp, in.arg, in.op == opMax, *sp))
+                return T();
+            break;
+        case opLinInterp: {
+            if (HasImag(*sp))
+                return Fault<T>("cannot pass complex number in this position to function \"lininterp\"\n");
+            const std::vector<T> &table = *linTables_[in.arg];
+            *sp = LinInterpTable(table.data(), static_cast<int>(table.size()) / 2, Re(*sp));
+            break;
+        }
+        case opSqrt:
+            if constexpr (std::is_same<T, double>::value) {
+                if (*sp < 0.0)
+                    return Fault<T>("negative argument in sqrt\n");
+            }
+            *sp = std::sqrt(*sp);
+            break;
+        case opSin: *sp = std::sin(*sp); break;
+        case opCos: *sp = std::cos(*sp); break;
+        case opExp: *sp = std::exp(*sp); break;
         case opEq: sp[-1] = Re(sp[-1]) == Re(sp[0]) ? 1.0 : 0.0; --sp; break;
         case opNe: sp[-1] = Re(sp[-1]) != Re(sp[0]) ? 1.0 : 0.0; --sp; break;
         case opLt: sp[-1] = Re(sp[-1]) < Re(sp[0]) ? 1.0 : 0.0; --sp; break;

@@ -254,6 +254,7 @@ struct KXExprInstr {
     union {
         T constant;
         typename KXFuncDataEltT<T>::Routine routine;
+        int32_t index2;
     };
     KXExprInstr() : op(0), arg(0), constant() {}
 };
@@ -304,7 +305,7 @@ private:
     enum State { NotCompiled, Compiled, Failed };
     class Compiler;
     template <class Values>
-    T Run(const KXExprInstr<T> *code, int size, const Values &values) const;
+    T Run(const KXExprInstr<T> *code, int size, int stackSize, const Values &values) const;
     [[nodiscard]] bool Prepare();
     [[nodiscard]] bool CheckUsedValues(bool scalarsGiven) const;
 
@@ -313,7 +314,10 @@ private:
     std::vector<KXParameterT<T>> params_;
     std::vector<KXExprInstr<T>> code_;
     std::vector<int> usedParams_;
-    std::vector<std::shared_ptr<const CSpline>> tables_;   ///< splines of constant tables
+    std::vector<std::shared_ptr<const CSpline>> tables_;     ///< splines of constant tables
+    std::vector<std::shared_ptr<const std::vector<T>>> linTables_;   ///< constant lininterp tables
+    mutable std::vector<T> stackSpace_;   ///< value stack of programs too deep for the local one
+    int maxStack_ = 0;
     KXString failure_;                ///< text of a failed compilation
     State state_ = NotCompiled;
 };
