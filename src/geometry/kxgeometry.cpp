@@ -4,6 +4,7 @@
 #include "kx/geometry/kxplanegeom.h"
 
 #include "kx/foundation/kxmath.h"
+#include "kx/geometry/kxpolygoncontains.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -12,11 +13,12 @@
 namespace {
 
 constexpr double kPi = 3.141592653589793;
-constexpr double kTwoPi = 6.283185307179586;
 constexpr double kDegPerRad = 180.0 / kPi;
 /// Slack, relative to the size of the figures, used where a negative tolerance asks for the
 /// relative rule in a test of distances.
 constexpr double kRelativeSlack = 1e-12;
+/// Crossing count above which the line/polygon routine builds a containment index.
+constexpr size_t kIndexThreshold = 16;
 
 double Cross(const kxPoint &u, const kxPoint &v) { return u.x * v.y - u.y * v.x; }
 double Dot(const kxPoint &u, const kxPoint &v) { return u.x * v.x + u.y * v.y; }
@@ -51,24 +53,6 @@ double Reduce360(double a)
     if (r < 0.0)
         r += 360.0;
     return r >= 360.0 ? 0.0 : r;
-}
-
-/// The winding-angle containment test without tolerance: a vertex is inside; otherwise the
-/// subtended angles are summed and the point is inside when |sum| > pi.
-bool WindingContains(const kxPointVector &poly, const kxPoint &p)
-{
-    const size_t n = poly.size();
-    double sum = 0.0;
-    for (size_t i = 0; i < n; ++i) {
-        kxPoint a = poly[i] - p;
-        const double len = Length(a);
-        if (len == 0.0)
-            return true;
-        a /= len;
-        const kxPoint b = poly[(i + 1) % n] - p;
-        sum += std::atan2(a.y * b.x - a.x * b.y, a.x * b.x + a.y * b.y);
-    }
-    return std::fabs(sum) > kPi;
 }
 
 /// A crossing of a line with an edge: its parameter along the line and its point.
@@ -142,12 +126,18 @@ std::vector<Crossing> LinePolygonCrossings(const kxPoint &a, const kxPoint &b,
         if (merged.empty() || Length(c.p - merged.back().p) >= eps)
             merged.push_back(c);
 
-    // Keep a crossing only where the line changes between outside and inside.
+    // Keep a crossing only where the line changes between outside and inside. Many gaps are
+    // classified through a binned index, which gives the same exact answers faster.
+    kxPolygonIndex index;
+    const bool useIndex = merged.size() > kIndexThreshold;
+    if (useIndex)
+        index.Build(poly.data(), static_cast<int>(n));
     auto insideAt = [&](double t) {
         for (const auto &iv : onEdges)
             if (t >= iv.first && t <= iv.second)
                 return true;
-        return WindingContains(poly, a + d * t);
+        const kxPoint p = a + d * t;
+        return useIndex ? index.Contains(p) : kxPolygonContains(poly.data(), static_cast<int>(n), p);
     };
     bool before = false;   // the line starts outside the polygon's box
     for (size_t i = 0; i < merged.size(); ++i) {
@@ -553,6 +543,30 @@ bool kxCheckPolygonEdgesIntersect(const kxPointVector &points)
     return false;
 }
 
+kxPointVector kxToPointVector(const List<kxPoint> &points)
+{
+    kxPointVector v;
+    v.reserve(static_cast<size_t>(points.size()));
+    for (int i = 1; i <= points.size(); ++i)
+        v.push_back(points[i]);
+    return v;
+}
+
+kxRect kxGetPolygonBoundingRect(const List<kxPoint> &points)
+{
+    return kxGetPolygonBoundingRect(kxToPointVector(points));
+}
+
+bool kxCheckPolygonVerticesAntiClockwise(const List<kxPoint> &points)
+{
+    return kxCheckPolygonVerticesAntiClockwise(kxToPointVector(points));
+}
+
+bool kxCheckPolygonEdgesIntersect(const List<kxPoint> &points)
+{
+    return kxCheckPolygonEdgesIntersect(kxToPointVector(points));
+}
+
 // ---------------------------------------------------------------------------------------------
 // Intersections.
 
@@ -749,6 +763,24 @@ int kxIntersectLinePolygon(kxPointVector &crossings, const kxPoint &a, const kxP
     for (const Crossing &c : LinePolygonCrossings(a, b, polygon, tol))
         crossings.push_back(c.p);
     return static_cast<int>(crossings.size());
+}
+
+int kxIntersectLinePolygon(List<double> &crossings, const kxPoint &a, const kxPoint &b,
+                           const List<kxPoint> &polygon, double tol)
+{
+    crossings.unalloc();
+    for (const Crossing &c : LinePolygonCrossings(a, b, kxToPointVector(polygon), tol))
+        crossings.append(c.t);
+    return crossings.size();
+}
+
+int kxIntersectLinePolygon(List<kxPoint> &crossings, const kxPoint &a, const kxPoint &b,
+                           const List<kxPoint> &polygon, double tol)
+{
+    crossings.unalloc();
+    for (const Crossing &c : LinePolygonCrossings(a, b, kxToPointVector(polygon), tol))
+        crossings.append(c.p);
+    return crossings.size();
 }
 
 int kxIntersectLineRect(std::vector<double> &crossings, const kxPoint &a, const kxPoint &b,

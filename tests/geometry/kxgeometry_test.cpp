@@ -198,7 +198,7 @@ TEST(KXPlaneGeomTest, PolygonProperties)
 {
     const kxPointVector sq = Square(1, 2, 3);
     EXPECT_EQ(kxRect(1, 5, 4, 2), kxGetPolygonBoundingRect(sq));
-    EXPECT_EQ(kxRect(), kxGetPolygonBoundingRect({}));
+    EXPECT_EQ(kxRect(), kxGetPolygonBoundingRect(kxPointVector()));
     EXPECT_TRUE(kxCheckPolygonVerticesAntiClockwise(sq));
     EXPECT_FALSE(kxCheckPolygonVerticesAntiClockwise(kxPointVector(sq.rbegin(), sq.rend())));
     EXPECT_FALSE(kxCheckPolygonVerticesAntiClockwise({kxPoint(0, 0), kxPoint(1, 1), kxPoint(2, 2)}));
@@ -378,6 +378,44 @@ TEST(KXPlaneGeomTest, LinePolygonCrossings)
     EXPECT_NEAR(0.75, t[1], 1e-12);
     EXPECT_EQ(2, kxIntersectLineRect(pts, kxPoint(0, 3), kxPoint(1, 3), kxRect(1, 3, 3, 0), -1));
     EXPECT_EQ(0, kxIntersectLineRect(pts, kxPoint(0, 2), kxPoint(1, 3), kxRect(1, 3, 3, 0), -1));
+}
+
+TEST(KXPlaneGeomTest, LinePolygonManyCrossingsAndListForms)
+{
+    // A comb with 20 teeth: 40 crossings along y = 5, many enough for the indexed path; along
+    // y = 0.5, the top of the base, the line runs inside from end to end.
+    kxPointVector comb{kxPoint(0, 0), kxPoint(40, 0), kxPoint(40, 0.5)};
+    for (int k = 19; k >= 0; --k) {
+        comb.emplace_back(2.0 * k + 1.5, 0.5);
+        comb.emplace_back(2.0 * k + 1.5, 10);
+        comb.emplace_back(2.0 * k + 0.5, 10);
+        comb.emplace_back(2.0 * k + 0.5, 0.5);
+    }
+    comb.emplace_back(0, 0.5);
+    std::vector<double> t;
+    ASSERT_EQ(40, kxIntersectLinePolygon(t, kxPoint(0, 5), kxPoint(40, 5), comb, -1));
+    for (int k = 0; k < 20; ++k) {
+        EXPECT_NEAR((2.0 * k + 0.5) / 40, t[2 * k], 1e-12);
+        EXPECT_NEAR((2.0 * k + 1.5) / 40, t[2 * k + 1], 1e-12);
+    }
+    ASSERT_EQ(2, kxIntersectLinePolygon(t, kxPoint(-1, 0.5), kxPoint(0, 0.5), comb, -1));
+    EXPECT_NEAR(1.0, t[0], 1e-12);
+    EXPECT_NEAR(41.0, t[1], 1e-12);
+
+    List<kxPoint> list;
+    for (const kxPoint &p : comb)
+        list.append(p);
+    EXPECT_EQ(comb, kxToPointVector(list));
+    EXPECT_EQ(kxRect(0, 10, 40, 0), kxGetPolygonBoundingRect(list));
+    EXPECT_TRUE(kxCheckPolygonVerticesAntiClockwise(list));
+    EXPECT_FALSE(kxCheckPolygonEdgesIntersect(list));
+    List<double> ts;
+    ts.append(99);
+    ASSERT_EQ(40, kxIntersectLinePolygon(ts, kxPoint(0, 5), kxPoint(40, 5), list, -1));
+    EXPECT_NEAR(0.5 / 40, ts[1], 1e-12);
+    List<kxPoint> pts;
+    ASSERT_EQ(40, kxIntersectLinePolygon(pts, kxPoint(0, 5), kxPoint(40, 5), list, -1));
+    EXPECT_NEAR(39.5, pts[40].x, 1e-12);
 }
 
 TEST(KXPlaneGeomTest, IntegerTwins)

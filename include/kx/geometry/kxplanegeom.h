@@ -10,7 +10,8 @@
 //   relative for equality tests).
 // - Polygons are contiguous arrays of points (kxPointVector, indexed from 0); the last vertex
 //   joins the first, and the closing vertex is not repeated. Lists of polygons are
-//   kxPolygonSet. Polygons given as a library List<kxPoint> are copied into a kxPointVector.
+//   kxPolygonSet. The polygon functions also take a List<kxPoint> (indexed from 1), which
+//   they copy into a kxPointVector first.
 // - Parameters along a line through a and b are t with point = a + t (b - a): 0 at a, 1 at b.
 //
 // The integer twins work on kxIntRect / kxIntPoint (screen layout, y down; see kxgeomtypes.h)
@@ -18,6 +19,7 @@
 #ifndef KX_GEOMETRY_KXPLANEGEOM_H
 #define KX_GEOMETRY_KXPLANEGEOM_H
 
+#include "kx/foundation/kxlist.h"
 #include "kx/geometry/kxgeomtypes.h"
 
 #include <functional>
@@ -171,6 +173,13 @@ void kxSortPoints(kxPoint &p, kxPoint &q, bool byY);
 /// not simple.
 [[nodiscard]] bool kxCheckPolygonEdgesIntersect(const kxPointVector &points);
 
+/// List forms of the three functions above.
+[[nodiscard]] kxRect kxGetPolygonBoundingRect(const List<kxPoint> &points);
+[[nodiscard]] bool kxCheckPolygonVerticesAntiClockwise(const List<kxPoint> &points);
+[[nodiscard]] bool kxCheckPolygonEdgesIntersect(const List<kxPoint> &points);
+/// The polygon as a contiguous copy of the list's points, in order.
+[[nodiscard]] kxPointVector kxToPointVector(const List<kxPoint> &points);
+
 // ---------------------------------------------------------------------------------------------
 // Intersections.
 
@@ -235,6 +244,11 @@ int kxIntersectLinePolygon(std::vector<double> &crossings, const kxPoint &a, con
 /// The same, giving the points of the crossings.
 int kxIntersectLinePolygon(kxPointVector &crossings, const kxPoint &a, const kxPoint &b,
                            const kxPointVector &polygon, double tol);
+/// List forms: the list is emptied and receives the crossings (indexed from 1).
+int kxIntersectLinePolygon(List<double> &crossings, const kxPoint &a, const kxPoint &b,
+                           const List<kxPoint> &polygon, double tol);
+int kxIntersectLinePolygon(List<kxPoint> &crossings, const kxPoint &a, const kxPoint &b,
+                           const List<kxPoint> &polygon, double tol);
 /// The same for a rectangle: 0, or 2 crossings bounding the line's part in the closed
 /// rectangle (a line along an edge gives that edge; a line through a corner only gives 0).
 int kxIntersectLineRect(std::vector<double> &crossings, const kxPoint &a, const kxPoint &b,
