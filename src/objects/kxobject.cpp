@@ -51,6 +51,10 @@ kxClassInfo::kxClassInfo(const char *name, const kxClassInfo *base1, const kxCla
                          Factory factory)
     : name_(name), base1_(base1), base2_(base2), factory_(factory)
 {
+    CheckSum folded;
+    folded.Append(name);
+    for (int i = 0; i < 4; ++i)
+        nameDigest_[i] = folded.GetWord(i);
     if (gLastClass)
         gLastClass->next_ = this;
     else
@@ -108,32 +112,6 @@ KXObject *kxClassInfo::CreateObject(const char *className)
 // ---------------------------------------------------------------------------------------------
 // Operation records
 
-KXObjectEvent KXObjectEvent::ForMessage(int mode, const char *target, KXMessage &message)
-{
-    KXObjectEvent record;
-    record.kind = kxOpMessage;
-    record.mode = mode;
-    record.target = target;
-    record.message = &message;
-    return record;
-}
-
-KXObjectEvent KXObjectEvent::ForCheckSum(CheckSum &sum)
-{
-    KXObjectEvent record;
-    record.kind = kxOpCheckSum;
-    record.sum = &sum;
-    return record;
-}
-
-KXObjectEvent KXObjectEvent::ForCommand(kxCommandResolver &resolver)
-{
-    KXObjectEvent record;
-    record.kind = kxOpCommand;
-    record.resolver = &resolver;
-    return record;
-}
-
 bool KXObjectEvent::Equals(const KXObjectEvent &other) const
 {
     if (kind != other.kind)
@@ -165,7 +143,7 @@ void KXObject::SetNameSpace(kxNameSpace *ns)
 // ---------------------------------------------------------------------------------------------
 // KXObject: operation stack
 
-kxAppendResult KXObject::appendEvent(KXObjectEvent &record)
+kxAppendResult KXObject::AppendEventChecked(KXObjectEvent &record)
 {
     if ((opTop_ && opDepth_ < 1) || (!opTop_ && opDepth_ > 0)) {
         ReportClassFault(*this, "appendEvent 1");
@@ -180,7 +158,7 @@ kxAppendResult KXObject::appendEvent(KXObjectEvent &record)
     return kxAppended;
 }
 
-void KXObject::eraseTopEvent()
+void KXObject::EraseTopEventChecked()
 {
     if (!opTop_) {
         ReportClassFault(*this, "eraseTopEvent 0");
@@ -295,11 +273,6 @@ void KXObject::ResetAll(const char *target)
 // ---------------------------------------------------------------------------------------------
 // KXObject: publishing
 
-void KXObject::OnPublish()
-{
-    PublishVar("objtype", getClassName(), "class name of the object", kxPublishReadOnly);
-}
-
 void KXObject::PublishValue(const char *name, const char *help, int flags,
                             const kxPublishedKind &kind, void *member, int extent)
 {
@@ -327,52 +300,28 @@ void KXObject::PublishFunction(const char *name, kxCommandFunction function, con
         resolver.Offer(KXCommandElt::MakeFunction(*this, name, help, flags, std::move(function)));
 }
 
-void KXObject::PublishObj(const char *name, KXObject *child, const char *help, int flags)
+void KXObject::PublishObjOther(const char *name, KXObject *child, const char *help, int flags)
 {
     if (!child || !opTop_)
         return;
-    switch (opTop_->kind) {
-    case kxOpCheckSum: {
-        if (flags & kxPublishNoCheckSum)
-            return;
-        CheckSum &sum = *opTop_->sum;
-        CheckSum childSum;
-        child->CollectCheckSum(childSum);
-        sum.Append(childSum);
-        return;
-    }
-    case kxOpMessage:
+    if (opTop_->kind == kxOpMessage) {
         child->sendMessage1(opTop_->mode, opTop_->target, *opTop_->message);
         return;
-    case kxOpCommand: {
-        kxCommandResolver &resolver = *opTop_->resolver;
-        if (resolver.Wants(name ? name : "", kxEltObject))
-            resolver.Offer(KXCommandElt::MakeObject(*this, name, help, flags, child));
-        return;
     }
-    default:
+    if (opTop_->kind != kxOpCommand)
         return;
-    }
+    kxCommandResolver &resolver = *opTop_->resolver;
+    if (resolver.Wants(name ? name : "", kxEltObject))
+        resolver.Offer(KXCommandElt::MakeObject(*this, name, help, flags, child));
 }
 
-void KXObject::CollectCheckSum(CheckSum &out)
+void KXObject::ReportCheckSumCycle()
 {
-    out.Clear();
-    KXObjectEvent record = KXObjectEvent::ForCheckSum(out);
-    const kxAppendResult pushed = appendEvent(record);
-    if (pushed == kxAppendRecursion) {
-        // The computation already running on this object is part of the cycle: it ends zero.
-        for (KXObjectEvent *r = opTop_; r; r = r->below)
-            if (r->kind == kxOpCheckSum)
-                r->recursive = true;
-        ReportClassFault(*this, "getCurrCheckSum. Recursive structure!");
-    }
-    if (pushed != kxAppended)
-        return;
-    OnPublish();
-    eraseTopEvent();
-    if (record.recursive)
-        out.Clear();
+    // The computation already running on this object is part of the cycle: it ends zero.
+    for (KXObjectEvent *r = opTop_; r; r = r->below)
+        if (r->kind == kxOpCheckSum)
+            r->recursive = true;
+    ReportClassFault(*this, "getCurrCheckSum. Recursive structure!");
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -174,7 +174,45 @@ private:
 
 inline void Checkable::DeclareChild(Updatable &child) { KXObject::DeclareChild(child); }
 
-// -- the inline checksum paths of the built-in publications -----------------------------------
+inline void KXObject::CollectCheckSum(CheckSum &out)
+{
+    out.Clear();
+    KXObjectEvent record = KXObjectEvent::ForCheckSum(out);
+    const kxAppendResult pushed = appendEvent(record);
+    if (pushed == kxAppendRecursion)
+        ReportCheckSumCycle();
+    if (pushed != kxAppended)
+        return;
+    OnPublish();
+    eraseTopEvent();
+    if (record.recursive)
+        out.Clear();
+}
+
+// -- the inline checksum paths of the publications ---------------------------------------------
+inline void KXObject::OnPublish()
+{
+    if (CheckSum *sum = CheckSumSink(kxPublishReadOnly)) {   // "objtype": the name, folded once
+        const std::uint32_t *digest = getClassInfo()->GetNameDigest();
+        sum->Append(CheckSum(digest[0], digest[1], digest[2], digest[3]));
+        return;
+    }
+    PublishVar("objtype", getClassName(), "class name of the object", kxPublishReadOnly);
+}
+
+inline void KXObject::PublishObj(const char *name, KXObject *child, const char *help, int flags)
+{
+    if (CheckSum *sum = CheckSumSink(flags)) {
+        if (child) {
+            CheckSum childSum;
+            child->CollectCheckSum(childSum);
+            sum->Append(childSum);
+        }
+        return;
+    }
+    PublishObjOther(name, child, help, flags);
+}
+
 inline void KXObject::PublishVar(const char *name, bool &var, const char *help, int flags)
 {
     if (CheckSum *sum = CheckSumSink(flags))

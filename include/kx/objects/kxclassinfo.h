@@ -27,6 +27,8 @@
 #ifndef KX_OBJECTS_KXCLASSINFO_H
 #define KX_OBJECTS_KXCLASSINFO_H
 
+#include <cstdint>
+
 class KXObject;
 
 class kxClassInfo {
@@ -51,6 +53,10 @@ public:
     [[nodiscard]] const kxClassInfo *GetNext() const { return next_; }
     /// True when the class has a factory (is not abstract).
     [[nodiscard]] bool IsDynamic() const { return factory_ != nullptr; }
+    /// The class name folded into four words w0..w3: what appending the name to a CheckSum
+    /// XORs in after the rotation. Appending these words as a CheckSum equals appending the
+    /// name, so checksums publish the class name without re-reading the text.
+    [[nodiscard]] const std::uint32_t *GetNameDigest() const { return nameDigest_; }
 
     /// True when `other` is this class or, depth first, base 1 before base 2, one of its bases.
     /// A null `other` is never matched.
@@ -75,6 +81,7 @@ private:
     const kxClassInfo *base2_;
     kxClassInfo *next_ = nullptr;
     Factory factory_;
+    std::uint32_t nameDigest_[4];
 };
 
 /// In the class body: the class's static record and its getClassInfo(). Leaves the body in the

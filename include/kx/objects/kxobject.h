@@ -103,9 +103,29 @@ struct KXObjectEvent {
     // kxOpCommand
     kxCommandResolver *resolver = nullptr;
 
-    [[nodiscard]] static KXObjectEvent ForMessage(int mode, const char *target, KXMessage &message);
-    [[nodiscard]] static KXObjectEvent ForCheckSum(CheckSum &sum);
-    [[nodiscard]] static KXObjectEvent ForCommand(kxCommandResolver &resolver);
+    [[nodiscard]] static KXObjectEvent ForMessage(int mode, const char *target, KXMessage &message)
+    {
+        KXObjectEvent record;
+        record.kind = kxOpMessage;
+        record.mode = mode;
+        record.target = target;
+        record.message = &message;
+        return record;
+    }
+    [[nodiscard]] static KXObjectEvent ForCheckSum(CheckSum &sum)
+    {
+        KXObjectEvent record;
+        record.kind = kxOpCheckSum;
+        record.sum = &sum;
+        return record;
+    }
+    [[nodiscard]] static KXObjectEvent ForCommand(kxCommandResolver &resolver)
+    {
+        KXObjectEvent record;
+        record.kind = kxOpCommand;
+        record.resolver = &resolver;
+        return record;
+    }
 
     /// Same kind and: the same message (messages), always (checksums), the same resolver
     /// (commands).
@@ -198,6 +218,8 @@ public:
     }
     /// A child object (may be null: then nothing is published).
     void PublishObj(const char *name, KXObject *child, const char *help, int flags = 0);
+    /// PublishObj for every operation but checksums (messages and commands).
+    void PublishObjOther(const char *name, KXObject *child, const char *help, int flags);
     /// A function of the command language (built only while a command is being resolved).
     template <class F>
     void PublishFunc(const char *name, F &&function, const char *help, int flags = 0)
@@ -243,17 +265,39 @@ public:
 
 protected:
     /// Links `record` (owned by the caller, who must keep it alive until eraseTopEvent) on top.
-    [[nodiscard]] kxAppendResult appendEvent(KXObjectEvent &record);
+    [[nodiscard]] kxAppendResult appendEvent(KXObjectEvent &record)
+    {
+        if (opTop_ || opDepth_ != 0)
+            return AppendEventChecked(record);
+        record.below = nullptr;   // an empty, consistent stack: nothing to compare with
+        opTop_ = &record;
+        opDepth_ = 1;
+        return kxAppended;
+    }
     /// Unlinks the top record (frees nothing).
-    void eraseTopEvent();
+    void eraseTopEvent()
+    {
+        if (opTop_ && opDepth_ == 1 && !opTop_->below) {
+            opTop_ = nullptr;
+            opDepth_ = 0;
+            return;
+        }
+        EraseTopEventChecked();
+    }
 
     /// Accumulates the object's checksum into `out` (cleared first) by running OnPublish under a
     /// checksum record. A cycle reports "%s::getCurrCheckSum. Recursive structure!" and leaves
     /// `out` all zero; the computation that found itself again also ends with zero. No
-    /// floating-point guard (Checkable::getCurrCheckSum adds it).
+    /// floating-point guard (Checkable::getCurrCheckSum adds it). Defined in kxchecksum.h.
     void CollectCheckSum(CheckSum &out);
 
 private:
+    // The general forms of appendEvent / eraseTopEvent: consistency checks and the recursion
+    // test against every record on the stack.
+    kxAppendResult AppendEventChecked(KXObjectEvent &record);
+    void EraseTopEventChecked();
+    /// Marks the checksum computation running on this object as cyclic and reports it.
+    void ReportCheckSumCycle();
     void sendMessage1(int mode, const char *target, KXMessage &message);
     /// The checksum to append to, when a checksum is being computed and `flags` allow it.
     CheckSum *CheckSumSink(int flags) const
