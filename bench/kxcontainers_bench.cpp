@@ -68,11 +68,11 @@ void BM_StdListWalk(benchmark::State &state)
     state.SetItemsProcessed(state.iterations() * kElements);
 }
 
-// Fill a fresh array each iteration (block size 256: one allocation per 256 elements).
+// Fill a fresh array each iteration; the argument is the block size (one allocation per block).
 void BM_KxDynArrayAdd(benchmark::State &state)
 {
     for (auto _ : state) {
-        kxIntArray array(256);
+        kxIntArray array(static_cast<int>(state.range(0)));
         for (int i = 0; i < kElements; ++i)
             array.Add(i);
         benchmark::DoNotOptimize(&array[kElements - 1]);
@@ -96,10 +96,12 @@ void BM_StdVectorPushBack(benchmark::State &state)
 BENCHMARK(BM_KxListIndexWalk);
 BENCHMARK(BM_KxListIdxWalk);
 BENCHMARK(BM_StdListWalk);
-BENCHMARK(BM_KxDynArrayAdd);
+BENCHMARK(BM_KxDynArrayAdd)->Arg(256)->Arg(1024);
 BENCHMARK(BM_StdVectorPushBack);
 
 KX_BENCH_MAIN({{"List index walk kx/std::list", "BM_KxListIndexWalk", "BM_StdListWalk"},
                {"List set_idx/incr_idx walk kx/std::list", "BM_KxListIdxWalk", "BM_StdListWalk"},
-               {"dynamic array Add kx/std::vector push_back", "BM_KxDynArrayAdd",
+               {"dynamic array Add, block 256, kx/std::vector", "BM_KxDynArrayAdd/256",
+                "BM_StdVectorPushBack"},
+               {"dynamic array Add, block 1024, kx/std::vector", "BM_KxDynArrayAdd/1024",
                 "BM_StdVectorPushBack"}})

@@ -15,12 +15,13 @@
 
 #include "kx/foundation/kxerror.h"
 
+#include <cstddef>
+
 template <class T>
 class kxDynArray {
 public:
     /// A block size below 1 is taken as 1.
-    explicit kxDynArray(int blockSize = 64) : blockSize_(blockSize < 1 ? 1 : blockSize),
-                                              slot_(blockSize_) {}
+    explicit kxDynArray(int blockSize = 64) : blockSize_(blockSize < 1 ? 1 : blockSize) {}
     kxDynArray(const kxDynArray &other) : kxDynArray(other.blockSize_) { CopyFrom(other); }
     kxDynArray &operator=(const kxDynArray &other);
     ~kxDynArray() { Clear(); }
@@ -28,16 +29,19 @@ public:
     /// Appends a copy of `value`; returns its 0-based index.
     int Add(const T &value)
     {
-        if (slot_ == blockSize_)
+        if (next_ == end_)
             NewBlock();
-        block_[slot_++] = value;
-        return count_++;
+        *next_ = value;
+        return static_cast<int>(blockBase_ + (next_++ - block_));
     }
 
     /// The element at 0-based i (0 <= i < Size()).
     T &operator[](int i) const;
 
-    [[nodiscard]] int Size() const { return count_; }
+    [[nodiscard]] int Size() const
+    {
+        return block_ ? static_cast<int>(blockBase_ + (next_ - block_)) : 0;
+    }
     [[nodiscard]] int BlockSize() const { return blockSize_; }
 
     /// Frees every block and the block table; Size() becomes 0.
@@ -48,11 +52,14 @@ private:
     void CopyFrom(const kxDynArray &other);
 
     int blockSize_;
-    int count_ = 0;
     T *first_ = nullptr;                       // block 0
     kxDynArray<void *> *further_ = nullptr;    // addresses of blocks 1, 2, ...
-    T *block_ = nullptr;                       // the block being filled
-    int slot_;                                 // next free slot in block_ (blockSize_: full)
+    // The block being filled. The fill state is kept in pointers and a ptrdiff_t so that
+    // storing an element (an int, say) cannot alias it and Add stays as cheap as a vector's.
+    T *block_ = nullptr;
+    T *next_ = nullptr;                        // next free slot
+    T *end_ = nullptr;                         // one past the block's last slot
+    std::ptrdiff_t blockBase_ = 0;             // index of block_[0]
 };
 
 template <class T>
@@ -62,7 +69,6 @@ kxDynArray<T> &kxDynArray<T>::operator=(const kxDynArray &other)
         return *this;
     Clear();
     blockSize_ = other.blockSize_;
-    slot_ = blockSize_;
     CopyFrom(other);
     return *this;
 }
@@ -70,29 +76,34 @@ kxDynArray<T> &kxDynArray<T>::operator=(const kxDynArray &other)
 template <class T>
 void kxDynArray<T>::CopyFrom(const kxDynArray &other)
 {
-    for (int i = 0; i < other.count_; ++i)
+    const int n = other.Size();
+    for (int i = 0; i < n; ++i)
         Add(other[i]);
 }
 
 template <class T>
 void kxDynArray<T>::NewBlock()
 {
-    block_ = new T[blockSize_];
-    slot_ = 0;
-    if (count_ == 0) {
-        first_ = block_;
-        return;
+    T *block = new T[blockSize_];
+    if (!first_) {
+        first_ = block;
+        blockBase_ = 0;
+    } else {
+        if (!further_)
+            further_ = new kxDynArray<void *>(blockSize_);
+        further_->Add(block);
+        blockBase_ += blockSize_;
     }
-    if (!further_)
-        further_ = new kxDynArray<void *>(blockSize_);
-    further_->Add(block_);
+    block_ = next_ = block;
+    end_ = block + blockSize_;
 }
 
 template <class T>
 T &kxDynArray<T>::operator[](int i) const
 {
-    if (i < 0 || i >= count_)
-        exitfn(1, "Dynamic array index %d out of bounds 0 <= index < %d\n", i, count_);
+    const int count = Size();
+    if (i < 0 || i >= count)
+        exitfn(1, "Dynamic array index %d out of bounds 0 <= index < %d\n", i, count);
     const int block = i / blockSize_;
     const int slot = i % blockSize_;
     if (block == 0)
@@ -111,9 +122,8 @@ void kxDynArray<T>::Clear()
     }
     delete[] first_;
     first_ = nullptr;
-    block_ = nullptr;
-    slot_ = blockSize_;
-    count_ = 0;
+    block_ = next_ = end_ = nullptr;
+    blockBase_ = 0;
 }
 
 // ---------------------------------------------------------------------------------------------
