@@ -1,13 +1,13 @@
 // kxpolygoncontains.cpp - winding-angle containment and its fast integer equivalent.
 #include "kx/geometry/kxpolygoncontains.h"
 
+#include "kxwindingangle.h"
+
 #include <algorithm>
 #include <cmath>
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-constexpr double kZero = 1.7e-306;
 /// Points closer than this fraction of the outline's scale to an edge go to the angle sum.
 constexpr double kNearFraction = 1e-9;
 /// Outside this range of scales the margin above is not meaningful.
@@ -15,8 +15,6 @@ constexpr double kMinScale = 1e-140;
 constexpr double kMaxScale = 1e140;
 /// Upper bound of (edge, bin) entries of an index.
 constexpr long kMaxBinEntries = 1L << 23;
-
-bool ZeroWithin(double v, double tol) { return std::fabs(v) < (tol < 0.0 ? kZero : tol); }
 
 std::vector<kxPoint> ToVector(const List<kxPoint> &points)
 {
@@ -88,19 +86,7 @@ bool FinitePoint(const kxPoint &p) { return std::isfinite(p.x) && std::isfinite(
 
 bool kxPolygonContainsByAngle(const kxPoint *v, int n, const kxPoint &p)
 {
-    double sum = 0.0;
-    for (int i = 0; i < n; ++i) {
-        const kxPoint &next = v[i + 1 == n ? 0 : i + 1];
-        double ax = v[i].x - p.x, ay = v[i].y - p.y;
-        if (ax == 0.0 && ay == 0.0)
-            return true;
-        const double len = std::hypot(ax, ay);
-        ax /= len;
-        ay /= len;
-        const double bx = next.x - p.x, by = next.y - p.y;
-        sum += std::atan2(ay * bx - ax * by, ax * bx + ay * by);
-    }
-    return std::fabs(sum) > kPi;
+    return kxwinding::Contains(n, [v](int i) { return v[i]; }, p);
 }
 
 bool kxPolygonContains(const kxPoint *v, int n, const kxPoint &p)
@@ -116,30 +102,7 @@ bool kxPolygonContains(const kxPoint *v, int n, const kxPoint &p)
 bool kxPolygonContains(const kxPoint *v, int n, const kxPoint &p, double tol, bool &onVertex,
                        bool &onEdge)
 {
-    onVertex = false;
-    onEdge = false;
-    double sum = 0.0;
-    for (int i = 0; i < n; ++i) {
-        const kxPoint &next = v[i + 1 == n ? 0 : i + 1];
-        double ax = v[i].x - p.x, ay = v[i].y - p.y;
-        const double len = std::hypot(ax, ay);
-        if (len == 0.0 || ZeroWithin(len, tol)) {
-            onVertex = true;
-            return true;
-        }
-        ax /= len;
-        ay /= len;
-        const double bx = next.x - p.x, by = next.y - p.y;
-        const double c = ay * bx - ax * by;
-        const double dx = ax * bx, dy = ay * by;
-        if (ZeroWithin(c, tol) && (dx < 0.0 || ZeroWithin(dx, tol)) &&
-            (dy < 0.0 || ZeroWithin(dy, tol))) {
-            onEdge = true;
-            return true;
-        }
-        sum += std::atan2(c, dx + dy);
-    }
-    return std::fabs(sum) > kPi;
+    return kxwinding::Contains(n, [v](int i) { return v[i]; }, p, tol, onVertex, onEdge);
 }
 
 bool kxPolygonContains(const kxPoint *v, int n, const kxPoint &p, double tol)

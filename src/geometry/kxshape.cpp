@@ -1,0 +1,249 @@
+// kxshape.cpp - the shape base class, the text form (ParseShape, WriteShape), the shape container
+// and the helpers the shape units share.
+#include "kx/geometry/kxshape.h"
+
+#include "kx/expressions/kxnamespace.h"
+#include "kx/foundation/kxerror.h"
+#include "kx/foundation/kxtokenizer.h"
+#include "kx/foundation/kxunits.h"
+#include "kx/geometry/kxellipse.h"
+#include "kx/geometry/kxpolygon.h"
+#include "kx/geometry/kxrectangle.h"
+#include "kx/geometry/kxregularpolygon.h"
+#include "kx/geometry/kxshapecontainer.h"
+
+#include "kxshapeutil.h"
+
+#include <algorithm>
+#include <cstring>
+
+#define KX_UNIT "kxshape"
+
+KX_IMPLEMENT_ABSTRACT_CLASS(KXShape, KXObject)
+
+// ---------------------------------------------------------------------------------------------
+// Shared helpers
+
+namespace {
+
+constexpr size_t kMaxQuoted = 800;
+
+template <class T>
+void AppendParamCheckSum(const void *member, int, CheckSum &sum)
+{
+    const kxParameter<T> &p = *static_cast<const kxParameter<T> *>(member);
+    sum.Append(p.HasExpression());
+    if (p.HasExpression())
+        sum.Append(p.GetExpression().c_str());
+    else
+        sum.Append(p.GetStoredValue());
+}
+
+template <class T>
+KXString ParamText(const KXObject &, const void *member, int)
+{
+    const kxParameter<T> &p = *static_cast<const kxParameter<T> *>(member);
+    return p.HasExpression() ? p.GetExpression() : numtoA(p.GetStoredValue());
+}
+
+template <class T>
+bool SetParamText(KXObject &owner, void *member, int, const char *text)
+{
+    kxParameter<T> &p = *static_cast<kxParameter<T> *>(member);
+    T value;
+    if (kxStringToNumber(text, value)) {
+        p.SetValue(value);
+        return true;
+    }
+    kxNameSpace *ns = owner.GetNameSpace();
+    if (!ns || kxIsReservedNameSpace(ns))
+        return false;
+    p.SetExpression(ns, text);
+    return true;
+}
+
+} // namespace
+
+const kxPublishedKind kxPublishedShapeParamDouble = {
+    "kxParameter<double>", AppendParamCheckSum<double>, ParamText<double>, SetParamText<double>};
+const kxPublishedKind kxPublishedShapeParamInt = {
+    "kxParameter<int>", AppendParamCheckSum<int>, ParamText<int>, SetParamText<int>};
+
+KXString kxMicronsHelp(const char *prefix)
+{
+    KXString help(prefix);
+    help += kxMicronsString;
+    return help;
+}
+
+template <class T>
+bool kxReadNextParam(kxNameSpace *ns, KXString &rest, kxParameter<T> &p)
+{
+    const char *comma = std::strchr(rest.c_str(), ',');
+    if (!comma || comma[1] == '\0')
+        return false;
+    KXString after(comma + 1);
+    rest = after;
+    return p.Read(ns, rest);
+}
+template bool kxReadNextParam(kxNameSpace *, KXString &, kxParameter<double> &);
+template bool kxReadNextParam(kxNameSpace *, KXString &, kxParameter<int> &);
+
+void kxAppendDefParam(KXString &out, const kxParameter<double> &p)
+{
+    if (p.HasExpression()) {
+        out += "\"";
+        out += p.GetExpression();
+        out += "\"";
+    } else {
+        out += numtoA(p.GetStoredValue());
+    }
+}
+
+void kxAppendDefParam(KXString &out, const kxParameter<int> &p)
+{
+    if (p.HasExpression()) {
+        out += "\"";
+        out += p.GetExpression();
+        out += "\"";
+    } else {
+        out += numtoA(p.GetStoredValue());
+    }
+}
+
+std::string kxQuoteForMessage(const char *text)
+{
+    std::string s = text ? text : "";
+    if (s.size() > kMaxQuoted)
+        s = s.substr(0, kMaxQuoted) + "...";
+    return s;
+}
+
+kxRect kxBoundsOf(const kxPoint *v, int n)
+{
+    if (n <= 0)
+        return kxRect();
+    kxRect r(v[0].x, v[0].y, v[0].x, v[0].y);
+    for (int i = 1; i < n; ++i) {
+        r.left = std::min(r.left, v[i].x);
+        r.right = std::max(r.right, v[i].x);
+        r.bottom = std::min(r.bottom, v[i].y);
+        r.top = std::max(r.top, v[i].y);
+    }
+    return r;
+}
+
+// ---------------------------------------------------------------------------------------------
+// KXShape
+
+kxNameSpace *KXShape::GetNameSpace() const
+{
+    kxNameSpace *ns = KXObject::GetNameSpace();
+    if (!ns && parent_)
+        ns = parent_->GetNameSpace();
+    return ns;
+}
+
+void KXShape::OnPublish()
+{
+    KXObject::OnPublish();
+    PublishVar("type", type_, "type of shape", kxPublishReadOnly);
+}
+
+KXShape *KXShape::ParseShape(const char *text) { return ParseShape(nullptr, text); }
+
+KXShape *KXShape::ParseShape(kxNameSpace *ns, const char *text)
+{
+    if (!text)
+        return nullptr;
+    while (*text == ' ' || *text == '\t')
+        ++text;
+    const char *open = std::strchr(text, '(');
+    if (!open)
+        return nullptr;
+    const char *close = nullptr;
+    int depth = 0;
+    for (const char *c = open; *c && !close; ++c) {
+        if (*c == '(')
+            ++depth;
+        else if (*c == ')' && --depth == 0)
+            close = c;
+    }
+    if (!close || close == open + 1)
+        return nullptr;
+
+    KXShape *shape = nullptr;
+    if (std::strncmp(text, "ELLIPSE(", 8) == 0)
+        shape = new KXEllipse();
+    else if (std::strncmp(text, "RECTANGLE(", 10) == 0)
+        shape = new KXRectangle();
+    else if (std::strncmp(text, "POLYGON(", 8) == 0)
+        shape = new KXPolygon();
+    else if (std::strncmp(text, "REGPOLY(", 8) == 0)
+        shape = new KXRegularPolygon(8);
+    else
+        return nullptr;
+    shape->SetNameSpace(ns);
+    const KXString inner(open + 1, static_cast<int>(close - open - 1));
+    if (!shape->ParseString(inner.c_str())) {
+        delete shape;
+        return nullptr;
+    }
+    return shape;
+}
+
+void KXShape::WriteShape(KXShape &shape, KXString &out) { out = shape.getDefString(); }
+
+// ---------------------------------------------------------------------------------------------
+// KXShapeContainer
+
+KXShapeContainer::KXShapeContainer(const KXShapeContainer &other)
+    : shape_(other.shape_ ? other.shape_->newCopy(nullptr) : nullptr)
+{
+}
+
+KXShapeContainer &KXShapeContainer::operator=(const KXShapeContainer &other)
+{
+    if (this != &other) {
+        KXShape *copy = other.shape_ ? other.shape_->newCopy(nullptr) : nullptr;
+        delete shape_;
+        shape_ = copy;
+    }
+    return *this;
+}
+
+KXShapeContainer::~KXShapeContainer() { delete shape_; }
+
+void KXShapeContainer::Clear()
+{
+    delete shape_;
+    shape_ = nullptr;
+}
+
+void KXShapeContainer::SetShape(const KXShape &shape)
+{
+    KXShape *copy = shape.newCopy(nullptr);
+    delete shape_;
+    shape_ = copy;
+}
+
+int KXShapeContainer::SetShape(kxNameSpace *ns, const char *line)
+{
+    int count = 0;
+    delete sliceup(line ? line : "", "% ", count);
+    Clear();
+    shape_ = KXShape::ParseShape(ns, line);
+    if (shape_)
+        return count;
+    wlprintf("syntax error in line %s\n", kxQuoteForMessage(line).c_str());
+    return 0;
+}
+
+void KXShapeContainer::CopyFrom(kxNameSpace *ns, const KXShapeContainer &other)
+{
+    if (this == &other)
+        return;
+    KXShape *copy = other.shape_ ? other.shape_->newCopy(ns) : nullptr;
+    delete shape_;
+    shape_ = copy;
+}
