@@ -20,30 +20,40 @@ struct kxNamedVariable::Reference {
     int levels;
 };
 
-/// The references of a formula, one per declared parameter, in declaration order; allocated as
-/// one block sized to the count.
+/// The references of a formula, one per declared parameter, in declaration order, and the value
+/// last seen for each; allocated as one block: a 16-byte header, the references, then the values
+/// (16-byte aligned).
 struct kxNamedVariable::References {
     int count;
-    Reference *Items() { return reinterpret_cast<Reference *>(this + 1); }
+
+    static constexpr size_t kHeader = 16;
+    static size_t ValuesOffset(int n) { return kHeader + ((n * sizeof(Reference) + 15) & ~size_t{15}); }
+
+    Reference *Items() { return reinterpret_cast<Reference *>(reinterpret_cast<char *>(this) + kHeader); }
+    std::complex<double> *Values()
+    {
+        return reinterpret_cast<std::complex<double> *>(reinterpret_cast<char *>(this) + ValuesOffset(count));
+    }
 
     static References *Make(const std::vector<Reference> &items)
     {
-        void *block = ::operator new(sizeof(References) + items.size() * sizeof(Reference));
+        const int n = static_cast<int>(items.size());
+        void *block = ::operator new(ValuesOffset(n) + n * sizeof(std::complex<double>));
         References *refs = new (block) References;
-        refs->count = static_cast<int>(items.size());
-        if (!items.empty())
-            std::memcpy(refs->Items(), items.data(), items.size() * sizeof(Reference));
+        refs->count = n;
+        std::memcpy(refs->Items(), items.data(), items.size() * sizeof(Reference));
+        for (int k = 0; k < n; ++k)
+            new (refs->Values() + k) std::complex<double>(0.0, 0.0);
         return refs;
     }
     static void Free(References *refs) { ::operator delete(refs); }
 };
 
-
 // ---------------------------------------------------------------------------------------------
 // Construction
 
 kxNamedVariable::kxNamedVariable(kxNameSpace *ns, int flags, int index)
-    : ns_(ns), expression_("0"), property_((flags & NotProperty) == 0)
+    : ns_(ns), property_((flags & NotProperty) == 0), expression_("0")
 {
     const int now = PseudoTime();
     nameStamp_ = expressionStamp_ = valueStamp_ = now;
@@ -345,10 +355,12 @@ kxNamedVariable *kxVariableEvaluator::Resolve(kxNamedVariable &variable, int k)
     kxNameSpace *ns = variable.ns_;
     if (!ns)
         return nullptr;
-    const KXString &declared = variable.compiled_->GetParam(k).Name();
     kxNamedVariable *target =
         reference.index >= 0 ? ns->PeekVariable(reference.levels, reference.index) : nullptr;
-    if (target && (target->nameStamp_ <= variable.valueStamp_ || target->name_ == declared))
+    if (target && target->nameStamp_ <= variable.valueStamp_)
+        return target;
+    const KXString &declared = variable.compiled_->GetParam(k).Name();
+    if (target && target->name_ == declared)
         return target;
     if (!ns->LocateVariable(declared, reference.levels, reference.index)) {
         reference.index = -1;
@@ -360,9 +372,9 @@ kxNamedVariable *kxVariableEvaluator::Resolve(kxNamedVariable &variable, int k)
 
 void kxVariableEvaluator::Deliver(Frame &frame, const std::complex<double> &value)
 {
-    KXParameterC &parameter = frame.variable->compiled_->GetParam(frame.next);
-    if (frame.rebuilt || !parameter.HasValue() || parameter.Value() != value) {
-        parameter.SetValue(value);
+    std::complex<double> &seen = frame.variable->references_->Values()[frame.next];
+    if (frame.rebuilt || seen != value) {
+        seen = value;
         frame.marked = true;
     }
     ++frame.next;
@@ -370,7 +382,10 @@ void kxVariableEvaluator::Deliver(Frame &frame, const std::complex<double> &valu
 
 void kxVariableEvaluator::Evaluate(kxNamedVariable &variable)
 {
-    variable.value_ = variable.compiled_->Evaluate();
+    if (variable.references_)
+        variable.value_ = variable.compiled_->Evaluate(variable.references_->Values());
+    else
+        variable.value_ = variable.compiled_->Evaluate();
     if (!error)
         return;
     if (variable.name_.Empty())

@@ -16,9 +16,12 @@
 // more) evaluates without recursion, and there is no depth limit.
 //
 // Choices where the behaviour was open:
-//   - The references of a formula are kept in an array sized to the names it uses (the formula
+//   - The references of a formula are kept in one block sized to the names it uses (the formula
 //     never needs room for more), each as (levels up, index) so that namespaces with more than
-//     65,536 variables resolve exactly; FindVariable's int code is the public form.
+//     65,536 variables resolve exactly (FindVariable's int code is the public form), together
+//     with the value last seen for each name. The comparison that decides whether to evaluate
+//     reads that block, and the formula is evaluated with it as its parameter values, so a
+//     variable whose inputs did not change never touches its compiled form.
 //   - A formula that names no variable is evaluated after every recompilation.
 //   - GetValueString writes the (evaluated) value with kxNumberToString: a real number when the
 //     imaginary part is zero, else the complex pair "(%.8g, %.8g)".
@@ -121,21 +124,22 @@ private:
     void DiscardCompiled();
     [[nodiscard]] int PseudoTime() const;
 
+    // The fields that a dependent's evaluation reads come first, so that they share a cache line.
     kxNameSpace *ns_;                          ///< not owned
-    KXString name_;
-    KXString expression_;
     std::complex<double> value_{0.0, 0.0};
-    KXExpressionC *compiled_ = nullptr;        ///< owned, built lazily
-    References *references_ = nullptr;         ///< owned, one entry per declared name
-    int index_ = -1;
+    int valueStamp_ = 0;
     int nameStamp_ = 0;
     int expressionStamp_ = 0;
-    int valueStamp_ = 0;
+    int index_ = -1;
     bool isValue_ = true;
     bool busy_ = false;
     bool preloaded_ = false;
     bool temporary_ = false;
     bool property_ = true;
+    References *references_ = nullptr;         ///< owned, one entry per declared name
+    KXExpressionC *compiled_ = nullptr;        ///< owned, built lazily
+    KXString name_;
+    KXString expression_;
 };
 
 #endif
