@@ -126,6 +126,32 @@ const kxPublishedKind kxPublishedText = {
     [](const KXObject &, const void *m, int) { return KXString(static_cast<const char *>(m)); },
     nullptr};
 
+const kxPublishedKind kxPublishedDoubleArray2d = {
+    "Array2d<double>",
+    [](const void *m, int, CheckSum &sum) {
+        const Array2d<double> &a = As<Array2d<double>>(m);
+        sum.Append(a.get_rows());
+        sum.Append(a.get_cols());
+        for (int r = a.get_rlbd(); r <= a.get_rubd(); ++r)
+            for (int c = a.get_clbd(); c <= a.get_cubd(); ++c)
+                sum.Append(a(r, c));
+    },
+    [](const KXObject &, const void *m, int) {
+        const Array2d<double> &a = As<Array2d<double>>(m);
+        KXString text;
+        for (int r = a.get_rlbd(); r <= a.get_rubd(); ++r) {
+            if (r > a.get_rlbd())
+                text += "; ";
+            for (int c = a.get_clbd(); c <= a.get_cubd(); ++c) {
+                if (c > a.get_clbd())
+                    text += ", ";
+                text += numtoA(a(r, c));
+            }
+        }
+        return text;
+    },
+    nullptr};
+
 // ---------------------------------------------------------------------------------------------
 // KXCommandElt
 

@@ -118,8 +118,11 @@ public:
         PublishVar("d", d, "a double");
         PublishVar("len", len, "a length");
         PublishObj("other", other, "another object");
+        if (matrix.alloced())
+            PublishVar("matrix", matrix, "a matrix");
     }
     double d = 0.25;
+    Array2d<double> matrix;
     tstMicrons len{4.0};
     KXObject *other = nullptr;
 };
@@ -524,6 +527,23 @@ TEST_F(KXObjectTest, CommandElements)
     EXPECT_EQ(len.GetVarPtr<tstMicrons>(), &leaf.len);
     EXPECT_STREQ(len.GetValueString(), "4um");
     EXPECT_TRUE(len.IsReadOnly());   // no setText
+
+    leaf.matrix.alloc(1, 2, 0, 1);
+    leaf.matrix(1, 0) = 1;
+    leaf.matrix(1, 1) = 2.5;
+    leaf.matrix(2, 0) = -3;
+    leaf.matrix(2, 1) = 4;
+    KXCommandElt matrix = leaf.getPublishedElt("matrix");
+    EXPECT_EQ(matrix.GetPtrArray<double>(), &leaf.matrix);
+    EXPECT_EQ(len.GetPtrArray<double>(), nullptr);
+    EXPECT_STREQ(matrix.GetValueString(), "1, 2.5; -3, 4");
+    CheckSum viaElt, expected;
+    matrix.AppendCheckSum(viaElt);
+    for (int v : {2, 2})
+        expected.Append(v);
+    for (double v : {1.0, 2.5, -3.0, 4.0})
+        expected.Append(v);
+    EXPECT_EQ(viaElt, expected);
     EXPECT_EQ(shape.GetOpDepth(), 0);
 }
 

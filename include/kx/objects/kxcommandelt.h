@@ -35,6 +35,7 @@
 #include <complex>
 #include <functional>
 
+#include "kx/foundation/kxarray.h"
 #include "kx/foundation/kxlist.h"
 #include "kx/foundation/kxstring.h"
 
@@ -72,6 +73,11 @@ extern const kxPublishedKind kxPublishedComplex;
 extern const kxPublishedKind kxPublishedCharArray;
 extern const kxPublishedKind kxPublishedString;
 extern const kxPublishedKind kxPublishedText;
+/// An Array2d<double> (published through the template overload): the checksum takes the row
+/// and column counts, then the elements row by row; the text lists the rows, "; " between
+/// rows and ", " between elements, with numtoA. Read-only as text: the command language
+/// reaches the elements through KXCommandElt::GetPtrArray.
+extern const kxPublishedKind kxPublishedDoubleArray2d;
 
 /// Maps a member type to its kxPublishedKind. Specialise it for a new publishable type (see the
 /// top of this file); the primary template is deliberately unusable.
@@ -91,6 +97,9 @@ template <> struct kxPublishTraits<std::complex<double>> {
     static const kxPublishedKind &Kind() { return kxPublishedComplex; }
 };
 template <> struct kxPublishTraits<KXString> { static const kxPublishedKind &Kind() { return kxPublishedString; } };
+template <> struct kxPublishTraits<Array2d<double>> {
+    static const kxPublishedKind &Kind() { return kxPublishedDoubleArray2d; }
+};
 
 /// What a published element is.
 enum kxCmdEltKind {
@@ -147,6 +156,12 @@ public:
     [[nodiscard]] T *GetVarPtr() const
     {
         return varKind_ == &kxPublishTraits<T>::Kind() ? static_cast<T *>(member_) : nullptr;
+    }
+    /// Variables published as an Array2d<T>: the array itself, else null.
+    template <class T>
+    [[nodiscard]] Array2d<T> *GetPtrArray() const
+    {
+        return GetVarPtr<Array2d<T>>();
     }
     /// Child objects: the object, else null.
     [[nodiscard]] KXObject *GetObject() const { return kind_ == kxEltObject ? child_ : nullptr; }
