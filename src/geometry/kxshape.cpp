@@ -15,6 +15,9 @@
 #include "kxshapeutil.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #define KX_UNIT "kxshape"
@@ -95,9 +98,17 @@ void kxAppendDefParam(KXString &out, const kxParameter<double> &p)
         out += "\"";
         out += p.GetExpression();
         out += "\"";
-    } else {
-        out += numtoA(p.GetStoredValue());
+        return;
     }
+    // The shortest of 15, 16 or 17 significant digits that reads back to the same double.
+    const double v = p.GetStoredValue();
+    char buf[40];
+    for (int digits = 15; digits <= 17; ++digits) {
+        std::snprintf(buf, sizeof buf, "%.*g", digits, v);
+        if (std::strtod(buf, nullptr) == v || !std::isfinite(v))
+            break;
+    }
+    out += buf;
 }
 
 void kxAppendDefParam(KXString &out, const kxParameter<int> &p)

@@ -41,7 +41,7 @@ template <class T>
 bool kxReadNextParam(kxNameSpace *ns, KXString &rest, kxParameter<T> &p);
 
 /// Appends the parameter's definition text: a formula between double quotes, or the number
-/// written to survive a read ("%.16lg", "%d").
+/// written to read back exactly (the shortest of "%.15g", "%.16g", "%.17g"; "%d" for int).
 void kxAppendDefParam(KXString &out, const kxParameter<double> &p);
 void kxAppendDefParam(KXString &out, const kxParameter<int> &p);
 
