@@ -2,42 +2,112 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+
+// This test program counts what is freed: the global allocation functions are replaced by
+// malloc/free wrappers that remember freed addresses while `tracking` is set.
 namespace {
-int destroyedSentinel = 0;
+bool tracking = false;
+void *freedSingles[1024];
+void *freedArrays[1024];
+int singlesFreed = 0;
+int arraysFreed = 0;
+
+void *Allocate(std::size_t n)
+{
+    if (void *p = std::malloc(n ? n : 1))
+        return p;
+    throw std::bad_alloc();
 }
+
+int Count(void *const *freed, int n, const void *p)
+{
+    return static_cast<int>(std::count(freed, freed + n, p));
+}
+} // namespace
+
+void *operator new(std::size_t n) { return Allocate(n); }
+void *operator new[](std::size_t n) { return Allocate(n); }
+void operator delete(void *p) noexcept
+{
+    if (tracking && p && singlesFreed < 1024)
+        freedSingles[singlesFreed++] = p;
+    std::free(p);
+}
+void operator delete[](void *p) noexcept
+{
+    if (tracking && p && arraysFreed < 1024)
+        freedArrays[arraysFreed++] = p;
+    std::free(p);
+}
+void operator delete(void *p, std::size_t) noexcept { operator delete(p); }
+void operator delete[](void *p, std::size_t) noexcept { operator delete[](p); }
 
 TEST(GarbageCollectorTest, FreesLiveRegistrationsWhenArmed)
 {
-    // Leaks or double frees here show up in the sanitizer build.
+    int unknown = 0;
+    int *single = new int(3);
+    int *twice = new int(5);
+    double *array = new double[10];
+    char *many[600];
     {
         kxGarbageCollector gc;
         EXPECT_TRUE(gc.IsArmed());
-        int *single = new int(3);
-        double *array = new double[10];
         gc.RegisterPointer(single);
         gc.RegisterArray(array);
-        gc.RegisterPointer(single);   // twice ...
-        gc.UnregisterPointer(single); // ... and once back: still freed once
-        gc.UnregisterPointer(&destroyedSentinel);   // unknown: ignored
-        gc.UnregisterArray(single);                 // not an array registration: ignored
-        for (int i = 0; i < 600; ++i)   // beyond one block of records
-            gc.RegisterArray(new char[4]);
+        gc.RegisterPointer(twice);    // twice ...
+        gc.RegisterPointer(twice);
+        gc.UnregisterPointer(twice);  // ... and once back: still freed once
+        gc.UnregisterPointer(&unknown);   // unknown: ignored
+        gc.UnregisterArray(single);       // not an array registration: ignored
+        for (char *&p : many) {           // beyond one block of records
+            p = new char[4];
+            gc.RegisterArray(p);
+        }
+        singlesFreed = arraysFreed = 0;
+        tracking = true;
     }
-    // Unregistered pointers are handed back.
+    tracking = false;
+    EXPECT_EQ(Count(freedSingles, singlesFreed, single), 1);
+    EXPECT_EQ(Count(freedSingles, singlesFreed, twice), 1);
+    EXPECT_EQ(Count(freedArrays, arraysFreed, array), 1);
+    EXPECT_EQ(Count(freedArrays, arraysFreed, many[0]), 1);
+    EXPECT_EQ(Count(freedArrays, arraysFreed, many[599]), 1);
+    // Singles are freed first, in order of registration.
+    EXPECT_EQ(freedSingles[0], single);
+    EXPECT_EQ(freedSingles[1], twice);
+}
+
+TEST(GarbageCollectorTest, UnregisteredOrDisarmedFreesNothing)
+{
     int *kept = new int(4);
+    int *keptToo = new int[3];
     {
         kxGarbageCollector gc;
         gc.RegisterPointer(kept);
+        gc.RegisterArray(keptToo);
         gc.UnregisterPointer(kept);
+        gc.UnregisterArray(keptToo);
+        singlesFreed = arraysFreed = 0;
+        tracking = true;
     }
-    EXPECT_EQ(*kept, 4);
-    // A disarmed collector frees nothing.
+    tracking = false;
+    EXPECT_EQ(Count(freedSingles, singlesFreed, kept), 0);
+    EXPECT_EQ(Count(freedArrays, arraysFreed, keptToo), 0);
     {
         kxGarbageCollector gc;
         gc.RegisterPointer(kept);
+        gc.RegisterArray(keptToo);
         gc.Disarm();
         EXPECT_FALSE(gc.IsArmed());
+        singlesFreed = arraysFreed = 0;
+        tracking = true;
     }
-    EXPECT_EQ(*kept, 4);
+    tracking = false;
+    EXPECT_EQ(Count(freedSingles, singlesFreed, kept), 0);
+    EXPECT_EQ(Count(freedArrays, arraysFreed, keptToo), 0);
     delete kept;
+    delete[] keptToo;
 }
