@@ -8,6 +8,15 @@
 #include <cstdio>
 #include <cstring>
 
+// Every member of the instances the library uses must compile.
+template class Array1d<int>;
+template class Array1d<float>;
+template class Array1d<double>;
+template class Array1d<char>;
+template class Array1d<char *>;
+template class Array1d<std::complex<double>>;
+template class Array2d<double>;
+
 TEST(Array1dTest, BoundsAndRebasing)
 {
     Array1d<int> empty(1, 0);

@@ -1,13 +1,24 @@
 #include "kx/foundation/kxlist.h"
+#include "kx/foundation/kxstring.h"
 
 #include "kxfatal_test_util.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <complex>
 #include <random>
 #include <string>
 #include <vector>
+
+// Every member of the instances the library uses must compile.
+template class List<int>;
+template class List<double>;
+template class List<bool>;
+template class List<float>;
+template class List<KXString>;
+template class List<std::complex<double>>;
+template class List<const char *>;
 
 namespace {
 
