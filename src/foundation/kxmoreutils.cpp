@@ -72,18 +72,22 @@ uint32_t SkipCommentLinesIn(const char *t, uint32_t len, uint32_t from)
     return from;
 }
 
-/// True when the first word of the line [p, e) is `word` (lower case), without regard to case.
+enum class FirstWord { Other, Begin, End };
+
+/// Classifies the line [p, e) by its first word ("begin" or "end", without regard to case).
 /// A word is a run of non-blank characters.
-inline bool FirstWordIs(const char *p, const char *e, const char *word, size_t n)
+inline FirstWord FirstWordOf(const char *p, const char *e)
 {
     while (p < e && IsSpace(*p))
         ++p;
-    if (size_t(e - p) < n)
-        return false;
-    for (size_t i = 0; i < n; ++i)
-        if (Lower(p[i]) != word[i])
-            return false;
-    return p + n == e || IsSpace(p[n]);
+    const size_t n = size_t(e - p);
+    if (n >= 3 && Lower(p[0]) == 'e' && Lower(p[1]) == 'n' && Lower(p[2]) == 'd' &&
+        (n == 3 || IsSpace(p[3])))
+        return FirstWord::End;
+    if (n >= 5 && Lower(p[0]) == 'b' && Lower(p[1]) == 'e' && Lower(p[2]) == 'g' &&
+        Lower(p[3]) == 'i' && Lower(p[4]) == 'n' && (n == 5 || IsSpace(p[5])))
+        return FirstWord::Begin;
+    return FirstWord::Other;
 }
 
 /// Reads "%d" from [p, e) as the C library does: blanks, a sign, at least one digit; the value
@@ -193,10 +197,12 @@ void FBuff::unalloc()
     capacity_ = lineCapacity_ = 0;
     avgSize_ = lineAvgSize_ = 0;
     posn_ = len_ = 0;
+    ++edits_;
 }
 
 bool FBuff::Reserve(size_t needed)
 {
+    ++edits_;
     avgSize_ = (7 * avgSize_ + needed) / 8;
     if (needed < capacity_)
         return true;
@@ -250,6 +256,7 @@ bool FBuff::AppendIndent()
 
 void FBuff::ClearText()
 {
+    ++edits_;
     posn_ = len_ = 0;
     avgSize_ = avgSize_ * 7 / 8;
     if (capacity_ > 16 * kStep && capacity_ / 4 > avgSize_) {
@@ -308,12 +315,23 @@ bool FBuff::LoadFile(const char *path)
     struct stat st;
     if (fstat(fileno(file), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0 &&
         size_t(st.st_size) <= kMaxText)
-        (void)Reserve(size_t(st.st_size));   // a hint only: reading grows the text as needed
-    char piece[kStep];
+        (void)Reserve(size_t(st.st_size) + kStep);   // a hint: reading grows the text anyway
+    // Read in 4,096-byte pieces straight into the text; the text ends at a NUL byte.
     bool ok = true;
-    size_t got;
-    while (ok && (got = std::fread(piece, 1, sizeof piece, file)) > 0)
-        ok = AppendRaw(piece, got);
+    for (;;) {
+        if (!Reserve(size_t(len_) + kStep)) {
+            ok = false;   // out of memory
+            break;
+        }
+        const size_t got = std::fread(text_ + len_, 1, kStep, file);
+        if (got == 0)
+            break;
+        const void *nul = std::memchr(text_ + len_, '\0', got);
+        len_ += uint32_t(nul ? static_cast<const char *>(nul) - (text_ + len_) : got);
+        text_[len_] = '\0';
+        if (nul)
+            break;
+    }
     ok = ok && !std::ferror(file);
     std::fclose(file);
     if (!ok) {
@@ -321,8 +339,6 @@ bool FBuff::LoadFile(const char *path)
         error.set("Failed to open file \"%s\"\n", path);
         return false;
     }
-    if (text_)
-        len_ = uint32_t(std::strlen(text_));   // the text ends at its first NUL byte
     posn_ = 0;
     return true;
 }
@@ -522,7 +538,6 @@ TextBlock::~TextBlock()
 {
     delete previousText_;
     std::free(name_);
-    std::free(header_);
 }
 
 void TextBlock::CopyBlockFields(const TextBlock &other)
@@ -535,8 +550,10 @@ void TextBlock::CopyBlockFields(const TextBlock &other)
     std::memcpy(type_, other.type_, sizeof type_);
     std::free(name_);
     name_ = DupText(other.name_);
-    std::free(header_);
-    header_ = DupText(other.header_);
+    const bool nestedValid = other.nestedEdits_ == other.edits_;
+    nested_ = nestedValid ? other.nested_ : std::vector<Nested>();
+    nestedEdits_ = nestedValid ? edits_ : UINT32_MAX;
+    nestedCursor_ = 0;
 }
 
 void TextBlock::ResetBlock()
@@ -547,20 +564,20 @@ void TextBlock::ResetBlock()
     type_[0] = '\0';
     std::free(name_);
     name_ = nullptr;
-    std::free(header_);
-    header_ = nullptr;
+    nested_.clear();
+    nestedEdits_ = UINT32_MAX;
 }
 
-void TextBlock::SetHeaderLine(const char *line, size_t n)
+const char *TextBlock::getHeader() const
 {
-    while (n > 0 && (*line == ' ' || *line == '\t')) {
-        ++line;
-        --n;
-    }
-    while (n > 0 && (line[n - 1] == '\n' || line[n - 1] == '\r'))
-        --n;
-    std::free(header_);
-    header_ = DupRange(line, n);
+    const uint32_t end = bodyStart_ < len_ ? bodyStart_ : len_;
+    uint32_t p = 0, e = end;
+    while (p < e && (text_[p] == ' ' || text_[p] == '\t'))
+        ++p;
+    while (e > p && (text_[e - 1] == '\n' || text_[e - 1] == '\r'))
+        --e;
+    headerLine_.assign(text_ ? text_ + p : "", e - p);
+    return headerLine_.c_str();
 }
 
 // The header is read as the C scan patterns " %*s <%[^>]> \"%255[^\"]" and, on the part in
@@ -572,7 +589,6 @@ void TextBlock::ParseHeader(const char *line, size_t n)
     type_[0] = '\0';
     std::free(name_);
     name_ = nullptr;
-    SetHeaderLine(line, n);
 
     const char *p = line;
     const char *const e = line + n;
@@ -632,17 +648,16 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
         return p;
     };
     const uint32_t head = lineStart(entry);
-    if (head >= srcLen) {
-        ResetBlock();
-        return false;
-    }
     const uint32_t headEnd = LineEndIn(src, srcLen, head);
-    if (!FirstWordIs(src + head, src + headEnd, "begin", 5)) {
+    if (head >= srcLen || FirstWordOf(src + head, src + headEnd) != FirstWord::Begin) {
         ResetBlock();
         return false;
     }
 
-    // Find the closing line by counting "begin" and "end" first words.
+    // Find the closing line by counting "begin" and "end" first words, recording where each
+    // nested block starts and ends (offsets are only kept when the text is copied unchanged).
+    std::vector<Nested> nested;
+    std::vector<size_t> open;
     size_t bytes = headEnd - head;
     uint32_t p = headEnd;
     uint32_t lastLine = headEnd;
@@ -661,10 +676,21 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
             return false;
         }
         const uint32_t e = LineEndIn(src, srcLen, s);
-        if (FirstWordIs(src + s, src + e, "end", 3))
-            --level;
-        else if (FirstWordIs(src + s, src + e, "begin", 5))
+        const FirstWord word = FirstWordOf(src + s, src + e);
+        if (word == FirstWord::End) {
+            if (--level > 0 && !skipWhitespace) {
+                Nested &closed = nested[open.back()];
+                open.pop_back();
+                closed.bodyEnd = s - head;
+                closed.end = e - head;
+            }
+        } else if (word == FirstWord::Begin) {
             ++level;
+            if (!skipWhitespace) {
+                open.push_back(nested.size());
+                nested.push_back(Nested{s - head, 0, 0});
+            }
+        }
         bytes += e - s;
         lastLine = s;
         p = e;
@@ -694,13 +720,60 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
             s = e;
         }
     }
+    nested_.swap(nested);
+    FinishLoad(src, srcLen, head, headEnd, p, posn);
+    return true;
+}
+
+int TextBlock::LoadNested(TextBlock &source, uint32_t &posn)
+{
+    if (source.nestedEdits_ != source.edits_ || source.SkippingWhitespace())
+        return kNestedUnknown;
+    const std::vector<Nested> &table = source.nested_;
+    size_t at = source.nestedCursor_;
+    if (at >= table.size() || table[at].begin != posn) {
+        // Every header line inside the source is in the table: a line start that is not
+        // there is no header. Reading goes forward, so the cursor mostly answers at once.
+        const bool lineStart = posn > 0 && posn < source.len_ && source.text_[posn - 1] == '\n';
+        if (lineStart && (at == 0 || table[at - 1].begin < posn) &&
+            (at >= table.size() || posn < table[at].begin))
+            return kNestedNone;
+        at = size_t(std::lower_bound(table.begin(), table.end(), posn,
+                                     [](const Nested &n, uint32_t b) { return n.begin < b; }) -
+                    table.begin());
+        if (at >= table.size() || table[at].begin != posn)
+            return lineStart ? kNestedNone : kNestedUnknown;
+    }
+    const Nested block = table[at];
+    const char *src = source.text_;
+    ClearText();
+    if (!Reserve(block.end - block.begin))
+        return kNestedUnknown;   // the scan reports it
+    std::memcpy(text_, src + block.begin, block.end - block.begin);
+    len_ = block.end - block.begin;
+    bodyEnd_ = block.bodyEnd - block.begin;
+    nested_.clear();
+    size_t next = at + 1;
+    for (; next < table.size() && table[next].begin < block.end; ++next)
+        nested_.push_back(Nested{table[next].begin - block.begin,
+                                 table[next].bodyEnd - block.begin, table[next].end - block.begin});
+    source.nestedCursor_ = next;
+    FinishLoad(src, source.len_, block.begin, LineEndIn(src, source.len_, block.begin),
+               block.end, posn);
+    return kNestedLoaded;
+}
+
+void TextBlock::FinishLoad(const char *src, uint32_t srcLen, uint32_t head, uint32_t headEnd,
+                           uint32_t next, uint32_t &posn)
+{
     text_[len_] = '\0';
     bodyStart_ = headEnd - head;
     blockEnd_ = len_;
     posn_ = len_;
     ParseHeader(src + head, headEnd - head);
-    posn = SkipCommentLinesIn(src, srcLen, p);
-    return true;
+    posn = SkipCommentLinesIn(src, srcLen, next);
+    nestedEdits_ = edits_;
+    nestedCursor_ = 0;
 }
 
 bool TextBlock::LoadBlock(FBuff &source)
@@ -712,6 +785,15 @@ bool TextBlock::LoadBlock(FBuff &source)
         return loaded;
     }
     uint32_t posn = source.getPosn();
+    if (TextBlock *block = source.asTextBlock()) {
+        const int nested = LoadNested(*block, posn);
+        if (nested == kNestedNone)
+            ResetBlock();
+        if (nested != kNestedUnknown) {
+            source.setPosn(posn);
+            return nested == kNestedLoaded;
+        }
+    }
     const bool loaded = LoadFrom(source.getText(), source.getLen(), posn, source.SkippingWhitespace());
     source.setPosn(posn);
     return loaded;
@@ -723,6 +805,10 @@ bool TextBlock::LoadBlock(const char *text)
     if (n > kMaxText) {
         ResetBlock();
         return false;
+    }
+    if (text_ && text >= text_ && text < text_ + capacity_) {   // our own text: copy it first
+        const std::string copy(text, n);
+        return LoadBlock(copy.c_str());
     }
     uint32_t posn = 0;
     return LoadFrom(text ? text : "", uint32_t(n), posn, false);
@@ -836,7 +922,6 @@ void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *p
     AppendHeaderLine(header, sig, name_);
     indent_ = 0;
     Append(header.c_str());
-    SetHeaderLine(header.data(), header.size());
     bodyStart_ = len_;
     bodyEnd_ = blockEnd_ = 0;
     indent_ = 2;
@@ -880,7 +965,6 @@ void TextBlock::setHeader(const TBlockSig &sig, const char *name)
     minor_ = sig.minor;
     std::string header;
     AppendHeaderLine(header, sig, name_);
-    SetHeaderLine(header.data(), header.size());
 
     // Replace the old header line [0, bodyStart) by the new one, moving the rest.
     const uint32_t oldHead = bodyStart_ < len_ ? bodyStart_ : len_;

@@ -360,6 +360,52 @@ TEST_F(BlockTest, NestingIgnoresCaseAndEndsEarly)
     EXPECT_EQ(src.getPosn(), at);
 }
 
+// Nested blocks are loaded from the place recorded when their parent was loaded; that must
+// give what a fresh scan of the same text gives, from every position, also after re-reading
+// and after the parent's text changed.
+TEST_F(BlockTest, NestedLoadsAgreeWithScan)
+{
+    TextBlock root;
+    ASSERT_TRUE(root.LoadBlock("begin <R(1.0)>\n  a\n  begin <A(1.0)> \"a1\"\n    begin <B(1.0)>\n"
+                               "    x begin\n    end\n  end\n  // c\n  BEGIN <A(1.1)>\n  END\n"
+                               "  b\n  begin <C(2.0)>\n    END\n  end\nend\n"));
+    ASSERT_TRUE(root.StartRead(TBlockSig{"R", 1, 0}));
+    auto agree = [](TextBlock &parent, uint32_t at) {
+        FBuff plain(parent);   // a plain buffer: always scanned
+        plain.SkipComments(true);
+        TextBlock fast, scanned;
+        parent.setPosn(at);
+        plain.setPosn(at);
+        const bool loaded = fast.LoadBlock(parent);
+        EXPECT_EQ(loaded, scanned.LoadBlock(plain)) << at;
+        EXPECT_EQ(parent.getPosn(), plain.getPosn()) << at;
+        EXPECT_STREQ(fast.getText(), scanned.getText()) << at;
+        EXPECT_EQ(fast.getBodyEnd(), scanned.getBodyEnd()) << at;
+        EXPECT_EQ(Str(fast.getName()), Str(scanned.getName())) << at;
+        EXPECT_EQ(fast.getMinorVer(), scanned.getMinorVer()) << at;
+        return loaded;
+    };
+    int loads = 0;
+    for (int pass = 0; pass < 2; ++pass)   // forward, then again after going back
+        for (uint32_t at = 0; at < root.getLen(); ++at)
+            loads += agree(root, at) && (at == 0 || root.getText()[at - 1] == '\n');
+    EXPECT_EQ(loads, 2 * 5);   // from line starts: the root itself, A, B, A, C
+
+    root.GotoBody();
+    TextBlock a, b;
+    EXPECT_EQ(Str(root.gets()), "  a\n");
+    ASSERT_TRUE(a.LoadBlock(root));
+    ASSERT_TRUE(a.StartRead(TBlockSig{"A", 1, 0}));
+    ASSERT_TRUE(b.LoadBlock(a));
+    EXPECT_STREQ(b.getText(), "    begin <B(1.0)>\n    x begin\n    end\n");
+    a.setHeader(TBlockSig{"Longer", 1, 0}, "renamed");   // moves the nested block
+    a.GotoBody();
+    ASSERT_TRUE(b.LoadBlock(a));
+    EXPECT_STREQ(b.getText(), "    begin <B(1.0)>\n    x begin\n    end\n");
+    for (uint32_t at = 0; at < a.getLen(); ++at)
+        agree(a, at);
+}
+
 TEST_F(BlockTest, MissingEndPutsSourceBack)
 {
     FBuff src;

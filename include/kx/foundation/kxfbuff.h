@@ -30,6 +30,8 @@
 #include <cstddef>
 #include <cstdint>
 
+class TextBlock;
+
 /// Signature of a block: its type name and version. In a required signature a negative minor
 /// version accepts any minor version. The type is not copied: it must outlive the signature.
 struct TBlockSig {
@@ -110,7 +112,11 @@ public:
     void DoSkipWhitespace();
 
 protected:
+    friend class TextBlock;
     enum : uint32_t { kSkipComments = 1, kSkipWhitespace = 2 };
+
+    /// This buffer as a block, when it is one (a block loads its nested blocks faster).
+    virtual TextBlock *asTextBlock() { return nullptr; }
 
     /// Makes room for `needed` bytes of text plus the terminator; false when out of memory.
     [[nodiscard]] bool Reserve(size_t needed);
@@ -141,6 +147,7 @@ protected:
     size_t lineCapacity_ = 0;
     size_t lineAvgSize_ = 0;
     FBuff *commentSrc_ = nullptr;
+    uint32_t edits_ = 0;   ///< bumped by every change of the text
 };
 
 #endif

@@ -29,6 +29,8 @@
 #include "kx/foundation/kxfbuff.h"
 
 #include <cstdio>
+#include <string>
+#include <vector>
 
 class TextBlock : public FBuff {
 public:
@@ -75,7 +77,8 @@ public:
     /// The block's name, or null when it has none.
     const char *getName() const { return name_; }
     const char *getType() const { return type_; }
-    const char *getHeader() const { return header_ ? header_ : ""; }
+    /// The header line; valid until the next call or change of the block.
+    const char *getHeader() const;
     int getMajorVer() const { return major_; }
     int getMinorVer() const { return minor_; }
     uint32_t getBodyStart() const { return bodyStart_; }
@@ -101,11 +104,28 @@ public:
     bool eCheckVersion(int major, int minorLow, int minorHigh = -1);
     bool eCheckSig(const TBlockSig &sig);
 
+protected:
+    TextBlock *asTextBlock() override { return this; }
+
 private:
+    /// A block nested in this one, as offsets in this block's text: its header line, its
+    /// closing line and the end of its closing line. Recorded while the text is loaded, so
+    /// that loading a nested block needs no second scan for its end.
+    struct Nested {
+        uint32_t begin;
+        uint32_t bodyEnd;
+        uint32_t end;
+    };
+
     bool LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool skipWhitespace);
+    enum { kNestedLoaded, kNestedNone, kNestedUnknown };
+    /// Loads the nested block of `source` at `posn` from its recorded place: kNestedLoaded,
+    /// kNestedNone when no block starts there, kNestedUnknown when the scan must decide.
+    int LoadNested(TextBlock &source, uint32_t &posn);
+    void FinishLoad(const char *src, uint32_t srcLen, uint32_t head, uint32_t headEnd,
+                    uint32_t next, uint32_t &posn);
     bool StartChecks(const TBlockSig &sig, bool checkVersion, bool asSyntaxErrors);
     void ParseHeader(const char *line, size_t n);
-    void SetHeaderLine(const char *line, size_t n);
     void ResetBlock();
     void CopyBlockFields(const TextBlock &other);
 
@@ -117,7 +137,10 @@ private:
     char *name_ = nullptr;
     char type_[32] = {};
     TextBlock *previousText_ = nullptr;
-    char *header_ = nullptr;
+    mutable std::string headerLine_;   ///< what getHeader() last returned
+    std::vector<Nested> nested_;   ///< sorted by begin; valid while nestedEdits_ == edits_
+    uint32_t nestedEdits_ = UINT32_MAX;
+    size_t nestedCursor_ = 0;      ///< where the next nested lookup starts
 };
 
 /// Compares a whole-file signature "name(version)" with the expected one: names without
