@@ -47,27 +47,6 @@ void Sweep(kxListenerList &list)
     list.dirty = false;
 }
 
-// Hands the event to the entry's listener and along its delegate chain.
-void Deliver(kxEventNode &entry, kxEvent &event, bool &delegateFlag)
-{
-    kxEventListener *listener = entry.listener;
-    const int cookie = entry.cookie;
-    delegateFlag = false;
-    listener->OnEvent(event, cookie);
-    if (entry.removed) {
-        // The listener detached itself (or was destroyed): it is not followed any further.
-        delegateFlag = false;
-        return;
-    }
-    while (delegateFlag) {
-        delegateFlag = false;
-        listener = listener->GetDelegate();
-        if (!listener)
-            return;
-        listener->OnEvent(event, cookie);
-    }
-}
-
 } // namespace
 
 int kxEventIDServer::GetEventID()
@@ -78,6 +57,26 @@ int kxEventIDServer::GetEventID()
 
 // ---------------------------------------------------------------------------------------------
 // kxEventSource
+
+void kxEventSource::Deliver(kxEventNode &entry, kxEvent &event)
+{
+    kxEventListener *listener = entry.listener;
+    const int cookie = entry.cookie;
+    event.delegate_ = false;
+    listener->OnEvent(event, cookie);
+    if (entry.removed) {
+        // The listener detached itself (or was destroyed): it is not followed any further.
+        event.delegate_ = false;
+        return;
+    }
+    while (event.delegate_) {
+        event.delegate_ = false;
+        listener = listener->GetDelegate();
+        if (!listener)
+            return;
+        listener->OnEvent(event, cookie);
+    }
+}
 
 kxEventSource::~kxEventSource()
 {
@@ -111,7 +110,7 @@ void kxEventSource::RaiseEvent(kxEvent &event)
     const kxEventNode *last = list->tail;
     for (kxEventNode *e = list->head; e; e = e->next) {
         if (!e->removed && (e->eventId == 0 || e->eventId == event.id_))
-            Deliver(*e, event, event.delegate_);
+            Deliver(*e, event);
         if (e == last)
             break;
     }

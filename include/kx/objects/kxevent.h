@@ -13,7 +13,8 @@
 // whose entry was removed during its OnEvent is not followed to its delegate.
 //
 // Lifetimes: a source and a listener unregister from each other when either is destroyed.
-// Copying a source or a listener copies no registrations (the copy starts unconnected). The
+// Copying a source or a listener copies no registrations (the copy starts unconnected), nor a
+// listener's delegate and event handler. The
 // listener entries hang off a list record shared between the source and any raise in progress,
 // so a source may even be destroyed by one of its listeners during RaiseEvent.
 //
@@ -90,6 +91,8 @@ public:
 private:
     friend class kxEventListener;
 
+    /// Hands the event to the entry's listener and along its delegate chain.
+    static void Deliver(kxEventNode &entry, kxEvent &event);
     void AddEntry(kxEventListener &listener, int eventId, int cookie);
     /// Removes the listener's entries (all of them when `all`, else those for eventId).
     void RemoveEntries(const kxEventListener &listener, bool all, int eventId);

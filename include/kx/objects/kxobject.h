@@ -7,7 +7,7 @@
 // family (and DeclareChild for unnamed children). What a call does depends on the record on top
 // of the object's operation stack:
 //   kxOpCheckSum (3)  a variable appends its value to the CheckSum being accumulated; a child
-//                     object appends its own checksum (Checkable::getCurrCheckSum);
+//                     object (Checkable or not) appends its own checksum, computed the same way;
 //   kxOpMessage  (1)  a variable does nothing; a child object gets the message passed on, in
 //                     the same mode (sendMessage);
 //   kxOpCommand  (2)  each publication is offered to a kxCommandResolver as a KXCommandElt
