@@ -20,7 +20,7 @@
 template <class T>
 class kxDynArray {
 public:
-    /// A block size below 1 is taken as 1.
+    /// Elements per block (64 when not given); a block size below 1 is taken as 1.
     explicit kxDynArray(int blockSize = 64) : blockSize_(blockSize < 1 ? 1 : blockSize) {}
     kxDynArray(const kxDynArray &other) : kxDynArray(other.blockSize_) { CopyFrom(other); }
     kxDynArray &operator=(const kxDynArray &other);
