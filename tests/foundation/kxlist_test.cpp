@@ -9,6 +9,7 @@
 #include <complex>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Every member of the instances the library uses must compile.
@@ -197,6 +198,13 @@ TEST(ListTest, AssignmentReusesRecordsAndResetsCurrent)
     two[1] = 99;
     EXPECT_EQ(copy[1], 7);
     EXPECT_EQ(copy.size(), 2);
+    List<int> moved(std::move(copy));
+    EXPECT_EQ(moved.size(), 2);
+    EXPECT_EQ(moved.get_idx(), 1);
+    EXPECT_EQ(moved.last_cpt(), 8);
+    EXPECT_EQ(copy.size(), 0);
+    copy.append(1);   // a moved-from list is an empty, usable list
+    EXPECT_EQ(copy[1], 1);
 }
 
 // Random operations checked against a vector and a model of the current index.

@@ -34,6 +34,14 @@ class List {
 public:
     List() = default;
     List(const List &other) { CopyFrom(other); }
+    /// Takes over the elements and the current position; `other` is left empty.
+    List(List &&other) noexcept
+        : head_(other.head_), tail_(other.tail_), current_(other.current_),
+          currIdx_(other.currIdx_), count_(other.count_)
+    {
+        other.head_ = other.tail_ = other.current_ = nullptr;
+        other.currIdx_ = other.count_ = 0;
+    }
     virtual ~List() { unalloc(); }
 
     /// Copies the values over the existing element records (reused, not reallocated), erases
