@@ -9,6 +9,7 @@
 
 #include <cstring>
 #include <new>
+#include <string>
 #include <vector>
 
 #define KX_UNIT "kxnamedvariable"
@@ -328,12 +329,15 @@ void kxVariableEvaluator::Rebuild(kxNamedVariable &variable)
         int end = i + 1;
         while (end < length && kxNamedVariable::IsContinuationCharacter(static_cast<unsigned char>(text[end])))
             ++end;
-        const KXString name(text + i, end - i);
+        const int start = i;
         i = end;
-        if (parser.IsFunctionRegistered(name))
+        if (parser.FindFunction(text + start, end - start))
             continue;
-        if (before == '_' && parser.IsConstantRegistered("_" + name))
+        // A constant is written with its underscore, which cannot start a name: look the name
+        // up with the underscore in front.
+        if (before == '_' && parser.FindConstant(text + start - 1, end - start + 1))
             continue;
+        const KXString name(text + start, end - start);
         if (compiled.FindParam(name) >= 0)
             continue;
         compiled.DeclareParam(name, KXString(), 0, -1);
@@ -430,25 +434,21 @@ void kxVariableEvaluator::WarnUndefined(kxNamedVariable &variable)
 {
     const int count = ReferenceCount(variable);
     int undefined = 0;
-    KXString names;
+    std::string names;
     for (int k = 0; k < count; ++k) {
         if (variable.references_->Items()[k].index >= 0)
             continue;
         names += undefined == 0 ? " " : ", ";
-        names += variable.compiled_->GetParam(k).Name();
+        names += variable.compiled_->GetParam(k).Name().c_str();
         ++undefined;
     }
     if (undefined == 0)
         return;
-    KXString message;
+    const char *plural = undefined > 1 ? "s" : "";
     if (variable.name_.Empty())
-        message = "Expression \"" + variable.expression_ + "\" ";
+        kxWarningLog("Expression \"%s\" refers to undefined variable%s%s\n",
+                     variable.expression_.c_str(), plural, names.c_str());
     else
-        message = "Variable " + variable.name_ + " = " + variable.expression_ + " ";
-    message += "refers to undefined variable";
-    if (undefined > 1)
-        message += 's';
-    message += names;
-    message += '\n';
-    kxWarningLog("%s", message.c_str());
+        kxWarningLog("Variable %s = %s refers to undefined variable%s%s\n", variable.name_.c_str(),
+                     variable.expression_.c_str(), plural, names.c_str());
 }
