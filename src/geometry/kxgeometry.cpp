@@ -17,8 +17,6 @@ constexpr double kDegPerRad = 180.0 / kPi;
 /// Slack, relative to the size of the figures, used where a negative tolerance asks for the
 /// relative rule in a test of distances.
 constexpr double kRelativeSlack = 1e-12;
-/// Crossing count above which the line/polygon routine builds a containment index.
-constexpr size_t kIndexThreshold = 16;
 
 double Cross(const kxPoint &u, const kxPoint &v) { return u.x * v.y - u.y * v.x; }
 double Dot(const kxPoint &u, const kxPoint &v) { return u.x * v.x + u.y * v.y; }
@@ -55,10 +53,14 @@ double Reduce360(double a)
     return r >= 360.0 ? 0.0 : r;
 }
 
-/// A crossing of a line with an edge: its parameter along the line and its point.
+/// A crossing of a line with an edge: its parameter along the line and its point. A clean
+/// crossing passes through the inside of one edge, not along it, and changes the winding
+/// number by delta (+1 when the line passes the edge from its right to its left).
 struct Crossing {
     double t;
     kxPoint p;
+    bool clean;
+    int delta;
 };
 
 /// Largest extent of a bounding rectangle and of the coordinates themselves: the scale of
@@ -100,52 +102,71 @@ std::vector<Crossing> LinePolygonCrossings(const kxPoint &a, const kxPoint &b,
     std::vector<std::pair<double, double>> onEdges;
     std::vector<Crossing> raw;
     for (size_t i = 0; i < n; ++i) {
+        const kxPoint &e1 = poly[i], &e2 = poly[(i + 1) % n];
         kxPoint p1, p2;
         double s1 = 0, s2 = 0;
-        const int code = kxIntersectLines(lineA, lineB, poly[i], poly[(i + 1) % n], p1, p2, s1,
-                                          s2, eps);
+        const int code = kxIntersectLines(lineA, lineB, e1, e2, p1, p2, s1, s2, eps);
         if (code == kxNoIntersection)
             continue;
         const double u1 = t0 + s1 * (t1 - t0);
-        raw.push_back({u1, p1});
         if (code == kxOverlapIntersection) {
             const double u2 = t0 + s2 * (t1 - t0);
-            raw.push_back({u2, p2});
+            raw.push_back({u1, p1, false, 0});
+            raw.push_back({u2, p2, false, 0});
             onEdges.emplace_back(u1, u2);
+            continue;
         }
+        const kxPoint e = e2 - e1;
+        const double side = Cross(e, d);
+        const bool clean = s2 > 0.0 && s2 < 1.0 && std::fabs(side) > 1e-9 * Length(e) * std::sqrt(dd);
+        raw.push_back({u1, p1, clean, side > 0.0 ? 1 : -1});
     }
     if (raw.empty())
         return out;
     std::sort(raw.begin(), raw.end(),
               [](const Crossing &x, const Crossing &y) { return x.t < y.t; });
 
-    // Merge crossings at the same point (a vertex met by both of its edges, overlap ends).
+    // Merge crossings at the same point (a vertex met by both of its edges, overlap ends);
+    // a merged crossing is never clean.
     std::vector<Crossing> merged;
     merged.reserve(raw.size());
-    for (const Crossing &c : raw)
-        if (merged.empty() || Length(c.p - merged.back().p) >= eps)
+    for (const Crossing &c : raw) {
+        if (!merged.empty() && Length(c.p - merged.back().p) < eps)
+            merged.back().clean = false;
+        else
             merged.push_back(c);
+    }
 
-    // Keep a crossing only where the line changes between outside and inside. Many gaps are
-    // classified through a binned index, which gives the same exact answers faster.
-    kxPolygonIndex index;
-    const bool useIndex = merged.size() > kIndexThreshold;
-    if (useIndex)
-        index.Build(poly.data(), static_cast<int>(n));
-    auto insideAt = [&](double t) {
+    // Keep a crossing only where the line changes between outside and inside. After a clean
+    // crossing the winding number follows by its delta; elsewhere the exact containment test
+    // decides, and the count is known again once the line is outside.
+    auto onEdge = [&](double t) {
         for (const auto &iv : onEdges)
             if (t >= iv.first && t <= iv.second)
                 return true;
-        const kxPoint p = a + d * t;
-        return useIndex ? index.Contains(p) : kxPolygonContains(poly.data(), static_cast<int>(n), p);
+        return false;
     };
-    bool before = false;   // the line starts outside the polygon's box
+    bool inside = false, known = true;
+    int winding = 0;
     for (size_t i = 0; i < merged.size(); ++i) {
-        const bool after =
-            i + 1 < merged.size() && insideAt(0.5 * (merged[i].t + merged[i + 1].t));
-        if (after != before)
+        bool after = false;
+        if (i + 1 < merged.size()) {
+            const double mid = 0.5 * (merged[i].t + merged[i + 1].t);
+            if (onEdge(mid)) {
+                after = true;
+                known = false;
+            } else if (known && merged[i].clean) {
+                winding += merged[i].delta;
+                after = winding != 0;
+            } else {
+                after = kxPolygonContains(poly.data(), static_cast<int>(n), a + d * mid);
+                known = !after;
+                winding = 0;
+            }
+        }
+        if (after != inside)
             out.push_back(merged[i]);
-        before = after;
+        inside = after;
     }
     return out;
 }

@@ -4,7 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include "kx/geometry/kxpolygoncontains.h"
+
+#include <algorithm>
 #include <cmath>
+#include <random>
 
 namespace {
 
@@ -416,6 +420,45 @@ TEST(KXPlaneGeomTest, LinePolygonManyCrossingsAndListForms)
     List<kxPoint> pts;
     ASSERT_EQ(40, kxIntersectLinePolygon(pts, kxPoint(0, 5), kxPoint(40, 5), list, -1));
     EXPECT_NEAR(39.5, pts[40].x, 1e-12);
+}
+
+// Random lattice polygons (self-intersecting, with vertices on the lines, edges along them)
+// against lines through lattice points: sampled points of the line are inside by the exact
+// test exactly when they lie between an entering and a leaving crossing.
+TEST(KXPlaneGeomTest, LinePolygonMatchesContainmentOnRandomPolygons)
+{
+    std::mt19937 rng(7);
+    std::uniform_int_distribution<int> coord(0, 8), count(3, 30), dirPick(0, 3);
+    const kxPoint dirs[4] = {kxPoint(1, 0), kxPoint(0, 1), kxPoint(1, 1), kxPoint(2, -1)};
+    int checked = 0;
+    for (int round = 0; round < 400; ++round) {
+        kxPointVector poly(count(rng));
+        for (kxPoint &p : poly)
+            p = kxPoint(coord(rng), coord(rng));
+        const kxPoint a(coord(rng), coord(rng) + (round % 3 == 0 ? 0.5 : 0.0));
+        const kxPoint b = a + dirs[dirPick(rng)];
+        std::vector<double> t;
+        const int k = kxIntersectLinePolygon(t, a, b, poly, -1);
+        ASSERT_EQ(0, k % 2) << "round " << round;
+        ASSERT_TRUE(std::is_sorted(t.begin(), t.end()));
+        for (int j = 0; j <= 400; ++j) {
+            const double u = -20.0 + 40.0 * j / 400 + 1e-3;
+            bool nearCrossing = false, between = false;
+            for (int c = 0; c < k; ++c)
+                nearCrossing = nearCrossing || std::fabs(u - t[c]) < 1e-6;
+            for (int c = 0; c + 1 < k; c += 2)
+                between = between || (t[c] < u && u < t[c + 1]);
+            const kxPoint p = a + (b - a) * u;
+            bool onVertex = false, onEdge = false;
+            const bool contains = kxPolygonContains(poly.data(), static_cast<int>(poly.size()), p,
+                                                    1e-9, onVertex, onEdge);
+            if (nearCrossing || onVertex || onEdge)
+                continue;
+            ++checked;
+            ASSERT_EQ(contains, between) << "round " << round << " u " << u;
+        }
+    }
+    EXPECT_GT(checked, 100000);
 }
 
 TEST(KXPlaneGeomTest, IntegerTwins)

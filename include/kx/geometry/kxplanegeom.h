@@ -234,8 +234,10 @@ bool kxIntersectLineCurve(kxPoint &result, const kxPoint &a, const kxPoint &b,
 /// - Each edge is met with the general segment routine; crossings whose points are equal
 ///   within tol (relative comparison for tol < 0) are merged, so a line through a vertex
 ///   gives one crossing there.
-/// - A crossing is kept only where the line passes between outside and inside (by the exact
-///   winding test); a line that only touches a vertex gives nothing there. Edges lying on the
+/// - A crossing is kept only where the line passes between outside and inside (nonzero
+///   winding, as kxPolygonContains decides); a line that only touches a vertex gives nothing
+///   there. Plain crossings through the inside of one edge update the winding number as the
+///   line passes them; at vertices and along edges the containment test decides. Edges lying on the
 ///   line count as inside, so the crossings bound the line's parts in the closed polygon and
 ///   always come in enter/leave pairs.
 /// - a == b or a polygon of fewer than three vertices gives 0.
