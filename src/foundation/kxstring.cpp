@@ -49,22 +49,6 @@ uint32_t TotalLength(long long total)
     return total < 0 || total > INT_MAX ? UINT32_MAX : static_cast<uint32_t>(total);
 }
 
-/// Index of the first differing byte in [0, n), or n.
-int FirstDifference(const unsigned char *a, const unsigned char *b, int n)
-{
-    int i = 0;
-    for (; i + 8 <= n; i += 8) {
-        uint64_t x, y;
-        std::memcpy(&x, a + i, 8);
-        std::memcpy(&y, b + i, 8);
-        if (x != y)
-            return i + __builtin_ctzll(x ^ y) / 8;   // little-endian: lowest byte first
-    }
-    while (i < n && a[i] == b[i])
-        ++i;
-    return i;
-}
-
 int CompareFolded(const char *a, int la, const char *b, int lb)
 {
     const int n = la < lb ? la : lb;
@@ -497,9 +481,15 @@ int KXString::Search(const char *pattern, int length, int startpos, CaseCompare 
         if (startpos > n - length)
             return -1;
         if (cmp == exact) {
-            const void *p = memmem(s + startpos, static_cast<size_t>(n - startpos), pattern,
-                                   static_cast<size_t>(length));
-            return p ? static_cast<int>(static_cast<const char *>(p) - s) : -1;
+            const char *const last = s + n - length;   // the last possible start
+            for (const char *p = s + startpos; p <= last; ++p) {
+                p = static_cast<const char *>(std::memchr(p, pattern[0], static_cast<size_t>(last - p) + 1));
+                if (!p)
+                    return -1;
+                if (std::memcmp(p + 1, pattern + 1, static_cast<size_t>(length) - 1) == 0)
+                    return static_cast<int>(p - s);
+            }
+            return -1;
         }
         for (int i = startpos; i <= n - length; ++i)
             if (EqualFolded(s + i, pattern, length))
@@ -527,8 +517,6 @@ int KXString::Search(const char *pattern, int length, int startpos, CaseCompare 
     return -1;
 }
 
-int KXString::Index(const char *pattern, int startpos) const { return Search(pattern, TextLength(pattern), startpos); }
-int KXString::Index(const KXString &pattern, int startpos) const { return Search(pattern.rep->chars, pattern.Length(), startpos); }
 int KXString::Index(const KXSubString &pattern, int startpos) const { return Search(pattern.Data(), pattern.Length(), startpos); }
 int KXString::Index(const char *pattern, int startpos, CaseCompare cmp) const
 {
@@ -784,27 +772,9 @@ bool KXString::OK() const
 
 // -- comparison -------------------------------------------------------------------------------
 
-int kxCompareBytes(const char *a, int la, const char *b, int lb) noexcept
+int KXString::CompareIgnoringCase(const char *other, int length) const
 {
-    const int n = la < lb ? la : lb;
-    const auto *ua = reinterpret_cast<const unsigned char *>(a);
-    const auto *ub = reinterpret_cast<const unsigned char *>(b);
-    const int i = FirstDifference(ua, ub, n);
-    if (i == n && la == lb)
-        return 0;
-    const unsigned ca = i < la ? ua[i] : 0u;   // the shorter string goes on with its terminator
-    const unsigned cb = i < lb ? ub[i] : 0u;
-    const int diff = static_cast<signed char>(static_cast<unsigned char>(ca - cb));
-    if (diff != 0)
-        return diff;
-    return la < lb ? -1 : 1;   // an embedded zero byte against the terminator
-}
-
-int KXString::CompareTo(const KXString &other, CaseCompare cmp) const
-{
-    if (cmp == ignoreCase)
-        return CompareFolded(rep->chars, Length(), other.rep->chars, other.Length());
-    return kxCompareBytes(rep->chars, Length(), other.rep->chars, other.Length());
+    return CompareFolded(rep->chars, Length(), other, length);
 }
 
 int KXString::CompareTo(const char *other, CaseCompare cmp) const

@@ -65,6 +65,36 @@ struct KXStrRep {
 /// The shared empty representation (length 0, capacity 0). Never written, never freed.
 extern KXStrRep kxEmptyStrRep;
 
+/// Exact comparison of two byte ranges, the shorter one counting as followed by a zero byte:
+/// the first difference as a signed 8-bit value (0 when equal); the sign orders them. Compares
+/// eight bytes at a time and finds the first differing byte from the XOR of the two words.
+[[nodiscard]] inline int kxCompareBytes(const char *a, int la, const char *b, int lb) noexcept
+{
+    const int n = la < lb ? la : lb;
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        uint64_t x, y;
+        std::memcpy(&x, a + i, 8);
+        std::memcpy(&y, b + i, 8);
+        if (x != y) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+            i += __builtin_clzll(x ^ y) / 8;
+#else
+            i += __builtin_ctzll(x ^ y) / 8;
+#endif
+            return static_cast<signed char>(static_cast<unsigned char>(a[i] - b[i]));
+        }
+    }
+    for (; i < n; ++i)
+        if (a[i] != b[i])
+            return static_cast<signed char>(static_cast<unsigned char>(a[i] - b[i]));
+    if (la == lb)
+        return 0;
+    // The longer one's next byte against the shorter one's terminator.
+    const int d = la > lb ? static_cast<signed char>(a[n]) : static_cast<signed char>(-static_cast<unsigned char>(b[n]));
+    return d != 0 ? d : (la < lb ? -1 : 1);   // 0 only for an embedded zero byte
+}
+
 class KXString {
 public:
     enum CaseCompare { exact = 0, ignoreCase = 1 };
@@ -196,8 +226,14 @@ public:
 
     // -- searching (positions, -1 when not found) ---------------------------------------------
     [[nodiscard]] int Index(char c, int startpos = 0) const;
-    [[nodiscard]] int Index(const char *pattern, int startpos = 0) const;
-    [[nodiscard]] int Index(const KXString &pattern, int startpos = 0) const;
+    [[nodiscard]] int Index(const char *pattern, int startpos = 0) const
+    {
+        return Search(pattern, pattern ? static_cast<int>(std::strlen(pattern)) : 0, startpos);
+    }
+    [[nodiscard]] int Index(const KXString &pattern, int startpos = 0) const
+    {
+        return Search(pattern.rep->chars, pattern.Length(), startpos);
+    }
     [[nodiscard]] int Index(const KXSubString &pattern, int startpos = 0) const;
     [[nodiscard]] int Index(const KXRegex &pattern, int startpos = 0) const;
     [[nodiscard]] int Index(const char *pattern, int startpos, CaseCompare cmp) const;
@@ -293,7 +329,12 @@ public:
     /// exact: the signed 8-bit difference of the first differing bytes (0 when equal).
     /// ignoreCase: a-z folded to A-Z, the difference of the first differing folded bytes, else
     /// the difference of the lengths.
-    [[nodiscard]] int CompareTo(const KXString &other, CaseCompare cmp = exact) const;
+    [[nodiscard]] int CompareTo(const KXString &other, CaseCompare cmp = exact) const
+    {
+        if (cmp == exact)
+            return kxCompareBytes(rep->chars, Length(), other.rep->chars, other.Length());
+        return CompareIgnoringCase(other.rep->chars, other.Length());
+    }
     [[nodiscard]] int CompareTo(const char *other, CaseCompare cmp = exact) const;
 
     // -- formatting ---------------------------------------------------------------------------
@@ -306,6 +347,7 @@ public:
 private:
     [[nodiscard]] static char &BadIndex();
     KXString &AppendGrow(const char *text, int length);
+    int CompareIgnoringCase(const char *other, int length) const;
     /// Makes room for length n (allocation rule), keeping the contents; false when refused.
     bool Resize(uint32_t n);
     void Release() noexcept;
@@ -355,9 +397,6 @@ private:
 inline KXString &KXString::operator+=(const KXSubString &view) { return Append(view.Data(), view.Length()); }
 
 // -- comparison -------------------------------------------------------------------------------
-/// Exact comparison of two byte ranges (signed 8-bit rule); the sign orders them.
-[[nodiscard]] int kxCompareBytes(const char *a, int la, const char *b, int lb) noexcept;
-
 inline bool kxEqualBytes(const char *a, int la, const char *b, int lb) noexcept
 {
     return la == lb && std::memcmp(a, b, static_cast<size_t>(la)) == 0;
