@@ -25,6 +25,13 @@ unsigned char FoldDown(unsigned char c) { return IsUpper(c) ? static_cast<unsign
 
 int TextLength(const char *text) { return text ? static_cast<int>(std::strlen(text)) : 0; }
 
+/// memcpy that accepts a null source when there is nothing to copy.
+void CopyBytes(char *dst, const char *src, size_t n)
+{
+    if (n > 0)
+        std::memcpy(dst, src, n);
+}
+
 /// A block for length n under the allocation rule, length and terminator not yet set; null
 /// (after reporting) when the size is refused.
 KXStrRep *NewRep(uint32_t n)
@@ -244,9 +251,9 @@ void KXString::Scat(const char *a, int la, const char *b, int lb, const char *c,
         if (!r)
             return;
     }
-    std::memcpy(r->chars, a, static_cast<size_t>(la));
-    std::memcpy(r->chars + la, b, static_cast<size_t>(lb));
-    std::memcpy(r->chars + la + lb, c, static_cast<size_t>(lc));
+    CopyBytes(r->chars, a, static_cast<size_t>(la));
+    CopyBytes(r->chars + la, b, static_cast<size_t>(lb));
+    CopyBytes(r->chars + la + lb, c, static_cast<size_t>(lc));
     r->length = total;
     r->chars[total] = '\0';
     if (r != rep) {
@@ -285,7 +292,7 @@ void KXString::Replace(int pos, int len, const char *text, int textLength)
     if (rep != &kxEmptyStrRep && newLength <= rep->capacity && !inside) {
         std::memmove(rep->chars + pos + textLength, rep->chars + pos + len,
                      static_cast<size_t>(n - pos - len) + 1);
-        std::memcpy(rep->chars + pos, text, static_cast<size_t>(textLength));
+        CopyBytes(rep->chars + pos, text, static_cast<size_t>(textLength));
         rep->length = newLength;
         return;
     }
@@ -297,7 +304,7 @@ void KXString::Replace(int pos, int len, const char *text, int textLength)
     if (!r)
         return;
     std::memcpy(r->chars, rep->chars, static_cast<size_t>(pos));
-    std::memcpy(r->chars + pos, text, static_cast<size_t>(textLength));
+    CopyBytes(r->chars + pos, text, static_cast<size_t>(textLength));
     std::memcpy(r->chars + pos + textLength, rep->chars + pos + len, static_cast<size_t>(n - pos - len));
     r->length = newLength;
     r->chars[newLength] = '\0';
