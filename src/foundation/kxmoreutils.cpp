@@ -722,6 +722,8 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
     }
     nested_.swap(nested);
     FinishLoad(src, srcLen, head, headEnd, p, posn);
+    if (skipWhitespace)
+        nestedEdits_ = UINT32_MAX;   // the text moved: nested blocks are found by scanning
     return true;
 }
 

@@ -358,6 +358,14 @@ TEST_F(BlockTest, NestingIgnoresCaseAndEndsEarly)
     const uint32_t at = src.getPosn();
     EXPECT_FALSE(outer.LoadBlock(src));   // "more" is not a header: the source stays put
     EXPECT_EQ(src.getPosn(), at);
+
+    src.setPosn(0);   // leading blanks dropped while loading: nested blocks are still found
+    src.SkipWhitespace(true);
+    ASSERT_TRUE(outer.LoadBlock(src));
+    EXPECT_STREQ(outer.getText(), "begin <Ab(1.0)>\nBEGIN <X(1.0)>\nend\nEnd\n");
+    ASSERT_TRUE(outer.StartRead(TBlockSig{"AB", 1, 0}, true));
+    ASSERT_TRUE(inner.LoadBlock(outer));
+    EXPECT_STREQ(inner.getText(), "BEGIN <X(1.0)>\nend\n");
 }
 
 // Nested blocks are loaded from the place recorded when their parent was loaded; that must
