@@ -460,68 +460,79 @@ void KXString::Capitalize()
 
 // -- searching --------------------------------------------------------------------------------
 
-int KXString::Index(char c, int startpos) const
+namespace {
+
+/// The search rule for one byte in the n bytes at s.
+int FindByte(const char *s, int n, char c, int startpos)
 {
-    const int n = Length();
     if (startpos >= 0) {
         if (startpos >= n)
             return -1;
-        const void *p = std::memchr(rep->chars + startpos, c, static_cast<size_t>(n - startpos));
-        return p ? static_cast<int>(static_cast<const char *>(p) - rep->chars) : -1;
+        const void *p = std::memchr(s + startpos, c, static_cast<size_t>(n - startpos));
+        return p ? static_cast<int>(static_cast<const char *>(p) - s) : -1;
     }
     const int last = n + startpos;   // the match must end at or before this position
     if (last < 0)
         return -1;
-    const void *p = memrchr(rep->chars, c, static_cast<size_t>(last) + 1);
-    return p ? static_cast<int>(static_cast<const char *>(p) - rep->chars) : -1;
+    const void *p = memrchr(s, c, static_cast<size_t>(last) + 1);
+    return p ? static_cast<int>(static_cast<const char *>(p) - s) : -1;
 }
 
-int KXString::Search(const char *pattern, int length, int startpos, CaseCompare cmp) const
+/// The search rule for `length` bytes at `pattern` in the n bytes at s: a first-character
+/// scan, then a comparison of the rest.
+int FindBytes(const char *s, int n, const char *pattern, int length, int startpos, bool fold)
 {
-    const int n = Length();
     if (!pattern || length <= 0 || n == 0 || length > n)
         return -1;
-    if (length == 1 && cmp == exact)
-        return Index(pattern[0], startpos);
-    const char *s = rep->chars;
+    if (length == 1 && !fold)
+        return FindByte(s, n, pattern[0], startpos);
     if (startpos >= 0) {
         if (startpos > n - length)
             return -1;
-        if (cmp == exact) {
-            const char *const last = s + n - length;   // the last possible start
-            for (const char *p = s + startpos; p <= last; ++p) {
-                p = static_cast<const char *>(std::memchr(p, pattern[0], static_cast<size_t>(last - p) + 1));
-                if (!p)
-                    return -1;
-                if (std::memcmp(p + 1, pattern + 1, static_cast<size_t>(length) - 1) == 0)
-                    return static_cast<int>(p - s);
-            }
+        if (fold) {
+            for (int i = startpos; i <= n - length; ++i)
+                if (EqualFolded(s + i, pattern, length))
+                    return i;
             return -1;
         }
-        for (int i = startpos; i <= n - length; ++i)
-            if (EqualFolded(s + i, pattern, length))
-                return i;
+        const char *const last = s + n - length;   // the last possible start
+        for (const char *p = s + startpos; p <= last; ++p) {
+            p = static_cast<const char *>(std::memchr(p, pattern[0], static_cast<size_t>(last - p) + 1));
+            if (!p)
+                return -1;
+            if (std::memcmp(p + 1, pattern + 1, static_cast<size_t>(length) - 1) == 0)
+                return static_cast<int>(p - s);
+        }
         return -1;
     }
     // Backward: the last start whose match ends at or before position n + startpos.
     int i = n + startpos - length + 1;
     if (i > n - length)
         i = n - length;
-    if (cmp == exact) {
-        for (; i >= 0; --i) {
-            const void *p = memrchr(s, pattern[0], static_cast<size_t>(i) + 1);
-            if (!p)
-                return -1;
-            i = static_cast<int>(static_cast<const char *>(p) - s);
-            if (std::memcmp(s + i + 1, pattern + 1, static_cast<size_t>(length) - 1) == 0)
+    if (fold) {
+        for (; i >= 0; --i)
+            if (EqualFolded(s + i, pattern, length))
                 return i;
-        }
         return -1;
     }
-    for (; i >= 0; --i)
-        if (EqualFolded(s + i, pattern, length))
+    for (; i >= 0; --i) {
+        const void *p = memrchr(s, pattern[0], static_cast<size_t>(i) + 1);
+        if (!p)
+            return -1;
+        i = static_cast<int>(static_cast<const char *>(p) - s);
+        if (std::memcmp(s + i + 1, pattern + 1, static_cast<size_t>(length) - 1) == 0)
             return i;
+    }
     return -1;
+}
+
+} // namespace
+
+int KXString::Index(char c, int startpos) const { return FindByte(rep->chars, Length(), c, startpos); }
+
+int KXString::Search(const char *pattern, int length, int startpos, CaseCompare cmp) const
+{
+    return FindBytes(rep->chars, Length(), pattern, length, startpos, cmp == ignoreCase);
 }
 
 int KXString::Index(const KXSubString &pattern, int startpos) const { return Search(pattern.Data(), pattern.Length(), startpos); }
@@ -847,16 +858,11 @@ char KXSubString::operator[](int i) const
     return Data()[i];
 }
 
-int KXSubString::Index(char c, int startpos) const
-{
-    const KXString copy(*this);
-    return copy.Index(c, startpos);
-}
+int KXSubString::Index(char c, int startpos) const { return FindByte(Data(), len, c, startpos); }
 
 int KXSubString::Index(const char *pattern, int startpos) const
 {
-    const KXString copy(*this);
-    return copy.Index(pattern, startpos);
+    return FindBytes(Data(), len, pattern, TextLength(pattern), startpos, false);
 }
 
 bool KXSubString::OK() const

@@ -476,3 +476,48 @@ TEST(KXStringTest, FreeFunctions)
     RemoveComments(url);
     EXPECT_STREQ(url, "x w");
 }
+
+TEST(KXStringTest, SearchInsideAView)
+{
+    const KXString s("abcabcabc");
+    const KXSubString v = s(3, 5);   // "abcab"
+    EXPECT_EQ(v.Index('a'), 0);
+    EXPECT_EQ(v.Index('a', -1), 3);
+    EXPECT_EQ(v.Index('c', -2), 2);   // the c at 8 lies outside the view
+    EXPECT_EQ(v.Index("ab", -1), 3);
+    EXPECT_EQ(v.Index("abc", -1), 0);
+    EXPECT_EQ(v.Index("bca"), 1);
+    EXPECT_EQ(v.Index("cabc"), -1);
+    EXPECT_EQ(v.Contains("cab"), 1);
+    EXPECT_EQ(s(20, 1).Index('a'), -1);
+}
+
+TEST(KXStringTest, SearchAgreesWithStdStringOnRandomTexts)
+{
+    // Over a two-letter alphabet matches are frequent and overlapping: forward searches must
+    // agree with find, backward ones with rfind of the last start ending in range.
+    unsigned seed = 12345;
+    const auto next = [&seed] { seed = seed * 1103515245u + 12345u; return (seed >> 16) & 0x7fff; };
+    for (int round = 0; round < 2000; ++round) {
+        std::string text, pat;
+        for (unsigned n = next() % 40; n > 0; --n)
+            text += static_cast<char>('a' + next() % 2);
+        for (unsigned n = 1 + next() % 4; n > 0; --n)
+            pat += static_cast<char>('a' + next() % 2);
+        const KXString s(text.c_str());
+        const int n = static_cast<int>(text.size());
+        const int len = static_cast<int>(pat.size());
+        for (int start = -n - 1; start <= n; ++start) {
+            int expected;
+            if (start >= 0) {
+                const size_t p = text.find(pat, static_cast<size_t>(start));
+                expected = p == std::string::npos ? -1 : static_cast<int>(p);
+            } else {
+                const int lastStart = n + start - len + 1;
+                const size_t p = lastStart < 0 ? std::string::npos : text.rfind(pat, static_cast<size_t>(lastStart));
+                expected = p == std::string::npos ? -1 : static_cast<int>(p);
+            }
+            ASSERT_EQ(s.Index(pat.c_str(), start), expected) << text << " / " << pat << " from " << start;
+        }
+    }
+}
