@@ -628,7 +628,7 @@ int KXString::Count(const char *pattern, int length) const
     int count = 0;
     if (length <= 0)
         return 0;
-    for (int p = 0; (p = Search(pattern, length, p)) >= 0; p += length)
+    for (int p = 0; (p = Search(pattern, length, p)) >= 0; ++p)
         ++count;
     return count;
 }

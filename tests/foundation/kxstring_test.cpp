@@ -313,7 +313,7 @@ TEST(KXStringTest, ContainsMatchesAndFreq)
 
     EXPECT_EQ(s.Freq('a'), 2);
     EXPECT_EQ(s.Freq("bc"), 2);
-    EXPECT_EQ(KXString("aaaa").Freq("aa"), 2);
+    EXPECT_EQ(KXString("aaaa").Freq("aa"), 3);
     EXPECT_EQ(s.Freq(""), 0);
     EXPECT_EQ(s.Freq(KXString("x")), 0);
 }

@@ -33,7 +33,8 @@
 //   -128 .. 127), so bytes 128 or more apart order in reverse; this is deliberate.
 // - CompareTo(ignoreCase) and FCompare return the difference of the first differing folded
 //   bytes as unsigned byte values (not wrapped), else the difference of the lengths.
-// - Freq counts non-overlapping occurrences from left to right (as GSub replaces them).
+// - Freq counts every position where the pattern occurs, overlapping ones included ("aaaa"
+//   holds "aa" three times), while GSub replaces non-overlapping matches from left to right.
 // - First(text) and Last(text) are the first and last occurrences of the whole text.
 // - Contains(pattern, pos) is true when the pattern occurs starting at pos (for a negative pos:
 //   ending at position Length() + pos).
@@ -269,7 +270,7 @@ public:
     [[nodiscard]] int Last(const char *text) const { return Index(text, -1); }
     [[nodiscard]] int Last(const KXString &s) const { return Index(s, -1); }
 
-    /// Number of non-overlapping occurrences.
+    /// Number of positions where the pattern occurs (overlapping occurrences included).
     [[nodiscard]] int Freq(char c) const;
     [[nodiscard]] int Freq(const char *pattern) const;
     [[nodiscard]] int Freq(const KXString &pattern) const;
