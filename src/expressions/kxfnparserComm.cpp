@@ -34,8 +34,10 @@ enum Op : int32_t {
     opAddP, opSubP, opMulP, opDivP, opPowP,
     opAddPK, opSubPK, opMulPK, opDivPK, opPowPK,   // push param arg op constant
     opAddPP, opSubPP, opMulPP, opDivPP, opPowPP,   // push param arg op param index2
+    opSubKP, opDivKP, opPowKP,                     // push constant op param arg
     opEq, opNe, opLt, opLe, opGt, opGe,
     opEqK, opNeK, opLtK, opLeK, opGtK, opGeK,
+    opEqPK, opNePK, opLtPK, opLePK, opGtPK, opGePK,   // push param arg compared with constant
     opMax, opMin,  // arg: argument count
     opLinInterp,   // arg: index of the prepared table; pops x
     opJumpIfFalse, // arg: target
@@ -51,6 +53,7 @@ constexpr int kFormP = opAddP - opAdd;
 constexpr int kFormPK = opAddPK - opAdd;
 constexpr int kFormPP = opAddPP - opAdd;
 constexpr int kCompareK = opEqK - opEq;
+constexpr int kComparePK = opEqPK - opEq;
 constexpr int kLocalStack = 64;   // value-stack slots kept on the machine stack
 
 // Markers in a parser entry's inlineOp for built-ins the compiler treats specially.
@@ -643,8 +646,8 @@ private:
         const int size = static_cast<int>(code_.size());
         if (failed_ || int(error) != 0 || !LastAreConstantsBefore(size - 1, n))
             return;
-        if (n + 1 > kLocalStack && static_cast<int>(e_.stackSpace_.size()) < n + 2)
-            e_.stackSpace_.resize(n + 2);
+        if (n + 1 > kLocalStack && static_cast<int>(e_.stackSpace_.size()) < n + 3)
+            e_.stackSpace_.resize(n + 3);
         const T value = e_.Run(code_.data() + size - 1 - n, n + 1, n + 1, ArrayValues<T>{nullptr});
         if (int(error) != 0) {
             error.reset();
@@ -684,11 +687,24 @@ private:
             }
             return;
         }
+        const int size = static_cast<int>(code_.size());
+        if (arithmetic && LastIs(opParam) && size - 2 >= barrier_ && code_[size - 2].op == opConst) {
+            // constant op parameter: one push.
+            const int param = code_.back().arg;
+            code_.pop_back();
+            --stack_;
+            KXExprInstr<T> &in = code_.back();
+            in.arg = param;
+            if (op == opAdd || op == opMul)
+                in.op = op + kFormPK;
+            else
+                in.op = op == opSub ? opSubKP : op == opDiv ? opDivKP : opPowKP;
+            return;
+        }
         if (arithmetic && (LastIs(opConst) || LastIs(opParam))) {
             const bool constant = LastIs(opConst);
             code_.back().op = op + (constant ? kFormK : kFormP);
             --stack_;
-            const int size = static_cast<int>(code_.size());
             if (size - 2 >= barrier_ && code_[size - 2].op == opParam) {
                 KXExprInstr<T> fused = code_.back();
                 fused.op = op + (constant ? kFormPK : kFormPP);
@@ -703,6 +719,12 @@ private:
         if (op >= opEq && op <= opGe && LastIs(opConst)) {
             code_.back().op = op + kCompareK;
             --stack_;
+            if (size - 2 >= barrier_ && code_[size - 2].op == opParam) {
+                const T k = code_.back().constant;
+                code_.pop_back();
+                code_.back().op = op + kComparePK;
+                code_.back().constant = k;
+            }
             return;
         }
         Emit(op, 0, 2, 1);
@@ -1374,12 +1396,14 @@ bool KXExpressionT<T>::Compile()
         }
     };
     for (const KXExprInstr<T> &in : code_) {
-        if (in.op == opParam || in.op == opVecElem || (in.op >= opAddP && in.op <= opPowPP))
+        if (in.op == opParam || in.op == opVecElem || (in.op >= opAddP && in.op <= opPowKP) ||
+            (in.op >= opEqPK && in.op <= opGePK))
             use(in.arg);
         if (in.op >= opAddPP && in.op <= opPowPP)
             use(in.index2);
     }
-    stackSpace_.resize(maxStack_ > kLocalStack ? maxStack_ + 1 : 0);
+    stackSpace_.resize(maxStack_ > kLocalStack ? maxStack_ + 2 : 0);
+    valuesChecked_ = false;
     state_ = Compiled;
     return true;
 }
@@ -1390,6 +1414,8 @@ bool KXExpressionT<T>::IsConstant() const
     return state_ == Compiled && code_.size() == 1 && code_[0].op == opConst;
 }
 
+// Scalar parameters, once found set, stay set until the next compilation, so they are checked
+// until the first success; vectors may be unbound again and are checked every time.
 template <class T>
 bool KXExpressionT<T>::CheckUsedValues(bool scalarsGiven) const
 {
@@ -1419,8 +1445,12 @@ bool KXExpressionT<T>::Prepare()
 template <class T>
 T KXExpressionT<T>::Evaluate()
 {
-    if (!Prepare() || !CheckUsedValues(false))
-        return T();
+    if (!valuesChecked_ || state_ != Compiled) {
+        if (!Prepare() || !CheckUsedValues(false))
+            return T();
+        valuesChecked_ = std::none_of(usedParams_.begin(), usedParams_.end(),
+                                      [this](int i) { return params_[i].IsVector(); });
+    }
     return Run(code_.data(), static_cast<int>(code_.size()), maxStack_, OwnValues<T>{params_.data()});
 }
 
@@ -1433,131 +1463,142 @@ T KXExpressionT<T>::Evaluate(const T *values)
     return Run(code_.data(), static_cast<int>(code_.size()), maxStack_, ArrayValues<T>{values});
 }
 
-// The evaluator: one pass over the program with a value stack on the machine stack. It stops at
-// the first operation that leaves the error record set (when it was clear at the start).
+// The evaluator: one pass over the program with a value stack on the machine stack, its top
+// element cached in `top` (the values below it are stack[2] .. *sp; the first push parks the
+// empty initial top in stack[1], so depth d has sp at stack + d). It stops at the first
+// operation that leaves the error record set (when it was clear at the start).
 template <class T>
 template <class Values>
 T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int size, int stackSize,
                         const Values &values) const
 {
-    // Slot 0 stays unused so that sp may rest on it while the stack is empty. Deep programs
-    // use the space reserved when they were compiled.
-    alignas(T) unsigned char raw[sizeof(T) * (kLocalStack + 1)];
+    // Depth d uses slots 1 .. d, and a call spills one more. Deep programs use the space
+    // reserved when they were compiled; slot 0 is never used.
+    alignas(T) unsigned char raw[sizeof(T) * (kLocalStack + 2)];
     T *const stack = stackSize <= kLocalStack ? reinterpret_cast<T *>(raw) : stackSpace_.data();
     T *sp = stack;
+    T top = T();
     const bool clean = int(error) == 0;
+#define KX_PUSH(value)        \
+    do {                      \
+        const T pushed = (value); \
+        *++sp = top;          \
+        top = pushed;         \
+    } while (0)
     for (int pc = 0; pc < size; ++pc) {
         const KXExprInstr<T> &in = code[pc];
         switch (in.op) {
-        case opConst: *++sp = in.constant; break;
-        case opParam: *++sp = values(in.arg); break;
-        case opNeg: *sp = T() - *sp; break;   // 0 - x keeps a zero imaginary part positive
-        case opSqr: *sp = *sp * *sp; break;
-        case opAdd: sp[-1] += sp[0]; --sp; break;
-        case opSub: sp[-1] -= sp[0]; --sp; break;
-        case opMul: sp[-1] *= sp[0]; --sp; break;
+        case opConst: KX_PUSH(in.constant); break;
+        case opParam: KX_PUSH(values(in.arg)); break;
+        case opNeg: top = T() - top; break;   // 0 - x keeps a zero imaginary part positive
+        case opSqr: top = top * top; break;
+        case opAdd: top = *sp-- + top; break;
+        case opSub: top = *sp-- - top; break;
+        case opMul: top = *sp-- * top; break;
         case opDiv:
-            if (IsZeroValue(sp[0]))
+            if (IsZeroValue(top))
                 return Fault<T>("division by zero");
-            sp[-1] /= sp[0];
-            --sp;
+            top = *sp-- / top;
             break;
         case opPow:
-            if (!PowerOf(sp[-1], sp[0], sp[-1]))
+            if (!PowerOf(*sp, top, top))
                 return T();
             --sp;
             break;
-        case opAddK: *sp += in.constant; break;
-        case opSubK: *sp -= in.constant; break;
-        case opMulK: *sp *= in.constant; break;
+        case opAddK: top += in.constant; break;
+        case opSubK: top -= in.constant; break;
+        case opMulK: top *= in.constant; break;
         case opDivK:
             if (IsZeroValue(in.constant))
                 return Fault<T>("division by zero");
-            *sp /= in.constant;
+            top /= in.constant;
             break;
         case opPowK:
-            if (!PowerOf(*sp, in.constant, *sp))
+            if (!PowerOf(top, in.constant, top))
                 return T();
             break;
-        case opAddP: *sp += values(in.arg); break;
-        case opSubP: *sp -= values(in.arg); break;
-        case opMulP: *sp *= values(in.arg); break;
+        case opAddP: top += values(in.arg); break;
+        case opSubP: top -= values(in.arg); break;
+        case opMulP: top *= values(in.arg); break;
         case opDivP: {
             const T &d = values(in.arg);
             if (IsZeroValue(d))
                 return Fault<T>("division by zero");
-            *sp /= d;
+            top /= d;
             break;
         }
         case opPowP:
-            if (!PowerOf(*sp, values(in.arg), *sp))
+            if (!PowerOf(top, values(in.arg), top))
                 return T();
             break;
-        case opAddPK: *++sp = values(in.arg) + in.constant; break;
-        case opSubPK: *++sp = values(in.arg) - in.constant; break;
-        case opMulPK: *++sp = values(in.arg) * in.constant; break;
+        case opAddPK: KX_PUSH(values(in.arg) + in.constant); break;
+        case opSubPK: KX_PUSH(values(in.arg) - in.constant); break;
+        case opMulPK: KX_PUSH(values(in.arg) * in.constant); break;
         case opDivPK:
             if (IsZeroValue(in.constant))
                 return Fault<T>("division by zero");
-            *++sp = values(in.arg) / in.constant;
+            KX_PUSH(values(in.arg) / in.constant);
             break;
-        case opPowPK:
-            ++sp;
-            if (!PowerOf(values(in.arg), in.constant, *sp))
+        case opPowPK: {
+            T r;
+            if (!PowerOf(values(in.arg), in.constant, r))
                 return T();
+            KX_PUSH(r);
             break;
-        case opAddPP: *++sp = values(in.arg) + values(in.index2); break;
-        case opSubPP: *++sp = values(in.arg) - values(in.index2); break;
-        case opMulPP: *++sp = values(in.arg) * values(in.index2); break;
+        }
+        case opAddPP: KX_PUSH(values(in.arg) + values(in.index2)); break;
+        case opSubPP: KX_PUSH(values(in.arg) - values(in.index2)); break;
+        case opMulPP: KX_PUSH(values(in.arg) * values(in.index2)); break;
         case opDivPP: {
             const T &d = values(in.index2);
             if (IsZeroValue(d))
                 return Fault<T>("division by zero");
-            *++sp = values(in.arg) / d;
+            KX_PUSH(values(in.arg) / d);
             break;
         }
-        case opPowPP:
-            ++sp;
-            if (!PowerOf(values(in.arg), values(in.index2), *sp))
+        case opPowPP: {
+            T r;
+            if (!PowerOf(values(in.arg), values(in.index2), r))
                 return T();
-            break;
-        case opEqK: *sp = Re(*sp) == Re(in.constant) ? 1.0 : 0.0; break;
-        case opNeK: *sp = Re(*sp) != Re(in.constant) ? 1.0 : 0.0; break;
-        case opLtK: *sp = Re(*sp) < Re(in.constant) ? 1.0 : 0.0; break;
-        case opLeK: *sp = Re(*sp) <= Re(in.constant) ? 1.0 : 0.0; break;
-        case opGtK: *sp = Re(*sp) > Re(in.constant) ? 1.0 : 0.0; break;
-        case opGeK: *sp = Re(*sp) >= Re(in.constant) ? 1.0 : 0.0; break;
-        case opMax:
-        case opMin:
-            sp -= in.arg - 1;
-            if (!MaxMinOf(sp, in.arg, in.op == opMax, *sp))
-                return T();
-            break;
-        case opLinInterp: {
-            if (HasImag(*sp))
-                return Fault<T>("cannot pass complex number in this position to function \"lininterp\"\n");
-            const std::vector<T> &table = *linTables_[in.arg];
-            *sp = LinInterpTable(table.data(), static_cast<int>(table.size()) / 2, Re(*sp));
+            KX_PUSH(r);
             break;
         }
-        case opSqrt:
-            if constexpr (std::is_same<T, double>::value) {
-                if (*sp < 0.0)
-                    return Fault<T>("negative argument in sqrt\n");
-            }
-            *sp = std::sqrt(*sp);
+        case opSubKP: KX_PUSH(in.constant - values(in.arg)); break;
+        case opDivKP: {
+            const T &d = values(in.arg);
+            if (IsZeroValue(d))
+                return Fault<T>("division by zero");
+            KX_PUSH(in.constant / d);
             break;
-        case opSin: *sp = std::sin(*sp); break;
-        case opCos: *sp = std::cos(*sp); break;
-        case opExp: *sp = std::exp(*sp); break;
-        case opEq: sp[-1] = Re(sp[-1]) == Re(sp[0]) ? 1.0 : 0.0; --sp; break;
-        case opNe: sp[-1] = Re(sp[-1]) != Re(sp[0]) ? 1.0 : 0.0; --sp; break;
-        case opLt: sp[-1] = Re(sp[-1]) < Re(sp[0]) ? 1.0 : 0.0; --sp; break;
-        case opLe: sp[-1] = Re(sp[-1]) <= Re(sp[0]) ? 1.0 : 0.0; --sp; break;
-        case opGt: sp[-1] = Re(sp[-1]) > Re(sp[0]) ? 1.0 : 0.0; --sp; break;
-        case opGe: sp[-1] = Re(sp[-1]) >= Re(sp[0]) ? 1.0 : 0.0; --sp; break;
+        }
+        case opPowKP: {
+            T r;
+            if (!PowerOf(in.constant, values(in.arg), r))
+                return T();
+            KX_PUSH(r);
+            break;
+        }
+        case opEqPK: KX_PUSH(Re(values(in.arg)) == Re(in.constant) ? 1.0 : 0.0); break;
+        case opNePK: KX_PUSH(Re(values(in.arg)) != Re(in.constant) ? 1.0 : 0.0); break;
+        case opLtPK: KX_PUSH(Re(values(in.arg)) < Re(in.constant) ? 1.0 : 0.0); break;
+        case opLePK: KX_PUSH(Re(values(in.arg)) <= Re(in.constant) ? 1.0 : 0.0); break;
+        case opGtPK: KX_PUSH(Re(values(in.arg)) > Re(in.constant) ? 1.0 : 0.0); break;
+        case opGePK: KX_PUSH(Re(values(in.arg)) >= Re(in.constant) ? 1.0 : 0.0); break;
+        case opEq: top = Re(*sp--) == Re(top) ? 1.0 : 0.0; break;
+        case opNe: top = Re(*sp--) != Re(top) ? 1.0 : 0.0; break;
+        case opLt: top = Re(*sp--) < Re(top) ? 1.0 : 0.0; break;
+        case opLe: top = Re(*sp--) <= Re(top) ? 1.0 : 0.0; break;
+        case opGt: top = Re(*sp--) > Re(top) ? 1.0 : 0.0; break;
+        case opGe: top = Re(*sp--) >= Re(top) ? 1.0 : 0.0; break;
+        case opEqK: top = Re(top) == Re(in.constant) ? 1.0 : 0.0; break;
+        case opNeK: top = Re(top) != Re(in.constant) ? 1.0 : 0.0; break;
+        case opLtK: top = Re(top) < Re(in.constant) ? 1.0 : 0.0; break;
+        case opLeK: top = Re(top) <= Re(in.constant) ? 1.0 : 0.0; break;
+        case opGtK: top = Re(top) > Re(in.constant) ? 1.0 : 0.0; break;
+        case opGeK: top = Re(top) >= Re(in.constant) ? 1.0 : 0.0; break;
         case opJumpIfFalse: {
-            const double c = Re(*sp--);
+            const double c = Re(top);
+            top = *sp--;
             if (std::isnan(c))
                 return Fault<T>("conditional operator evaluation error\n");
             if (c == 0.0)
@@ -1566,24 +1607,42 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int size, int stackSize,
         }
         case opJump: pc = in.arg - 1; break;
         case opCall: {
+            // The arguments are the n topmost values: spill the cached top to make them one run.
             const int n = in.arg;
-            sp -= n - 1;
-            *sp = in.routine(KXParListT<T>(sp, n));
+            *++sp = top;
+            sp -= n;
+            top = in.routine(KXParListT<T>(sp + 1, n));
             if (clean && int(error) != 0)
                 return T();
             break;
         }
+        case opMax:
+        case opMin: {
+            const int n = in.arg;
+            *++sp = top;
+            sp -= n;
+            if (!MaxMinOf(sp + 1, n, in.op == opMax, top))
+                return T();
+            break;
+        }
         case opSpline: {
-            const double x = Re(*sp);
+            const double x = Re(top);
             if constexpr (std::is_same<T, double>::value)
-                *sp = tables_[in.arg]->Evaluate(x);
+                top = tables_[in.arg]->Evaluate(x);
             else
-                *sp = T(tables_[in.arg]->Evaluate(x), tables_[in.arg + 1]->Evaluate(x));
+                top = T(tables_[in.arg]->Evaluate(x), tables_[in.arg + 1]->Evaluate(x));
+            break;
+        }
+        case opLinInterp: {
+            if (HasImag(top))
+                return Fault<T>("cannot pass complex number in this position to function \"lininterp\"\n");
+            const std::vector<T> &table = *linTables_[in.arg];
+            top = LinInterpTable(table.data(), static_cast<int>(table.size()) / 2, Re(top));
             break;
         }
         case opVecElem: {
             const KXParameterT<T> &p = params_[in.arg];
-            const double at = Re(*sp);
+            const double at = Re(top);
             const int i = std::isnan(at) ? INT_MIN
                           : at <= INT_MIN ? INT_MIN
                           : at >= INT_MAX ? INT_MAX
@@ -1593,16 +1652,27 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int size, int stackSize,
                           p.name_.c_str());
                 return T();
             }
-            *sp = p.data_[i - p.lbd_];
+            top = p.data_[i - p.lbd_];
             break;
         }
+        case opSqrt:
+            if constexpr (std::is_same<T, double>::value) {
+                if (top < 0.0)
+                    return Fault<T>("negative argument in sqrt\n");
+            }
+            top = std::sqrt(top);
+            break;
+        case opSin: top = std::sin(top); break;
+        case opCos: top = std::cos(top); break;
+        case opExp: top = std::exp(top); break;
         default:
-            if (!ApplyUnary(in.op, *sp))
+            if (!ApplyUnary(in.op, top))
                 return T();
             break;
         }
     }
-    return sp == stack + 1 ? *sp : T();
+#undef KX_PUSH
+    return sp == stack + 1 ? top : T();
 }
 
 template class KXFuncParserT<double>;

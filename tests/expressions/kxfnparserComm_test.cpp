@@ -216,7 +216,8 @@ TEST(KXExpressionTest, ComparisonsAndEquations)
 TEST(KXExpressionTest, OperandFormsAgreeWithPlainArithmetic)
 {
     // Each operator with stack, constant and parameter operands on either side.
-    const std::initializer_list<std::pair<const char *, double>> p = {{"a", 3}, {"b", -2}, {"z", 0}};
+    const std::initializer_list<std::pair<const char *, double>> p = {
+        {"a", 3}, {"b", -2}, {"z", 0}, {"h", 0.5}};
     const struct {
         const char *text;
         double value;
@@ -229,12 +230,14 @@ TEST(KXExpressionTest, OperandFormsAgreeWithPlainArithmetic)
         {"a > 2", 1},    {"a < 2", 0},        {"a >= 3", 1},        {"a <= b", 0},
         {"a == 3", 1},   {"a != 3", 0},       {"(a+b) > (a-b)", 0}, {"max(a, b, 7)", 7},
         {"min(a, b)", -2}, {"max(a)", 3},     {"if(a > 2, b, a)", -2}, {"z*a", 0},
+        {"2-a", -1},     {"6/a", 2},          {"2+a", 5},           {"2*a", 6},
+        {"4**h", 2},     {"b < 0", 1},        {"(a+b) == 1", 1},    {"1 - (2 - a)", 2},
     };
     for (const auto &c : cases)
         EXPECT_DOUBLE_EQ(R(c.text, p), c.value) << c.text;
-    for (const char *text : {"a/z", "a/0", "(a+1)/z", "(a+1)/(b+2)", "a/(z*2)"})
+    for (const char *text : {"a/z", "a/0", "(a+1)/z", "(a+1)/(b+2)", "a/(z*2)", "1/z"})
         EXPECT_EQ(FaultR(text, p), "division by zero") << text;
-    for (const char *text : {"b**0.5", "b**(a/2)", "(b-1)**0.5", "b**(1/a)"})
+    for (const char *text : {"b**0.5", "b**(a/2)", "(b-1)**0.5", "b**(1/a)", "(-2)**h", "b**h"})
         EXPECT_EQ(FaultR(text, p), "negative argument in non-integer power\n") << text;
 }
 

@@ -156,11 +156,10 @@ public:
     [[nodiscard]] const KXString &Description() const { return description_; }
     void SetDescription(const KXString &text) { description_ = text; }
 
-    /// The scalar value and whether one was set since declaration (or ClearValue).
+    /// The scalar value and whether one was ever set (a set value stays set).
     [[nodiscard]] const T &Value() const { return value_; }
     [[nodiscard]] bool HasValue() const { return hasValue_; }
     void SetValue(const T &value) { value_ = value; hasValue_ = true; }
-    void ClearValue() { value_ = T(); hasValue_ = false; }
 
     /// Binds a vector parameter to storage the caller owns and keeps alive while the expression
     /// is evaluated: data[0] is element lbd, data[ubd - lbd] element ubd. A null data unbinds.
@@ -318,6 +317,7 @@ private:
     std::vector<std::shared_ptr<const std::vector<T>>> linTables_;   ///< constant lininterp tables
     mutable std::vector<T> stackSpace_;   ///< value stack of programs too deep for the local one
     int maxStack_ = 0;
+    bool valuesChecked_ = false;   ///< every used scalar parameter was found set
     KXString failure_;                ///< text of a failed compilation
     State state_ = NotCompiled;
 };
