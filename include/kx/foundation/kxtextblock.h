@@ -22,7 +22,15 @@
 //   previous text, the comment source and the indent.
 // - setHeader() on a block with text replaces its header line in place.
 // - StartRead, eCheckType, eCheckVersion and eCheckSig return true when the block passed;
-//   with an error already pending they do nothing and return false.
+//   with an error already pending they do nothing and return false. CheckStartRead reports
+//   through SyntaxErr and runs whatever the error record holds.
+// - Headers quoted in messages are cut to 900 characters (400 in syntax errors), so that a
+//   runaway header line cannot overflow the message.
+//
+// Cost: loading a block scans its text once for the closing line and records where every
+// nested block begins and ends, so loading a nested block from its parent is a copy without a
+// second scan. A full read of a file nested d levels deep copies each line about d times.
+// Copies of a block never carry its writing state (previous text, comment source).
 #ifndef KX_FOUNDATION_KXTEXTBLOCK_H
 #define KX_FOUNDATION_KXTEXTBLOCK_H
 
