@@ -15,8 +15,10 @@
 #define KX_UNIT "kxnamedvariable"
 
 /// Where a formula's name was last found: `levels` parents up, slot `index` there (-1: not
-/// found).
+/// found), and the variable that was there. The pointer is used only while no variable was
+/// unlinked anywhere since it was taken (kxNameSpace::Generation), so it never dangles.
 struct kxNamedVariable::Reference {
+    kxNamedVariable *target;
     int index;
     int levels;
 };
@@ -341,13 +343,14 @@ void kxVariableEvaluator::Rebuild(kxNamedVariable &variable)
         if (compiled.FindParam(name) >= 0)
             continue;
         compiled.DeclareParam(name, KXString(), 0, -1);
-        kxNamedVariable::Reference reference{-1, 0};
-        if (variable.ns_)
-            variable.ns_->LocateVariable(name, reference.levels, reference.index);
+        kxNamedVariable::Reference reference{nullptr, -1, 0};
+        if (variable.ns_ && variable.ns_->LocateVariable(name, reference.levels, reference.index))
+            reference.target = variable.ns_->PeekVariable(reference.levels, reference.index);
         references.push_back(reference);
     }
     if (!references.empty())
         variable.references_ = kxNamedVariable::References::Make(references);
+    variable.refGeneration_ = kxNameSpace::Generation();
     compiled.setExpression(variable.expression_);
 }
 
@@ -359,19 +362,24 @@ kxNamedVariable *kxVariableEvaluator::Resolve(kxNamedVariable &variable, int k)
     kxNameSpace *ns = variable.ns_;
     if (!ns)
         return nullptr;
-    kxNamedVariable *target =
-        reference.index >= 0 ? ns->PeekVariable(reference.levels, reference.index) : nullptr;
+    kxNamedVariable *target = reference.target;
+    if (variable.refGeneration_ != kxNameSpace::Generation()) {
+        target = reference.index >= 0 ? ns->PeekVariable(reference.levels, reference.index) : nullptr;
+        reference.target = target;
+    }
     if (target && target->nameStamp_ <= variable.valueStamp_)
         return target;
     const KXString &declared = variable.compiled_->GetParam(k).Name();
     if (target && target->name_ == declared)
         return target;
     if (!ns->LocateVariable(declared, reference.levels, reference.index)) {
+        reference.target = nullptr;
         reference.index = -1;
         reference.levels = 0;
         return nullptr;
     }
-    return ns->PeekVariable(reference.levels, reference.index);
+    reference.target = ns->PeekVariable(reference.levels, reference.index);
+    return reference.target;
 }
 
 void kxVariableEvaluator::Deliver(Frame &frame, const std::complex<double> &value)
@@ -417,6 +425,7 @@ std::complex<double> kxVariableEvaluator::Finish(kxNamedVariable &variable, bool
         }
     }
     variable.valueStamp_ = variable.PseudoTime();
+    variable.refGeneration_ = kxNameSpace::Generation();   // every reference was resolved
     variable.busy_ = false;
     return variable.value_;
 }

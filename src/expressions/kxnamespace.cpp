@@ -20,6 +20,8 @@ constexpr int kDeletedEntry = -2;
 
 } // namespace
 
+unsigned kxNameSpace::generation_ = 1;
+
 kxNameSpace::kxNameSpace(kxNameSpace *parent) : variables_(kVariableBlock)
 {
     setParent(parent);
@@ -39,6 +41,7 @@ kxNameSpace::~kxNameSpace()
         delete variable;
     }
     variables_.Clear();
+    NextGeneration();
 }
 
 int kxNameSpace::WillChangeEventID()
@@ -76,6 +79,7 @@ void kxNameSpace::setParent(kxNameSpace *parent)
         parent_->children_.push_back(this);
         ListenTo(*parent_, 0, kParentCookie);
     }
+    NextGeneration();
     Advance();
 }
 
@@ -266,6 +270,7 @@ void kxNameSpace::UnlinkVariable(int index)
         IndexErase(variable->name_.c_str());
     variables_[index] = nullptr;
     variable->index_ = -1;
+    NextGeneration();
     Advance();
 }
 
@@ -300,6 +305,7 @@ void kxNameSpace::unalloc()
     variables_.Clear();
     nameIndex_.clear();
     nameIndexUsed_ = 0;
+    NextGeneration();
     Advance();
     RaiseEvent(ChangedEventID(), this, nullptr);
 }

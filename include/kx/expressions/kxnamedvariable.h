@@ -136,6 +136,7 @@ private:
     bool preloaded_ = false;
     bool temporary_ = false;
     bool property_ = true;
+    unsigned refGeneration_ = 0;               ///< kxNameSpace::Generation() when references were resolved
     References *references_ = nullptr;         ///< owned, one entry per declared name
     KXExpressionC *compiled_ = nullptr;        ///< owned, built lazily
     KXString name_;

@@ -121,6 +121,11 @@ private:
             return nullptr;
         return static_cast<kxNamedVariable *>(ns->variables_[index]);
     }
+    /// Counts, for the whole process, the changes after which a variable found earlier may be
+    /// gone or reached differently: a variable unlinked, a namespace emptied, re-parented or
+    /// destroyed. Formulas keep direct pointers to the variables they name only while it holds.
+    [[nodiscard]] static unsigned Generation() { return generation_; }
+    static void NextGeneration() { ++generation_; }
     /// Finds `name` as (levels up, index there); false (outputs unchanged) when not found.
     bool LocateVariable(const char *name, int &levels, int &index) const;
     /// The slot of the variable named `name` here (not in parents), or -1.
@@ -144,6 +149,7 @@ private:
     std::vector<int> nameIndex_;
     int nameIndexUsed_ = 0;                  ///< live and deleted entries
     int pseudoTime_ = 0;
+    static unsigned generation_;
 };
 
 #endif
