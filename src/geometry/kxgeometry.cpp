@@ -109,8 +109,12 @@ std::vector<Crossing> LinePolygonCrossings(const kxPoint &a, const kxPoint &b,
         if (code == kxNoIntersection)
             continue;
         const double u1 = t0 + s1 * (t1 - t0);
+        if (!std::isfinite(u1))
+            continue;   // overflowed coordinates: nothing to order
         if (code == kxOverlapIntersection) {
             const double u2 = t0 + s2 * (t1 - t0);
+            if (!std::isfinite(u2))
+                continue;
             raw.push_back({u1, p1, false, 0});
             raw.push_back({u2, p2, false, 0});
             onEdges.emplace_back(u1, u2);
