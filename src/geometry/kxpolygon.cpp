@@ -104,7 +104,10 @@ CMDPointList::CMDPointList(const CMDPointList &other) : List<CMDPoint>(other) { 
 
 CMDPointList &CMDPointList::operator=(const CMDPointList &other)
 {
+    if (this == &other)
+        return *this;
     List<CMDPoint>::operator=(other);
+    pointersValid_ = false;
     SetParent(parent_);
     return *this;
 }
@@ -112,19 +115,52 @@ CMDPointList &CMDPointList::operator=(const CMDPointList &other)
 void CMDPointList::append(const CMDPoint &p)
 {
     List<CMDPoint>::append(p);
+    pointersValid_ = false;
     last_cpt().SetParent(parent_);
 }
 
 void CMDPointList::insert(int i, const CMDPoint &p)
 {
     List<CMDPoint>::insert(i, p);
+    pointersValid_ = false;
     curr_cpt().SetParent(parent_);
 }
 
 void CMDPointList::insert(const CMDPoint &p)
 {
     List<CMDPoint>::insert(p);
+    pointersValid_ = false;
     curr_cpt().SetParent(parent_);
+}
+
+void CMDPointList::erase(int i)
+{
+    pointersValid_ = false;
+    List<CMDPoint>::erase(i);
+}
+
+void CMDPointList::erase()
+{
+    pointersValid_ = false;
+    List<CMDPoint>::erase();
+}
+
+void CMDPointList::unalloc()
+{
+    pointersValid_ = false;
+    List<CMDPoint>::unalloc();
+}
+
+bool CMDPointList::move(int to, int from)
+{
+    pointersValid_ = false;
+    return List<CMDPoint>::move(to, from);
+}
+
+void CMDPointList::reverse()
+{
+    pointersValid_ = false;
+    List<CMDPoint>::reverse();
 }
 
 void CMDPointList::SetParent(KXObject *parent)
@@ -132,6 +168,18 @@ void CMDPointList::SetParent(KXObject *parent)
     parent_ = parent;
     for (int i = 1; i <= size(); ++i)
         (*this)[i].SetParent(parent);
+}
+
+const std::vector<const CMDPoint *> &CMDPointList::Pointers() const
+{
+    if (!pointersValid_) {
+        pointers_.clear();
+        pointers_.reserve(static_cast<size_t>(size()));
+        for (int i = 1; i <= size(); ++i)
+            pointers_.push_back(&(*this)[i]);
+        pointersValid_ = true;
+    }
+    return pointers_;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -178,20 +226,29 @@ std::vector<kxPoint> KXPolygon::GetVertices() const
 
 const kxPolygonIndex &KXPolygon::Index() const
 {
-    const int n = points.size();
+    const std::vector<const CMDPoint *> &pts = points.Pointers();
     const std::vector<kxPoint> &kept = index_.Vertices();
-    if (indexed_ && static_cast<int>(kept.size()) == n) {
-        int i = 0;
-        for (; i < n; ++i) {
-            const CMDPoint &pt = points[i + 1];
-            if (kxReadParam(pt.x) != kept[i].x || kxReadParam(pt.y) != kept[i].y)
-                break;
+    const size_t n = pts.size();
+    if (indexed_ && kept.size() == n) {
+        // One pass over the stored values; formulas, if any, are evaluated in a second.
+        bool formula = false, differ = false;
+        for (size_t i = 0; i < n; ++i) {
+            const CMDPoint &pt = *pts[i];
+            formula |= pt.x.HasExpression() | pt.y.HasExpression();
+            differ |= (pt.x.GetStoredValue() != kept[i].x) | (pt.y.GetStoredValue() != kept[i].y);
         }
-        if (i == n)
+        if (formula) {
+            differ = false;
+            for (size_t i = 0; i < n && !differ; ++i)
+                differ = ReadPoint(*pts[i]) != kept[i];
+        }
+        if (!differ)
             return index_;
     }
-    const std::vector<kxPoint> v = GetVertices();
-    index_.Build(v.data(), n);
+    std::vector<kxPoint> v(n);
+    for (size_t i = 0; i < n; ++i)
+        v[i] = ReadPoint(*pts[i]);
+    index_.Build(v.data(), static_cast<int>(n));
     indexed_ = true;
     return index_;
 }

@@ -22,6 +22,18 @@ constexpr double kPi = 3.141592653589793;
 constexpr double kTwoPi = 6.283185307179586;
 /// Outlines with more vertices are not kept in memory.
 constexpr int kMaxKeptVertices = 1 << 20;
+/// Outlines up to this many vertices test every edge as a half-plane.
+constexpr int kAllEdgesBelow = 16;
+/// Half-plane answers closer than this fraction of the outline's scale to an edge are left to
+/// the exact index (rounding of the half-planes is some 1e-15 of the scale).
+constexpr double kConvexMarginFraction = 1e-8;
+constexpr double kMinConvexScale = 1e-140;
+constexpr double kMaxConvexScale = 1e140;
+/// Flatter outlines are left to the index: a point a margin inside the edge its ray crosses is
+/// then at least margin * aspect inside every edge.
+constexpr double kMinConvexAspect = 1e-4;
+/// Larger first-vertex angles (radians) lose too much precision to place a point's sector.
+constexpr double kMaxConvexAngle = 1e6;
 
 } // namespace
 
@@ -106,7 +118,66 @@ bool KXRegularPolygon::Refresh(const Key &key) const
     key_ = key;
     const std::vector<kxPoint> v = VerticesFor(key);
     index_.Build(v.data(), static_cast<int>(v.size()));
+    PrepareConvex(key);
     return true;
+}
+
+void KXRegularPolygon::PrepareConvex(const Key &key) const
+{
+    convex_ = false;
+    halfPlanes_.clear();
+    const std::vector<kxPoint> &v = index_.Vertices();
+    const int n = static_cast<int>(v.size());
+    hw_ = key.width / 2;
+    hh_ = key.height / 2;
+    a0_ = key.angle * kPi / 180.0;
+    step_ = kTwoPi / n;
+    const double scale = std::max(std::fabs(hw_), std::fabs(hh_));
+    if (n < 3 || !std::isfinite(scale) || scale < kMinConvexScale || scale > kMaxConvexScale ||
+        std::min(std::fabs(hw_), std::fabs(hh_)) < kMinConvexAspect * scale ||
+        !(std::fabs(a0_) < kMaxConvexAngle))
+        return;
+    const double orient = hw_ * hh_ > 0.0 ? 1.0 : -1.0;   // a mirrored outline runs clockwise
+    halfPlanes_.resize(3 * static_cast<size_t>(n));
+    for (int i = 0; i < n; ++i) {
+        const kxPoint &a = v[i], &b = v[i + 1 == n ? 0 : i + 1];
+        const double ex = b.x - a.x, ey = b.y - a.y, len = std::hypot(ex, ey);
+        if (!(len > 0.0))
+            return;
+        const double nx = -orient * ey / len, ny = orient * ex / len;
+        halfPlanes_[3 * i] = nx;
+        halfPlanes_[3 * i + 1] = ny;
+        halfPlanes_[3 * i + 2] = nx * a.x + ny * a.y;
+    }
+    convexMargin_ = kConvexMarginFraction * scale;
+    convex_ = true;
+}
+
+bool KXRegularPolygon::ContainsConvex(const kxPoint &p) const
+{
+    if (!convex_ || !std::isfinite(p.x) || !std::isfinite(p.y))
+        return index_.Contains(p);
+    const int n = static_cast<int>(halfPlanes_.size() / 3);
+    const double *hp = halfPlanes_.data();
+    double dmin = INFINITY;
+    if (n <= kAllEdgesBelow) {
+        for (int i = 0; i < n; ++i)
+            dmin = std::min(dmin, hp[3 * i] * p.x + hp[3 * i + 1] * p.y - hp[3 * i + 2]);
+    } else {
+        // The sector of the point's angle, taken on the circle the outline is mapped to.
+        double t = std::atan2(p.y / hh_, p.x / hw_) - a0_;
+        t -= kTwoPi * std::floor(t / kTwoPi);
+        int k = static_cast<int>(t / step_);
+        for (int j = k - 1; j <= k + 1; ++j) {
+            const int i = (j + n) % n;
+            dmin = std::min(dmin, hp[3 * i] * p.x + hp[3 * i + 1] * p.y - hp[3 * i + 2]);
+        }
+    }
+    if (dmin > convexMargin_)
+        return true;
+    if (dmin < -convexMargin_)
+        return false;
+    return index_.Contains(p);
 }
 
 void KXRegularPolygon::OnPublish()
@@ -223,7 +294,7 @@ bool KXRegularPolygon::Contains(const kxPoint &p) const
     if (key.n < 3)
         return false;
     if (Refresh(key))
-        return index_.Contains(p);
+        return ContainsConvex(p);
     return kxwinding::Contains(key.n, VertexRule(key.n, key.angle, key.width, key.height), p);
 }
 

@@ -1,8 +1,12 @@
 // Tests of the winding-angle containment rule, its tolerance form and the fast equivalents.
 #include "kx/geometry/kxpolygoncontains.h"
 
+#include "kx/geometry/kxpolygon.h"
+#include "kx/geometry/kxregularpolygon.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <string>
@@ -83,23 +87,38 @@ std::vector<kxPoint> TestPoints(const std::vector<kxPoint> &v, int count, unsign
     return pts;
 }
 
-void ExpectAgreement(const std::vector<kxPoint> &v, const std::string &name, unsigned seed)
+/// The array scan, a kxPolygonIndex and (when given) a shape built on the same outline must all
+/// equal the angle sum on 100,000 points.
+void ExpectAgreement(const std::vector<kxPoint> &v, const std::string &name, unsigned seed,
+                     const KXShape *shape = nullptr)
 {
     kxPolygonIndex index;
     index.Build(v.data(), static_cast<int>(v.size()));
     const std::vector<kxPoint> pts = TestPoints(v, 100000, seed);
-    int inside = 0, mismatchScan = 0, mismatchIndex = 0;
+    int inside = 0, mismatchScan = 0, mismatchIndex = 0, mismatchShape = 0;
     for (const kxPoint &p : pts) {
         const bool ref = kxPolygonContainsByAngle(v.data(), static_cast<int>(v.size()), p);
         inside += ref;
         mismatchScan += kxPolygonContains(v.data(), static_cast<int>(v.size()), p) != ref;
         mismatchIndex += index.Contains(p) != ref;
+        if (shape)
+            mismatchShape += shape->Contains(p) != ref;
     }
     EXPECT_EQ(mismatchScan, 0) << name;
     EXPECT_EQ(mismatchIndex, 0) << name;
+    EXPECT_EQ(mismatchShape, 0) << name;
     // Both answers occur in quantity, so agreement is not agreement on a constant.
     EXPECT_GT(inside, 15000) << name;
     EXPECT_LT(inside, 85000) << name;
+}
+
+/// A regular polygon shape and its agreement check.
+void ExpectRegularAgreement(int n, double angle, double w, double h, unsigned seed)
+{
+    KXRegularPolygon reg(n);
+    reg.angle = angle;
+    reg.setSize(w, h);
+    ExpectAgreement(reg.GetVertices(), "regular " + std::to_string(n), seed, &reg);
 }
 
 } // namespace
@@ -175,10 +194,16 @@ TEST(KXPolygonContainsTest, ToleranceFlagsOnVerticesAndEdges)
 
 TEST(KXPolygonContainsTest, FastFormsAgreeWithAngleRuleOnRandomPoints)
 {
-    ExpectAgreement(RegularPolygon(8, 1.0), "regular 8", 1);
-    ExpectAgreement(RegularPolygon(64, 3.0), "regular 64", 2);
-    ExpectAgreement(RegularPolygon(1024, 1.0), "regular 1024", 3);
-    ExpectAgreement(Star(1024, 1.0, 0.5), "star 1024", 4);
+    // Regular polygons through the shape (half-planes) as well; the last one mirrored.
+    ExpectRegularAgreement(8, 7.5, 2, 2, 1);
+    ExpectRegularAgreement(5, -30, 1, 3, 2);
+    ExpectRegularAgreement(64, 0, 3, 1, 3);
+    ExpectRegularAgreement(1024, 1, 2, 2, 4);
+    ExpectRegularAgreement(12, 200, -2, 1, 9);
+    KXPolygon star;
+    for (const kxPoint &q : Star(1024, 1.0, 0.45))
+        star.AddPoint(q.x, q.y);
+    ExpectAgreement(star.GetVertices(), "star 1024", 10, &star);
     ExpectAgreement({{0, 0}, {2, 0}, {2, 1}, {1, 1}, {1, 2}, {0, 2}}, "L", 5);
     // Clockwise, off-centre, large offset.
     std::vector<kxPoint> cw = RegularPolygon(37, 2.0, kxPoint(1e4, -3e3));
@@ -214,3 +239,4 @@ TEST(KXPolygonContainsTest, IndexHandlesDegenerateInput)
     EXPECT_EQ(index.Size(), 0);
     EXPECT_FALSE(index.Contains(kxPoint(0.5, 0.5)));
 }
+

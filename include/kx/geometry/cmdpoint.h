@@ -11,6 +11,8 @@
 #include "kx/geometry/kxgeomtypes.h"
 #include "kx/objects/kxobject.h"
 
+#include <vector>
+
 class kxNameSpace;
 
 class CMDPoint : public KXObject {
@@ -41,23 +43,55 @@ private:
     KXObject *parent_ = nullptr;   ///< not owned
 };
 
-/// A List<CMDPoint> whose insertions give the new point the list's parent.
-class CMDPointList : public List<CMDPoint> {
+/// A list of CMDPoints (indexed from 1, with List's current position) whose insertions give the
+/// new point the list's parent.
+///
+/// It is built on List<CMDPoint> privately, so that every change of its structure goes through
+/// the operations below; that lets it keep, besides the list, an array of pointers to its points
+/// (Pointers()) that polygons read in one pass instead of walking the links. Every List operation
+/// is available under the same name.
+class CMDPointList : private List<CMDPoint> {
 public:
     CMDPointList() = default;
     /// Copies the points; the copy has no parent until SetParent.
     CMDPointList(const CMDPointList &other);
     CMDPointList &operator=(const CMDPointList &other);
 
+    // Operations that change the structure.
     void append(const CMDPoint &p);
     void insert(int i, const CMDPoint &p);
     void insert(const CMDPoint &p);
+    void erase(int i);
+    void erase();
+    void unalloc();
+    bool move(int to, int from);
+    void reverse();
+
+    // Operations that leave the structure alone.
+    using List<CMDPoint>::operator[];
+    using List<CMDPoint>::set_idx;
+    using List<CMDPoint>::incr_idx;
+    using List<CMDPoint>::decr_idx;
+    using List<CMDPoint>::curr_cpt;
+    using List<CMDPoint>::last_cpt;
+    using List<CMDPoint>::size;
+    using List<CMDPoint>::get_idx;
+
+    /// The list as a List<CMDPoint>, for reading.
+    [[nodiscard]] const List<CMDPoint> &AsList() const { return *this; }
+
     /// Sets the parent of every point, and of points inserted later.
     void SetParent(KXObject *parent);
     [[nodiscard]] KXObject *GetParent() const { return parent_; }
 
+    /// Pointers to the points in order, indexed from 0; valid until the next change of the
+    /// list's structure.
+    [[nodiscard]] const std::vector<const CMDPoint *> &Pointers() const;
+
 private:
     KXObject *parent_ = nullptr;   ///< not owned
+    mutable std::vector<const CMDPoint *> pointers_;
+    mutable bool pointersValid_ = false;
 };
 
 #endif

@@ -76,9 +76,20 @@ private:
     [[nodiscard]] static std::vector<kxPoint> VerticesFor(const Key &key);
     /// Refreshes the kept outline; false when it is too large to keep.
     bool Refresh(const Key &key) const;
+    /// Prepares the half-plane form of the kept outline (see ContainsConvex).
+    void PrepareConvex(const Key &key) const;
+    /// The exact answer for the kept outline. The outline is convex and holds the origin, so a
+    /// point is inside when it is inside the edge crossed by the ray from the origin through it:
+    /// that edge and its two neighbours (found from the point's angle) are tested as half-planes,
+    /// or all edges of a small outline. Within a margin of an edge the index decides.
+    [[nodiscard]] bool ContainsConvex(const kxPoint &p) const;
 
     mutable Key key_{-1, 0, 0, 0};
     mutable kxPolygonIndex index_;
+    mutable std::vector<double> halfPlanes_;   ///< per edge: inward unit normal x, y, offset
+    mutable bool convex_ = false;              ///< the half-plane form is usable
+    mutable double convexMargin_ = 0;
+    mutable double a0_ = 0, step_ = 0, hw_ = 0, hh_ = 0;
 };
 
 #endif
