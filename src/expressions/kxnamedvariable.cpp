@@ -279,8 +279,8 @@ std::complex<double> kxVariableEvaluator::Run(kxNamedVariable &variable)
                        (target->ns_ && target->valueStamp_ == target->ns_->pseudoTime_)) {
                 Deliver(frame, target->value_);
             } else if (target->busy_) {
-                WarnCircular(*target);
-                Deliver(frame, {0.0, 0.0});
+                WarnCircular(*target);                // may run a hook: fetch the frame again
+                Deliver(stack[top], {0.0, 0.0});
             } else {
                 Begin(*target);
                 descended = true;
