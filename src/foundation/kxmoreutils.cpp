@@ -113,18 +113,6 @@ bool ScanInt(const char *&p, const char *e, int32_t &value)
     return true;
 }
 
-char *DupRange(const char *p, size_t n)
-{
-    char *copy = static_cast<char *>(std::malloc(n + 1));
-    if (!copy)
-        return nullptr;
-    std::memcpy(copy, p, n);
-    copy[n] = '\0';
-    return copy;
-}
-
-char *DupText(const char *text) { return text && *text ? DupRange(text, std::strlen(text)) : nullptr; }
-
 /// Formats into a std::string.
 std::string FormatV(const char *fmt, va_list args)
 {
@@ -311,6 +299,7 @@ bool FBuff::LoadFile(const char *path)
         error.set("Failed to open file \"%s\"\n", path ? path : "");
         return false;
     }
+    std::setvbuf(file, nullptr, _IOFBF, 64 * kStep);   // fewer, larger reads underneath
     ClearText();
     struct stat st;
     if (fstat(fileno(file), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0 &&
@@ -537,7 +526,6 @@ TextBlock &TextBlock::operator=(const TextBlock &other)
 TextBlock::~TextBlock()
 {
     delete previousText_;
-    std::free(name_);
 }
 
 void TextBlock::CopyBlockFields(const TextBlock &other)
@@ -548,8 +536,8 @@ void TextBlock::CopyBlockFields(const TextBlock &other)
     major_ = other.major_;
     minor_ = other.minor_;
     std::memcpy(type_, other.type_, sizeof type_);
-    std::free(name_);
-    name_ = DupText(other.name_);
+    name_ = other.name_;
+    hasName_ = other.hasName_;
     const bool nestedValid = other.nestedEdits_ == other.edits_;
     nested_ = nestedValid ? other.nested_ : std::vector<Nested>();
     nestedEdits_ = nestedValid ? edits_ : UINT32_MAX;
@@ -562,8 +550,7 @@ void TextBlock::ResetBlock()
     blockEnd_ = bodyStart_ = bodyEnd_ = 0;
     major_ = minor_ = -1;
     type_[0] = '\0';
-    std::free(name_);
-    name_ = nullptr;
+    hasName_ = false;
     nested_.clear();
     nestedEdits_ = UINT32_MAX;
 }
@@ -587,8 +574,7 @@ void TextBlock::ParseHeader(const char *line, size_t n)
 {
     major_ = minor_ = 0;
     type_[0] = '\0';
-    std::free(name_);
-    name_ = nullptr;
+    hasName_ = false;
 
     const char *p = line;
     const char *const e = line + n;
@@ -635,7 +621,10 @@ void TextBlock::ParseHeader(const char *line, size_t n)
     while (p < e && *p != '"' && p - quote < 255)
         ++p;
     if (p > quote)
-        name_ = DupRange(quote, size_t(p - quote));
+    {
+        name_.assign(quote, size_t(p - quote));
+        hasName_ = true;
+    }
 }
 
 bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool skipWhitespace)
@@ -887,11 +876,6 @@ int TextBlock::getNBodyLines()
     return lines;
 }
 
-bool TextBlock::EOB() const
-{
-    return !text_ || len_ == 0 || posn_ >= bodyEnd_ || text_[posn_] == '\0';
-}
-
 void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *previousText)
 {
     // 1. The old text, kept as the source of the comments to carry over.
@@ -921,7 +905,7 @@ void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *p
 
     // 3. The header line.
     std::string header;
-    AppendHeaderLine(header, sig, name_);
+    AppendHeaderLine(header, sig, getName());
     indent_ = 0;
     Append(header.c_str());
     bodyStart_ = len_;
@@ -966,7 +950,7 @@ void TextBlock::setHeader(const TBlockSig &sig, const char *name)
     major_ = sig.major;
     minor_ = sig.minor;
     std::string header;
-    AppendHeaderLine(header, sig, name_);
+    AppendHeaderLine(header, sig, getName());
 
     // Replace the old header line [0, bodyStart) by the new one, moving the rest.
     const uint32_t oldHead = bodyStart_ < len_ ? bodyStart_ : len_;
@@ -1000,9 +984,9 @@ const char *TextBlock::MakeTBlockHeader(const TBlockSig &sig, const char *name)
 
 void TextBlock::setName(const char *name)
 {
-    char *copy = DupText(name);
-    std::free(name_);
-    name_ = copy;
+    hasName_ = name && *name;
+    if (hasName_)
+        name_.assign(name);   // safe when `name` is our own name
 }
 
 void TextBlock::setType(const char *type)

@@ -78,12 +78,12 @@ public:
     void GotoBody();
     int getNBodyLines();
     /// True at the end of the body.
-    bool EOB() const;
+    bool EOB() const { return !text_ || len_ == 0 || posn_ >= bodyEnd_ || text_[posn_] == '\0'; }
 
     // Queries.
     bool Loaded() const { return major_ != -1 || minor_ != -1; }
     /// The block's name, or null when it has none.
-    const char *getName() const { return name_; }
+    const char *getName() const { return hasName_ ? name_.c_str() : nullptr; }
     const char *getType() const { return type_; }
     /// The header line; valid until the next call or change of the block.
     const char *getHeader() const;
@@ -142,7 +142,8 @@ private:
     uint32_t bodyEnd_ = 0;
     int32_t major_ = -1;
     int32_t minor_ = -1;
-    char *name_ = nullptr;
+    std::string name_;             ///< the name, when hasName_
+    bool hasName_ = false;
     char type_[32] = {};
     TextBlock *previousText_ = nullptr;
     mutable std::string headerLine_;   ///< what getHeader() last returned
