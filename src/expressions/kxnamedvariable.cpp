@@ -304,6 +304,13 @@ void kxVariableEvaluator::Begin(kxNamedVariable &variable)
     if (!variable.compiled_ || variable.expressionStamp_ > variable.valueStamp_) {
         Rebuild(variable);
         frame.marked = frame.rebuilt = true;
+    } else if (variable.references_ && variable.refGeneration_ == kxNameSpace::Generation()) {
+        // The referenced variables are about to be read one after the other: ask for all of
+        // them at once, so that their cache misses overlap.
+        const kxNamedVariable::Reference *items = variable.references_->Items();
+        for (int k = 0; k < variable.references_->count; ++k)
+            if (items[k].target)
+                __builtin_prefetch(items[k].target);
     }
     Stack().push_back(frame);
 }
