@@ -24,6 +24,9 @@
 // - StartRead, eCheckType, eCheckVersion and eCheckSig return true when the block passed;
 //   with an error already pending they do nothing and return false. CheckStartRead reports
 //   through SyntaxErr and runs whatever the error record holds.
+// - Lines of any length are scanned in place; when the text of a block cannot be allocated,
+//   LoadBlock reports "not enough memory to read text block beginning \r\n%s...\r\n" with
+//   the header cut to 40 characters.
 // - Headers quoted in messages are cut to 900 characters (400 in syntax errors), so that a
 //   runaway header line cannot overflow the message.
 //
