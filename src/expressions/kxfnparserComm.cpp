@@ -39,6 +39,7 @@ enum Op : int32_t {
     opEqK, opNeK, opLtK, opLeK, opGtK, opGeK,
     opEqPK, opNePK, opLtPK, opLePK, opGtPK, opGePK,   // push param arg compared with constant
     opMax, opMin,  // arg: argument count
+    opMaxK, opMinK,  // top against the constant
     opLinInterp,   // arg: index of the prepared table; pops x
     opJumpIfFalse, // arg: target
     opJump,        // arg: target
@@ -46,7 +47,8 @@ enum Op : int32_t {
     opSpline,      // arg: index of the prepared table(s); pops x
     // Inline built-ins of one argument (also the inlineOp of their parser entries).
     opSqrt, opSign, opAbs, opExp, opSin, opCos, opTan, opSinh, opCosh, opTanh, opLn, opLog10,
-    opAsin, opAcos, opAtan, opReal, opImag, opArg
+    opAsin, opAcos, opAtan, opReal, opImag, opArg,
+    opEnd          // closes every program
 };
 constexpr int kFormK = opAddK - opAdd;
 constexpr int kFormP = opAddP - opAdd;
@@ -648,7 +650,10 @@ private:
             return;
         if (n + 1 > kLocalStack && static_cast<int>(e_.stackSpace_.size()) < n + 3)
             e_.stackSpace_.resize(n + 3);
-        const T value = e_.Run(code_.data() + size - 1 - n, n + 1, n + 1, ArrayValues<T>{nullptr});
+        std::vector<KXExprInstr<T>> slice(code_.begin() + (size - 1 - n), code_.end());
+        slice.emplace_back();
+        slice.back().op = opEnd;
+        const T value = e_.Run(slice.data(), n + 1, ArrayValues<T>{nullptr});
         if (int(error) != 0) {
             error.reset();
             return;
@@ -1189,7 +1194,14 @@ private:
             return;
         }
         if (f.inlineOp == kInlineMax || f.inlineOp == kInlineMin) {
-            Emit(f.inlineOp == kInlineMax ? opMax : opMin, n, n, 1);
+            const bool isMax = f.inlineOp == kInlineMax;
+            if (n == 2 && LastIs(opConst) && !HasImag(code_.back().constant) &&
+                !LastAreConstantsBefore(static_cast<int>(code_.size()), 2)) {
+                code_.back().op = isMax ? opMaxK : opMinK;
+                --stack_;
+                return;
+            }
+            Emit(isMax ? opMax : opMin, n, n, 1);
             FoldTail(n);
             return;
         }
@@ -1403,6 +1415,8 @@ bool KXExpressionT<T>::Compile()
             use(in.index2);
     }
     stackSpace_.resize(maxStack_ > kLocalStack ? maxStack_ + 2 : 0);
+    code_.emplace_back();
+    code_.back().op = opEnd;
     valuesChecked_ = false;
     state_ = Compiled;
     return true;
@@ -1411,7 +1425,7 @@ bool KXExpressionT<T>::Compile()
 template <class T>
 bool KXExpressionT<T>::IsConstant() const
 {
-    return state_ == Compiled && code_.size() == 1 && code_[0].op == opConst;
+    return state_ == Compiled && code_.size() == 2 && code_[0].op == opConst;
 }
 
 // Scalar parameters, once found set, stay set until the next compilation, so they are checked
@@ -1451,7 +1465,7 @@ T KXExpressionT<T>::Evaluate()
         valuesChecked_ = std::none_of(usedParams_.begin(), usedParams_.end(),
                                       [this](int i) { return params_[i].IsVector(); });
     }
-    return Run(code_.data(), static_cast<int>(code_.size()), maxStack_, OwnValues<T>{params_.data()});
+    return Run(code_.data(), maxStack_, OwnValues<T>{params_.data()});
 }
 
 template <class T>
@@ -1460,7 +1474,7 @@ T KXExpressionT<T>::Evaluate(const T *values)
     if (!Prepare() || !CheckUsedValues(true))
         return T();
     KX_CHECK_MSG(values || usedParams_.empty(), T(), "no parameter values given");
-    return Run(code_.data(), static_cast<int>(code_.size()), maxStack_, ArrayValues<T>{values});
+    return Run(code_.data(), maxStack_, ArrayValues<T>{values});
 }
 
 // The evaluator: one pass over the program with a value stack on the machine stack, its top
@@ -1469,8 +1483,7 @@ T KXExpressionT<T>::Evaluate(const T *values)
 // operation that leaves the error record set (when it was clear at the start).
 template <class T>
 template <class Values>
-T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int size, int stackSize,
-                        const Values &values) const
+T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int stackSize, const Values &values) const
 {
     // Depth d uses slots 1 .. d, and a call spills one more. Deep programs use the space
     // reserved when they were compiled; slot 0 is never used.
@@ -1478,170 +1491,211 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int size, int stackSize,
     T *const stack = stackSize <= kLocalStack ? reinterpret_cast<T *>(raw) : stackSpace_.data();
     T *sp = stack;
     T top = T();
-    const bool clean = int(error) == 0;
 #define KX_PUSH(value)        \
     do {                      \
         const T pushed = (value); \
         *++sp = top;          \
         top = pushed;         \
     } while (0)
-    for (int pc = 0; pc < size; ++pc) {
-        const KXExprInstr<T> &in = code[pc];
-        switch (in.op) {
-        case opConst: KX_PUSH(in.constant); break;
-        case opParam: KX_PUSH(values(in.arg)); break;
-        case opNeg: top = T() - top; break;   // 0 - x keeps a zero imaginary part positive
-        case opSqr: top = top * top; break;
-        case opAdd: top = *sp-- + top; break;
-        case opSub: top = *sp-- - top; break;
-        case opMul: top = *sp-- * top; break;
-        case opDiv:
+    // Threaded dispatch: each handler jumps straight to the handler of the next instruction.
+    static const void *const handlers[] = {
+        &&L_opConst, &&L_opParam, &&L_opVecElem, &&L_opNeg, &&L_opSqr, &&L_opAdd, &&L_opSub,
+        &&L_opMul, &&L_opDiv, &&L_opPow, &&L_opAddK, &&L_opSubK, &&L_opMulK, &&L_opDivK, &&L_opPowK,
+        &&L_opAddP, &&L_opSubP, &&L_opMulP, &&L_opDivP, &&L_opPowP, &&L_opAddPK, &&L_opSubPK,
+        &&L_opMulPK, &&L_opDivPK, &&L_opPowPK, &&L_opAddPP, &&L_opSubPP, &&L_opMulPP, &&L_opDivPP,
+        &&L_opPowPP, &&L_opSubKP, &&L_opDivKP, &&L_opPowKP, &&L_opEq, &&L_opNe, &&L_opLt, &&L_opLe,
+        &&L_opGt, &&L_opGe, &&L_opEqK, &&L_opNeK, &&L_opLtK, &&L_opLeK, &&L_opGtK, &&L_opGeK,
+        &&L_opEqPK, &&L_opNePK, &&L_opLtPK, &&L_opLePK, &&L_opGtPK, &&L_opGePK, &&L_opMax,
+        &&L_opMin, &&L_opMaxK, &&L_opMinK, &&L_opLinInterp, &&L_opJumpIfFalse, &&L_opJump,
+        &&L_opCall, &&L_opSpline, &&L_opSqrt, &&L_default, &&L_default, &&L_opExp, &&L_opSin,
+        &&L_opCos, &&L_default, &&L_default, &&L_default, &&L_default, &&L_default, &&L_default,
+        &&L_default, &&L_default, &&L_default, &&L_default, &&L_default, &&L_default, &&L_opEnd};
+    static_assert(sizeof(handlers) / sizeof(handlers[0]) == opEnd + 1, "one handler per op");
+#define KX_NEXT()                    \
+    do {                             \
+        ++in;                        \
+        goto *handlers[in->op];      \
+    } while (0)
+    const KXExprInstr<T> *in = code;
+    goto *handlers[in->op];
+    {
+
+        L_opConst: KX_PUSH(in->constant); KX_NEXT();
+        L_opParam: KX_PUSH(values(in->arg)); KX_NEXT();
+        L_opNeg: top = T() - top; KX_NEXT();   // 0 - x keeps a zero imaginary part positive
+        L_opSqr: top = top * top; KX_NEXT();
+        L_opAdd: top = *sp-- + top; KX_NEXT();
+        L_opSub: top = *sp-- - top; KX_NEXT();
+        L_opMul: top = *sp-- * top; KX_NEXT();
+        L_opDiv:
             if (IsZeroValue(top))
                 return Fault<T>("division by zero");
             top = *sp-- / top;
-            break;
-        case opPow:
-            if (!PowerOf(*sp, top, top))
+            KX_NEXT();
+        L_opPow: {
+            T r;
+            if (!PowerOf(*sp, top, r))
                 return T();
+            top = r;
             --sp;
-            break;
-        case opAddK: top += in.constant; break;
-        case opSubK: top -= in.constant; break;
-        case opMulK: top *= in.constant; break;
-        case opDivK:
-            if (IsZeroValue(in.constant))
+            KX_NEXT();
+        }
+        L_opAddK: top += in->constant; KX_NEXT();
+        L_opSubK: top -= in->constant; KX_NEXT();
+        L_opMulK: top *= in->constant; KX_NEXT();
+        L_opDivK:
+            if (IsZeroValue(in->constant))
                 return Fault<T>("division by zero");
-            top /= in.constant;
-            break;
-        case opPowK:
-            if (!PowerOf(top, in.constant, top))
+            top /= in->constant;
+            KX_NEXT();
+        L_opPowK: {
+            T r;
+            if (!PowerOf(top, in->constant, r))
                 return T();
-            break;
-        case opAddP: top += values(in.arg); break;
-        case opSubP: top -= values(in.arg); break;
-        case opMulP: top *= values(in.arg); break;
-        case opDivP: {
-            const T &d = values(in.arg);
+            top = r;
+            KX_NEXT();
+        }
+        L_opAddP: top += values(in->arg); KX_NEXT();
+        L_opSubP: top -= values(in->arg); KX_NEXT();
+        L_opMulP: top *= values(in->arg); KX_NEXT();
+        L_opDivP: {
+            const T &d = values(in->arg);
             if (IsZeroValue(d))
                 return Fault<T>("division by zero");
             top /= d;
-            break;
+            KX_NEXT();
         }
-        case opPowP:
-            if (!PowerOf(top, values(in.arg), top))
-                return T();
-            break;
-        case opAddPK: KX_PUSH(values(in.arg) + in.constant); break;
-        case opSubPK: KX_PUSH(values(in.arg) - in.constant); break;
-        case opMulPK: KX_PUSH(values(in.arg) * in.constant); break;
-        case opDivPK:
-            if (IsZeroValue(in.constant))
-                return Fault<T>("division by zero");
-            KX_PUSH(values(in.arg) / in.constant);
-            break;
-        case opPowPK: {
+        L_opPowP: {
             T r;
-            if (!PowerOf(values(in.arg), in.constant, r))
+            if (!PowerOf(top, values(in->arg), r))
+                return T();
+            top = r;
+            KX_NEXT();
+        }
+        L_opAddPK: KX_PUSH(values(in->arg) + in->constant); KX_NEXT();
+        L_opSubPK: KX_PUSH(values(in->arg) - in->constant); KX_NEXT();
+        L_opMulPK: KX_PUSH(values(in->arg) * in->constant); KX_NEXT();
+        L_opDivPK:
+            if (IsZeroValue(in->constant))
+                return Fault<T>("division by zero");
+            KX_PUSH(values(in->arg) / in->constant);
+            KX_NEXT();
+        L_opPowPK: {
+            T r;
+            if (!PowerOf(values(in->arg), in->constant, r))
                 return T();
             KX_PUSH(r);
-            break;
+            KX_NEXT();
         }
-        case opAddPP: KX_PUSH(values(in.arg) + values(in.index2)); break;
-        case opSubPP: KX_PUSH(values(in.arg) - values(in.index2)); break;
-        case opMulPP: KX_PUSH(values(in.arg) * values(in.index2)); break;
-        case opDivPP: {
-            const T &d = values(in.index2);
+        L_opAddPP: KX_PUSH(values(in->arg) + values(in->index2)); KX_NEXT();
+        L_opSubPP: KX_PUSH(values(in->arg) - values(in->index2)); KX_NEXT();
+        L_opMulPP: KX_PUSH(values(in->arg) * values(in->index2)); KX_NEXT();
+        L_opDivPP: {
+            const T &d = values(in->index2);
             if (IsZeroValue(d))
                 return Fault<T>("division by zero");
-            KX_PUSH(values(in.arg) / d);
-            break;
+            KX_PUSH(values(in->arg) / d);
+            KX_NEXT();
         }
-        case opPowPP: {
+        L_opPowPP: {
             T r;
-            if (!PowerOf(values(in.arg), values(in.index2), r))
+            if (!PowerOf(values(in->arg), values(in->index2), r))
                 return T();
             KX_PUSH(r);
-            break;
+            KX_NEXT();
         }
-        case opSubKP: KX_PUSH(in.constant - values(in.arg)); break;
-        case opDivKP: {
-            const T &d = values(in.arg);
+        L_opSubKP: KX_PUSH(in->constant - values(in->arg)); KX_NEXT();
+        L_opDivKP: {
+            const T &d = values(in->arg);
             if (IsZeroValue(d))
                 return Fault<T>("division by zero");
-            KX_PUSH(in.constant / d);
-            break;
+            KX_PUSH(in->constant / d);
+            KX_NEXT();
         }
-        case opPowKP: {
+        L_opPowKP: {
             T r;
-            if (!PowerOf(in.constant, values(in.arg), r))
+            if (!PowerOf(in->constant, values(in->arg), r))
                 return T();
             KX_PUSH(r);
-            break;
+            KX_NEXT();
         }
-        case opEqPK: KX_PUSH(Re(values(in.arg)) == Re(in.constant) ? 1.0 : 0.0); break;
-        case opNePK: KX_PUSH(Re(values(in.arg)) != Re(in.constant) ? 1.0 : 0.0); break;
-        case opLtPK: KX_PUSH(Re(values(in.arg)) < Re(in.constant) ? 1.0 : 0.0); break;
-        case opLePK: KX_PUSH(Re(values(in.arg)) <= Re(in.constant) ? 1.0 : 0.0); break;
-        case opGtPK: KX_PUSH(Re(values(in.arg)) > Re(in.constant) ? 1.0 : 0.0); break;
-        case opGePK: KX_PUSH(Re(values(in.arg)) >= Re(in.constant) ? 1.0 : 0.0); break;
-        case opEq: top = Re(*sp--) == Re(top) ? 1.0 : 0.0; break;
-        case opNe: top = Re(*sp--) != Re(top) ? 1.0 : 0.0; break;
-        case opLt: top = Re(*sp--) < Re(top) ? 1.0 : 0.0; break;
-        case opLe: top = Re(*sp--) <= Re(top) ? 1.0 : 0.0; break;
-        case opGt: top = Re(*sp--) > Re(top) ? 1.0 : 0.0; break;
-        case opGe: top = Re(*sp--) >= Re(top) ? 1.0 : 0.0; break;
-        case opEqK: top = Re(top) == Re(in.constant) ? 1.0 : 0.0; break;
-        case opNeK: top = Re(top) != Re(in.constant) ? 1.0 : 0.0; break;
-        case opLtK: top = Re(top) < Re(in.constant) ? 1.0 : 0.0; break;
-        case opLeK: top = Re(top) <= Re(in.constant) ? 1.0 : 0.0; break;
-        case opGtK: top = Re(top) > Re(in.constant) ? 1.0 : 0.0; break;
-        case opGeK: top = Re(top) >= Re(in.constant) ? 1.0 : 0.0; break;
-        case opJumpIfFalse: {
+        L_opEqPK: KX_PUSH(Re(values(in->arg)) == Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        L_opNePK: KX_PUSH(Re(values(in->arg)) != Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        L_opLtPK: KX_PUSH(Re(values(in->arg)) < Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        L_opLePK: KX_PUSH(Re(values(in->arg)) <= Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        L_opGtPK: KX_PUSH(Re(values(in->arg)) > Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        L_opGePK: KX_PUSH(Re(values(in->arg)) >= Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        L_opEq: top = Re(*sp--) == Re(top) ? 1.0 : 0.0; KX_NEXT();
+        L_opNe: top = Re(*sp--) != Re(top) ? 1.0 : 0.0; KX_NEXT();
+        L_opLt: top = Re(*sp--) < Re(top) ? 1.0 : 0.0; KX_NEXT();
+        L_opLe: top = Re(*sp--) <= Re(top) ? 1.0 : 0.0; KX_NEXT();
+        L_opGt: top = Re(*sp--) > Re(top) ? 1.0 : 0.0; KX_NEXT();
+        L_opGe: top = Re(*sp--) >= Re(top) ? 1.0 : 0.0; KX_NEXT();
+        L_opEqK: top = Re(top) == Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        L_opNeK: top = Re(top) != Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        L_opLtK: top = Re(top) < Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        L_opLeK: top = Re(top) <= Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        L_opGtK: top = Re(top) > Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        L_opGeK: top = Re(top) >= Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        L_opJumpIfFalse: {
             const double c = Re(top);
             top = *sp--;
             if (std::isnan(c))
                 return Fault<T>("conditional operator evaluation error\n");
             if (c == 0.0)
-                pc = in.arg - 1;
-            break;
+                in = code + in->arg - 1;
+            KX_NEXT();
         }
-        case opJump: pc = in.arg - 1; break;
-        case opCall: {
+        L_opJump: in = code + in->arg - 1; KX_NEXT();
+        L_opCall: {
             // The arguments are the n topmost values: spill the cached top to make them one run.
-            const int n = in.arg;
+            const int n = in->arg;
             *++sp = top;
             sp -= n;
-            top = in.routine(KXParListT<T>(sp + 1, n));
-            if (clean && int(error) != 0)
+            const int before = int(error);
+            top = in->routine(KXParListT<T>(sp + 1, n));
+            if (before == 0 && int(error) != 0)
                 return T();
-            break;
+            KX_NEXT();
         }
-        case opMax:
-        case opMin: {
-            const int n = in.arg;
+        L_opMax:
+        L_opMin: {
+            const int n = in->arg;
             *++sp = top;
             sp -= n;
-            if (!MaxMinOf(sp + 1, n, in.op == opMax, top))
+            T r;
+            if (!MaxMinOf(sp + 1, n, in->op == opMax, r))
                 return T();
-            break;
+            top = r;
+            KX_NEXT();
         }
-        case opSpline: {
+        L_opMaxK:
+        L_opMinK:
+            if (HasImag(top))
+                return Fault<T>(in->op == opMaxK ? "cannot pass complex number to function \"max\"\n"
+                                                : "cannot pass complex number to function \"min\"\n");
+            if (in->op == opMaxK ? Re(in->constant) > Re(top) : Re(in->constant) < Re(top))
+                top = in->constant;
+            else
+                top = Re(top);
+            KX_NEXT();
+        L_opSpline: {
             const double x = Re(top);
             if constexpr (std::is_same<T, double>::value)
-                top = tables_[in.arg]->Evaluate(x);
+                top = tables_[in->arg]->Evaluate(x);
             else
-                top = T(tables_[in.arg]->Evaluate(x), tables_[in.arg + 1]->Evaluate(x));
-            break;
+                top = T(tables_[in->arg]->Evaluate(x), tables_[in->arg + 1]->Evaluate(x));
+            KX_NEXT();
         }
-        case opLinInterp: {
+        L_opLinInterp: {
             if (HasImag(top))
                 return Fault<T>("cannot pass complex number in this position to function \"lininterp\"\n");
-            const std::vector<T> &table = *linTables_[in.arg];
+            const std::vector<T> &table = *linTables_[in->arg];
             top = LinInterpTable(table.data(), static_cast<int>(table.size()) / 2, Re(top));
-            break;
+            KX_NEXT();
         }
-        case opVecElem: {
-            const KXParameterT<T> &p = params_[in.arg];
+        L_opVecElem: {
+            const KXParameterT<T> &p = params_[in->arg];
             const double at = Re(top);
             const int i = std::isnan(at) ? INT_MIN
                           : at <= INT_MIN ? INT_MIN
@@ -1653,24 +1707,30 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int size, int stackSize,
                 return T();
             }
             top = p.data_[i - p.lbd_];
-            break;
+            KX_NEXT();
         }
-        case opSqrt:
+        L_opSqrt:
             if constexpr (std::is_same<T, double>::value) {
                 if (top < 0.0)
                     return Fault<T>("negative argument in sqrt\n");
             }
             top = std::sqrt(top);
-            break;
-        case opSin: top = std::sin(top); break;
-        case opCos: top = std::cos(top); break;
-        case opExp: top = std::exp(top); break;
-        default:
-            if (!ApplyUnary(in.op, top))
+            KX_NEXT();
+        L_opSin: top = std::sin(top); KX_NEXT();
+        L_opCos: top = std::cos(top); KX_NEXT();
+        L_opExp: top = std::exp(top); KX_NEXT();
+        L_default: {
+            T x = top;
+            if (!ApplyUnary(in->op, x))
                 return T();
-            break;
+            top = x;
+            KX_NEXT();
         }
+        L_opEnd:
+            goto finished;
     }
+finished:
+#undef KX_NEXT
 #undef KX_PUSH
     return sp == stack + 1 ? top : T();
 }

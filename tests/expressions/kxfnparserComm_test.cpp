@@ -59,11 +59,15 @@ Cx C(const char *text, std::initializer_list<std::pair<const char *, Cx>> params
     return v;
 }
 
-std::string FaultC(const char *text)
+std::string FaultC(const char *text, std::initializer_list<std::pair<const char *, Cx>> params = {})
 {
     error.reset();
     KXExpressionC e;
     e.setExpression(text);
+    for (const auto &p : params)
+        e.DeclareParam(p.first, "", 0, -1);
+    for (const auto &p : params)
+        e.GetParam(e.FindParam(p.first)).SetValue(p.second);
     e.Evaluate();
     std::string fault = error.chars();
     error.reset();
@@ -231,6 +235,7 @@ TEST(KXExpressionTest, OperandFormsAgreeWithPlainArithmetic)
         {"a == 3", 1},   {"a != 3", 0},       {"(a+b) > (a-b)", 0}, {"max(a, b, 7)", 7},
         {"min(a, b)", -2}, {"max(a)", 3},     {"if(a > 2, b, a)", -2}, {"z*a", 0},
         {"2-a", -1},     {"6/a", 2},          {"2+a", 5},           {"2*a", 6},
+        {"max(a, 2)", 3}, {"max(b, 2)", 2},   {"min(a, 2)", 2},     {"min(b, 2)", -2},
         {"4**h", 2},     {"b < 0", 1},        {"(a+b) == 1", 1},    {"1 - (2 - a)", 2},
     };
     for (const auto &c : cases)
@@ -522,6 +527,13 @@ TEST(KXExpressionCTest, ComplexVariant)
     EXPECT_EQ(FaultC("max(1, sqrt(-1))"), "cannot pass complex number to function \"max\"\n");
     EXPECT_EQ(FaultC("min(sqrt(-1))"), "cannot pass complex number to function \"min\"\n");
     EXPECT_EQ(FaultC("min()"), "too few arguments in function \"min\"\n");
+    EXPECT_EQ(FaultC("max(z, 1)", {{"z", Cx(1, 1)}}), "cannot pass complex number to function \"max\"\n");
+    EXPECT_EQ(FaultC("min(z, 1)", {{"z", Cx(1, 1)}}), "cannot pass complex number to function \"min\"\n");
+    EXPECT_EQ(FaultC("max(z, w, 1)", {{"z", Cx(1, 0)}, {"w", Cx(0, 1)}}),
+              "cannot pass complex number to function \"max\"\n");
+    EXPECT_EQ(C("min(z, 1)", {{"z", Cx(3, 0)}}), Cx(1, 0));
+    EXPECT_EQ(FaultC("lininterp(z, 0, 0, 1, 1)", {{"z", Cx(0.5, 1)}}),
+              "cannot pass complex number in this position to function \"lininterp\"\n");
     // lininterp: positions must be real, ordinates may be complex.
     EXPECT_EQ(C("lininterp(0.5, 0, 0, 1, z)", {{"z", Cx(2, 4)}}), Cx(1, 2));
     EXPECT_EQ(FaultC("lininterp(sqrt(-1), 0, 0, 1, 1)"),

@@ -96,6 +96,13 @@ constexpr int kxExprMaxCode = 16384;
 constexpr int kxExprMaxStack = 1024;
 constexpr int kxExprMaxDepth = 200;
 
+// Internal members bound inside the library (no interposition, direct calls).
+#if defined(__GNUC__)
+#define KX_LIBRARY_INTERNAL __attribute__((visibility("hidden")))
+#else
+#define KX_LIBRARY_INTERNAL
+#endif
+
 /// DeclareParam flag: the parameter is a vector, used as name[index].
 constexpr int kxParamVector = 1;
 
@@ -296,17 +303,18 @@ public:
     T Evaluate(const T *values);
 
     /// Number of instructions in the compiled program (0 when not compiled).
-    [[nodiscard]] int ProgramSize() const { return static_cast<int>(code_.size()); }
+    [[nodiscard]] int ProgramSize() const { return code_.empty() ? 0 : static_cast<int>(code_.size()) - 1; }
     /// True when the compiled program is a single constant.
     [[nodiscard]] bool IsConstant() const;
 
 private:
     enum State { NotCompiled, Compiled, Failed };
     class Compiler;
+    /// Runs a program that ends with its end instruction.
     template <class Values>
-    T Run(const KXExprInstr<T> *code, int size, int stackSize, const Values &values) const;
-    [[nodiscard]] bool Prepare();
-    [[nodiscard]] bool CheckUsedValues(bool scalarsGiven) const;
+    KX_LIBRARY_INTERNAL T Run(const KXExprInstr<T> *code, int stackSize, const Values &values) const;
+    [[nodiscard]] KX_LIBRARY_INTERNAL bool Prepare();
+    [[nodiscard]] KX_LIBRARY_INTERNAL bool CheckUsedValues(bool scalarsGiven) const;
 
     const KXFuncParserT<T> *parser_;
     KXString text_;
