@@ -9,6 +9,9 @@
 //                               loop over doubles after the same change.
 // Printed: cost per variable of each, the ratio (b)/(c), and the resident memory that the
 // namespace takes (after the first pass, and at its peak while it was built and evaluated).
+// Each is measured on two graphs: references drawn from all earlier variables (argument 0, the
+// figures of record) and from the 64 preceding ones (argument 1, the locality of a project
+// written by hand).
 //
 // The graph: v0 and v1 are plain values; an even variable names one earlier even variable and
 // up to two earlier variables of any kind, an odd variable names only earlier odd ones. So
@@ -59,18 +62,27 @@ public:
         state_ = state_ * 6364136223846793005ull + 1442695040888963407ull;
         return static_cast<unsigned>(state_ >> 33);
     }
-    /// A random index below `limit` of the same parity as `parity`.
-    int Pick(int limit, int parity)
+    /// A random index in [low, limit) of the given parity (there is one).
+    int Pick(int low, int limit, int parity)
     {
-        const int choices = (limit - parity + 1) / 2;
-        return parity + 2 * static_cast<int>(Next() % static_cast<unsigned>(choices));
+        const int first = low + ((parity - low % 2 + 2) % 2);
+        const int choices = (limit - first + 1) / 2;
+        return first + 2 * static_cast<int>(Next() % static_cast<unsigned>(choices));
     }
+    /// A random index in [low, limit).
+    int Any(int low, int limit) { return low + static_cast<int>(Next() % static_cast<unsigned>(limit - low)); }
 
 private:
     unsigned long long state_ = 12345;
 };
 
-std::vector<Node> MakeGraph()
+/// The two graphs measured: references drawn from all earlier variables (kRandom), or from the
+/// 64 variables defined just before (kLocal: formulas naming nearby definitions, as in a
+/// hand-written project).
+enum GraphKind { kRandom = 0, kLocal = 1 };
+constexpr int kLocalWindow = 64;
+
+std::vector<Node> MakeGraph(GraphKind kind)
 {
     std::vector<Node> nodes(kCount);
     nodes[0] = {{0, 0, 0}, 0};
@@ -80,18 +92,18 @@ std::vector<Node> MakeGraph()
         Node &node = nodes[i];
         node.count = 1 + static_cast<int>(random.Next() % 3);
         const int parity = i % 2;
-        node.refs[0] = random.Pick(i, parity);
+        const int low = kind == kLocal && i > kLocalWindow ? i - kLocalWindow : 0;
+        node.refs[0] = random.Pick(low, i, parity);
         for (int k = 1; k < node.count; ++k)
-            node.refs[k] = parity == 0 ? static_cast<int>(random.Next() % static_cast<unsigned>(i))
-                                       : random.Pick(i, 1);
+            node.refs[k] = parity == 0 ? random.Any(low, i) : random.Pick(low, i, 1);
     }
     return nodes;
 }
 
-const std::vector<Node> &Graph()
+const std::vector<Node> &Graph(GraphKind kind)
 {
-    static const std::vector<Node> graph = MakeGraph();
-    return graph;
+    static const std::vector<Node> graphs[2] = {MakeGraph(kRandom), MakeGraph(kLocal)};
+    return graphs[kind];
 }
 
 /// The namespace, built and evaluated once; memory and the first pass are measured on the way.
@@ -103,9 +115,9 @@ struct Project {
     double firstPassNsPerVar = 0;
     int cacheHits = 0;        // variables whose cache was current before the second pass
 
-    Project()
+    explicit Project(GraphKind kind)
     {
-        const std::vector<Node> &graph = Graph();
+        const std::vector<Node> &graph = Graph(kind);
         const long before = ReadStatusKiB("VmRSS");
         ns = std::make_unique<kxNameSpace>();
         variables.reserve(kCount);
@@ -140,14 +152,17 @@ struct Project {
     }
 };
 
-Project &TheProject()
+Project &TheProject(GraphKind kind)
 {
-    static Project project;
-    return project;
+    static Project random(kRandom);
+    if (kind == kRandom)
+        return random;
+    static Project local(kLocal);
+    return local;
 }
 
-/// Per-variable costs measured by the benchmarks below (mean over their iterations).
-double secondPassNs = 0, afterChangeKxNs = 0, afterChangePlainNs = 0;
+/// Per-variable costs measured by the benchmarks below (mean over their iterations), per graph.
+double secondPassNs[2], afterChangeKxNs[2], afterChangePlainNs[2];
 double maxDifference = 0;
 
 double PerVariable(std::chrono::steady_clock::duration total, benchmark::IterationCount iterations)
@@ -157,7 +172,8 @@ double PerVariable(std::chrono::steady_clock::duration total, benchmark::Iterati
 
 void BM_KxSecondPass(benchmark::State &state)
 {
-    Project &project = TheProject();
+    const auto kind = static_cast<GraphKind>(state.range(0));
+    Project &project = TheProject(kind);
     std::chrono::steady_clock::duration total{};
     for (auto _ : state) {
         const auto start = std::chrono::steady_clock::now();
@@ -165,14 +181,15 @@ void BM_KxSecondPass(benchmark::State &state)
             benchmark::DoNotOptimize(v->GetValue());
         total += std::chrono::steady_clock::now() - start;
     }
-    secondPassNs = PerVariable(total, state.iterations());
+    secondPassNs[kind] = PerVariable(total, state.iterations());
     state.counters["s_per_var"] = benchmark::Counter(
         kCount, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 void BM_KxReadAfterChange(benchmark::State &state)
 {
-    Project &project = TheProject();
+    const auto kind = static_cast<GraphKind>(state.range(0));
+    Project &project = TheProject(kind);
     kxNamedVariable *root = project.variables[0];
     double x = 1.0;
     std::chrono::steady_clock::duration total{};
@@ -184,7 +201,7 @@ void BM_KxReadAfterChange(benchmark::State &state)
             benchmark::DoNotOptimize(v->GetValue());
         total += std::chrono::steady_clock::now() - start;
     }
-    afterChangeKxNs = PerVariable(total, state.iterations());
+    afterChangeKxNs[kind] = PerVariable(total, state.iterations());
     state.counters["s_per_var"] = benchmark::Counter(
         kCount, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
@@ -212,7 +229,8 @@ void PlainLoop(const std::vector<Node> &graph, std::vector<double> &values)
 
 void BM_PlainLoopAfterChange(benchmark::State &state)
 {
-    const std::vector<Node> &graph = Graph();
+    const auto kind = static_cast<GraphKind>(state.range(0));
+    const std::vector<Node> &graph = Graph(kind);
     std::vector<double> values(kCount);
     values[0] = 1.0;
     values[1] = 2.0;
@@ -227,12 +245,12 @@ void BM_PlainLoopAfterChange(benchmark::State &state)
         benchmark::ClobberMemory();
         total += std::chrono::steady_clock::now() - start;
     }
-    afterChangePlainNs = PerVariable(total, state.iterations());
+    afterChangePlainNs[kind] = PerVariable(total, state.iterations());
     state.counters["s_per_var"] = benchmark::Counter(
         kCount, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 
     // The namespace must agree with the loop (same value of v0).
-    Project &project = TheProject();
+    Project &project = TheProject(kind);
     project.variables[0]->SetValue(std::complex<double>(values[0], 0.0));
     for (int i = 0; i < kCount; ++i) {
         const double d = std::abs(project.variables[i]->GetValue().real() - values[i]);
@@ -240,42 +258,51 @@ void BM_PlainLoopAfterChange(benchmark::State &state)
     }
 }
 
-BENCHMARK(BM_KxSecondPass)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_KxReadAfterChange)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_PlainLoopAfterChange)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_KxSecondPass)->Arg(kRandom)->Arg(kLocal)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_KxReadAfterChange)->Arg(kRandom)->Arg(kLocal)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_PlainLoopAfterChange)->Arg(kRandom)->Arg(kLocal)->Unit(benchmark::kMicrosecond);
 
 void PrintSummary()
 {
-    const Project &project = TheProject();
+    const Project &project = TheProject(kRandom);
     std::printf("\nnamespace of %d variables (each a formula over up to three earlier ones):\n",
                 kCount);
     std::printf("  (a) first pass, compile + evaluate      %10.1f ns per variable\n",
                 project.firstPassNsPerVar);
     std::printf("  (a) second pass, cache hits %6d/%d %10.2f ns per variable   (target < 50)\n",
-                project.cacheHits, kCount, secondPassNs);
-    std::printf("  (b) read all after SetValue of v0       %10.2f ns per variable\n", afterChangeKxNs);
-    std::printf("  (c) plain C++ loop over doubles         %10.2f ns per variable\n", afterChangePlainNs);
-    if (afterChangePlainNs > 0)
+                project.cacheHits, kCount, secondPassNs[kRandom]);
+    std::printf("  (b) read all after SetValue of v0       %10.2f ns per variable\n",
+                afterChangeKxNs[kRandom]);
+    std::printf("  (c) plain C++ loop over doubles         %10.2f ns per variable\n",
+                afterChangePlainNs[kRandom]);
+    if (afterChangePlainNs[kRandom] > 0)
         std::printf("  (b)/(c)                                 %10.2f               (target <= 30)\n",
-                    afterChangeKxNs / afterChangePlainNs);
+                    afterChangeKxNs[kRandom] / afterChangePlainNs[kRandom]);
     std::printf("  resident memory after the first pass    %10.1f bytes per variable (%.1f MB)\n",
                 double(project.residentBytes) / kCount, project.residentBytes / 1048576.0);
     std::printf("  peak resident memory                    %10.1f bytes per variable (%.1f MB)"
                 "   (target <= 640)\n",
                 double(project.peakBytes) / kCount, project.peakBytes / 1048576.0);
-    std::printf("  largest difference namespace vs loop    %10.3g\n", maxDifference);
+    std::printf("  the same with references among the %d preceding variables:\n", kLocalWindow);
+    std::printf("  (a) second pass %10.2f, (b) %10.2f, (c) %10.2f ns per variable",
+                secondPassNs[kLocal], afterChangeKxNs[kLocal], afterChangePlainNs[kLocal]);
+    if (afterChangePlainNs[kLocal] > 0)
+        std::printf(", (b)/(c) %.2f", afterChangeKxNs[kLocal] / afterChangePlainNs[kLocal]);
+    std::printf("\n  largest difference namespace vs loop    %10.3g\n", maxDifference);
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    TheProject();   // built before any benchmark, so its memory is measured from a quiet start
-    const int rc = kxbench::Main(argc, argv,
-                                 {{"after change kx/plain loop (b)/(c)", "BM_KxReadAfterChange",
-                                   "BM_PlainLoopAfterChange"},
-                                  {"cached pass kx/plain loop", "BM_KxSecondPass",
-                                   "BM_PlainLoopAfterChange"}});
+    TheProject(kRandom);   // built first, so its memory is measured from a quiet start
+    const int rc = kxbench::Main(
+        argc, argv,
+        {{"after change kx/plain loop (b)/(c), random", "BM_KxReadAfterChange/0",
+          "BM_PlainLoopAfterChange/0"},
+         {"after change kx/plain loop (b)/(c), local", "BM_KxReadAfterChange/1",
+          "BM_PlainLoopAfterChange/1"},
+         {"cached pass kx/plain loop, random", "BM_KxSecondPass/0", "BM_PlainLoopAfterChange/0"}});
     PrintSummary();
     return rc;
 }
