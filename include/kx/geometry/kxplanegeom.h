@@ -159,7 +159,7 @@ bool kxLimitLineToRect(const kxRect &rect, kxPoint &p1, kxPoint &p2);
 void kxSortPoints(kxPoint &p, kxPoint &q, bool byY);
 
 // ---------------------------------------------------------------------------------------------
-// Polygons.
+// Polygons. (Point containment, kxPolygonContains, is in kxpolygoncontains.h.)
 
 /// Minimum and maximum x and y of the vertices; (0, 0, 0, 0) for an empty polygon.
 [[nodiscard]] kxRect kxGetPolygonBoundingRect(const kxPointVector &points);
