@@ -29,6 +29,10 @@
 //     current value, so that a change of a named variable changes the checksum of a dependent.
 //   - A listed variable that is destroyed directly (delete) leaves its namespace slot empty and
 //     moves the pseudo-time, so that dependents look their names up again.
+//
+// Lifetimes: a variable that is not entered in its namespace (a parameter's, a temporary one)
+// must be destroyed before the namespace. GetValue is not re-entrant except through its cycle
+// guard: a warning hook may read variables but must not change or destroy them.
 #ifndef KX_EXPRESSIONS_KXNAMEDVARIABLE_H
 #define KX_EXPRESSIONS_KXNAMEDVARIABLE_H
 
