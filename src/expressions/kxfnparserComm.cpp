@@ -430,6 +430,8 @@ void KXFuncParserT<T>::RegisterBuiltin(Routine routine, const char *name, int na
     elt.name = name;
     elt.nargs = nargs;
     elt.inlineOp = inlineOp;
+    if (inlineOp == kInlineIf)
+        elt.argNames = {"condition", "expression1", "expression2"};
     functions_.push_back(elt);
 }
 
@@ -443,6 +445,7 @@ bool KXFuncParserT<T>::RegisterFunction(Routine routine, const KXString &name, i
             f.routine = routine;
             f.nargs = nargs;
             f.inlineOp = 0;
+            f.argNames.clear();
             return true;
         }
     }
@@ -586,7 +589,7 @@ private:
         else
             text = fmt;
         e_.failure_ = text;
-        error.set("%s", text.c_str());
+        error.Raise(kxErrSyntax, "%s", text.c_str());
         return false;
     }
 
@@ -1450,7 +1453,7 @@ bool KXExpressionT<T>::Prepare()
     if (state_ == NotCompiled)
         return Compile();
     if (state_ == Failed) {
-        error.set("%s", failure_.c_str());
+        error.Raise(kxErrSyntax, "%s", failure_.c_str());
         return false;
     }
     return true;

@@ -101,6 +101,15 @@ TEST(KXFuncParserTest, BuiltinsInRegisteredOrder)
     EXPECT_FALSE(complex.IsConstantRegistered("PI"));
     EXPECT_FALSE(real.IsFunctionRegistered("real"));
     EXPECT_EQ(&kxGetComplexParser(), &complex);
+    const FuncDataEltR *ifElt = real.FindFunction("if", 2);
+    ASSERT_NE(ifElt, nullptr);
+    ASSERT_EQ(ifElt->argNames.size(), 3u);
+    EXPECT_STREQ(ifElt->argNames[0].c_str(), "condition");
+    EXPECT_STREQ(ifElt->argNames[1].c_str(), "expression1");
+    EXPECT_STREQ(ifElt->argNames[2].c_str(), "expression2");
+    EXPECT_TRUE(real.FindFunction("sqrt", 4)->argNames.empty());
+    EXPECT_EQ(real.FindFunction("sqr", 3), nullptr);
+    EXPECT_DOUBLE_EQ(real.FindConstant("_PI", 3)->Value(), 3.141592653589793);
 }
 
 TEST(KXFuncParserTest, RegisterFunctionAndConstant)
@@ -244,6 +253,27 @@ TEST(KXExpressionTest, OperandFormsAgreeWithPlainArithmetic)
         EXPECT_EQ(FaultR(text, p), "division by zero") << text;
     for (const char *text : {"b**0.5", "b**(a/2)", "(b-1)**0.5", "b**(1/a)", "(-2)**h", "b**h"})
         EXPECT_EQ(FaultR(text, p), "negative argument in non-integer power\n") << text;
+}
+
+TEST(KXExpressionTest, ErrorCodes)
+{
+    // Faults of the text carry the syntax code, faults of an evaluation the generic one.
+    const struct {
+        const char *text;
+        int code;
+    } cases[] = {{"(1", kxErrSyntax}, {"1 +", kxErrSyntax}, {"nope", kxErrSyntax},
+                 {"nope(1)", kxErrSyntax}, {"sin(1, 2)", kxErrSyntax}, {"sqrt(-x)", kxErrGeneric},
+                 {"1/(x-1)", kxErrGeneric}, {"ln(x-1)", kxErrGeneric}};
+    for (const auto &c : cases) {
+        error.reset();
+        KXExpressionR e;
+        e.setExpression(c.text);
+        e.DeclareParam("x", "", 0, -1);
+        e.GetParam(0).SetValue(1.0);
+        EXPECT_EQ(e.Evaluate(), 0.0) << c.text;
+        EXPECT_EQ(int(error), c.code) << c.text;
+    }
+    error.reset();
 }
 
 TEST(KXExpressionTest, Brackets)

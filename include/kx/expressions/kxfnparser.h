@@ -49,9 +49,11 @@
 // Compiled form and limits
 // ------------------------
 // Compile turns the text into a flat postfix program over a value stack; constant sub-formulas
-// are folded, binary operators take a constant or parameter operand directly, and a spline whose
-// table is constant is prepared once. Evaluate walks the program without allocating and without
-// reading the text. A program may hold up to kxExprMaxCode instructions, use up to
+// are folded, binary operators take a constant or parameter operand directly (pushing a
+// parameter and combining it with the next operand is one instruction), and spline and lininterp
+// tables that are constant are prepared and checked once. Evaluate walks the program with
+// threaded dispatch and the top of the stack held in a register, without allocating and
+// without reading the text. A program may hold up to kxExprMaxCode instructions, use up to
 // kxExprMaxStack stack slots and nest up to kxExprMaxDepth brackets, calls and signs; beyond any
 // of these Compile reports "expression too complicated\n". So a formula of 100,000 nested brackets
 // ends with that error, not with a stack overflow.
@@ -71,7 +73,9 @@
 // value when Evaluate() runs gives "undesolved variable \"%s\"\n".
 //
 // Errors never throw: Compile returns false and Evaluate returns 0 with the global `error` set to
-// the texts of the fault table below; the caller reads and resets `error` after Evaluate. An
+// the texts of the fault table below; the caller reads and resets `error` after Evaluate. Faults
+// of the text itself (found by Compile) carry the syntax code 504 (kxErrSyntax), faults of an
+// evaluation (domain errors, division by zero, indices, missing values) the generic code 1. An
 // expression that is not compiled compiles itself at its next Evaluate (a failed compilation
 // reports its text again at every Evaluate).
 //   "missing bracket\n", "missing square bracket\n", "too many arguments to if function\n",
@@ -138,6 +142,9 @@ struct KXFuncDataEltT {
     Routine routine = nullptr;
     KXString name;
     int nargs = 0;
+    /// Names of the arguments where they are documented (those of `if`: "condition",
+    /// "expression1", "expression2"); empty otherwise.
+    std::vector<KXString> argNames;
     /// Non-zero for a built-in that the evaluator runs inline (same result as the routine).
     int inlineOp = 0;
 };
