@@ -677,7 +677,7 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
             ++level;
             if (!skipWhitespace) {
                 open.push_back(nested.size());
-                nested.push_back(Nested{s - head, 0, 0});
+                nested.push_back(Nested{s - head, e - head, 0, 0});
             }
         }
         bytes += e - s;
@@ -747,10 +747,10 @@ int TextBlock::LoadNested(TextBlock &source, uint32_t &posn)
     size_t next = at + 1;
     for (; next < table.size() && table[next].begin < block.end; ++next)
         nested_.push_back(Nested{table[next].begin - block.begin,
+                                 table[next].bodyStart - block.begin,
                                  table[next].bodyEnd - block.begin, table[next].end - block.begin});
     source.nestedCursor_ = next;
-    FinishLoad(src, source.len_, block.begin, LineEndIn(src, source.len_, block.begin),
-               block.end, posn);
+    FinishLoad(src, source.len_, block.begin, block.bodyStart, block.end, posn);
     return kNestedLoaded;
 }
 

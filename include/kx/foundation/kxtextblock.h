@@ -119,11 +119,12 @@ protected:
     TextBlock *asTextBlock() override { return this; }
 
 private:
-    /// A block nested in this one, as offsets in this block's text: its header line, its
-    /// closing line and the end of its closing line. Recorded while the text is loaded, so
+    /// A block nested in this one, as offsets in this block's text: its header line, the line
+    /// after it, its closing line and the end of its closing line. Recorded while the text is loaded, so
     /// that loading a nested block needs no second scan for its end.
     struct Nested {
         uint32_t begin;
+        uint32_t bodyStart;
         uint32_t bodyEnd;
         uint32_t end;
     };
