@@ -46,12 +46,13 @@ int SectionsFor(int mb) { return 2 * mb; }
 
 std::string PathFor(int mb)
 {
-    static const std::string dir = [] {
+    // Never destroyed, so that the clean-up at exit can still use it.
+    static const std::string *dir = [] {
         char tmpl[] = "/tmp/kxtextblock_benchXXXXXX";
         const char *made = mkdtemp(tmpl);
-        return std::string(made ? made : "/tmp");
+        return new std::string(made ? made : "/tmp");
     }();
-    return dir + "/project" + std::to_string(mb) + ".txt";
+    return *dir + "/project" + std::to_string(mb) + ".txt";
 }
 
 // The body lines of each level, shared by the TextBlock writer and the std::ofstream peer.
