@@ -620,11 +620,47 @@ void TextBlock::ParseHeader(const char *line, size_t n)
     const char *const quote = ++p;
     while (p < e && *p != '"' && p - quote < 255)
         ++p;
-    if (p > quote)
-    {
+    if (p > quote) {
         name_.assign(quote, size_t(p - quote));
         hasName_ = true;
     }
+}
+
+TextBlock::Extent TextBlock::ScanExtent(const char *src, uint32_t srcLen, uint32_t head,
+                                        bool skipWhitespace, std::vector<Nested> &nested)
+{
+    const uint32_t headEnd = LineEndIn(src, srcLen, head);
+    Extent extent{false, headEnd, headEnd, headEnd - head};
+    std::vector<size_t> open;
+    for (int level = 1; level > 0;) {
+        uint32_t s = extent.next;
+        if (skipWhitespace)
+            while (s < srcLen && (src[s] == ' ' || src[s] == '\t'))
+                ++s;
+        if (s >= srcLen)
+            return extent;
+        const uint32_t e = LineEndIn(src, srcLen, s);
+        const FirstWord word = FirstWordOf(src + s, src + e);
+        if (word == FirstWord::End) {
+            if (--level > 0 && !skipWhitespace) {
+                Nested &closed = nested[open.back()];
+                open.pop_back();
+                closed.bodyEnd = s - head;
+                closed.end = e - head;
+            }
+        } else if (word == FirstWord::Begin) {
+            ++level;
+            if (!skipWhitespace) {
+                open.push_back(nested.size());
+                nested.push_back(Nested{s - head, e - head, 0, 0});
+            }
+        }
+        extent.bytes += e - s;
+        extent.lastLine = s;
+        extent.next = e;
+    }
+    extent.closed = true;
+    return extent;
 }
 
 bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool skipWhitespace)
@@ -643,47 +679,25 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
         return false;
     }
 
-    // Find the closing line by counting "begin" and "end" first words, recording where each
-    // nested block starts and ends (offsets are only kept when the text is copied unchanged).
+    // Find the closing line, recording where each nested block starts and ends (the offsets
+    // are only kept when the text is copied unchanged).
     std::vector<Nested> nested;
-    std::vector<size_t> open;
-    size_t bytes = headEnd - head;
-    uint32_t p = headEnd;
-    uint32_t lastLine = headEnd;
-    for (int level = 1; level > 0;) {
-        const uint32_t s = lineStart(p);
-        if (s >= srcLen) {
-            ResetBlock();
-            posn = entry;
-            uint32_t quote = head, quoteEnd = headEnd;
-            while (quote < quoteEnd && (src[quote] == ' ' || src[quote] == '\t'))
-                ++quote;
-            while (quoteEnd > quote && (src[quoteEnd - 1] == '\n' || src[quoteEnd - 1] == '\r'))
-                --quoteEnd;
-            error.set("Missing \"end\" in block beginning\r\n%.*s\r\n",
-                      int(std::min<uint32_t>(quoteEnd - quote, kQuoteMax)), src + quote);
-            return false;
-        }
-        const uint32_t e = LineEndIn(src, srcLen, s);
-        const FirstWord word = FirstWordOf(src + s, src + e);
-        if (word == FirstWord::End) {
-            if (--level > 0 && !skipWhitespace) {
-                Nested &closed = nested[open.back()];
-                open.pop_back();
-                closed.bodyEnd = s - head;
-                closed.end = e - head;
-            }
-        } else if (word == FirstWord::Begin) {
-            ++level;
-            if (!skipWhitespace) {
-                open.push_back(nested.size());
-                nested.push_back(Nested{s - head, e - head, 0, 0});
-            }
-        }
-        bytes += e - s;
-        lastLine = s;
-        p = e;
+    const Extent extent = ScanExtent(src, srcLen, head, skipWhitespace, nested);
+    if (!extent.closed) {
+        ResetBlock();
+        posn = entry;
+        uint32_t quote = head, quoteEnd = headEnd;
+        while (quote < quoteEnd && (src[quote] == ' ' || src[quote] == '\t'))
+            ++quote;
+        while (quoteEnd > quote && (src[quoteEnd - 1] == '\n' || src[quoteEnd - 1] == '\r'))
+            --quoteEnd;
+        error.set("Missing \"end\" in block beginning\r\n%.*s\r\n",
+                  int(std::min<uint32_t>(quoteEnd - quote, kQuoteMax)), src + quote);
+        return false;
     }
+    const size_t bytes = extent.bytes;
+    const uint32_t p = extent.next;
+    const uint32_t lastLine = extent.lastLine;
 
     ClearText();
     if (!Reserve(bytes)) {

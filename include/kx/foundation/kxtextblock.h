@@ -129,6 +129,16 @@ private:
         uint32_t end;
     };
 
+    /// Where a block found by counting "begin" and "end" lines ends.
+    struct Extent {
+        bool closed;         ///< its closing line was found
+        uint32_t next;       ///< position after the closing line (or the end of the source)
+        uint32_t lastLine;   ///< where the closing line starts
+        size_t bytes;        ///< bytes of the block as it will be copied
+    };
+
+    static Extent ScanExtent(const char *src, uint32_t srcLen, uint32_t head,
+                             bool skipWhitespace, std::vector<Nested> &nested);
     bool LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool skipWhitespace);
     enum { kNestedLoaded, kNestedNone, kNestedUnknown };
     /// Loads the nested block of `source` at `posn` from its recorded place: kNestedLoaded,
