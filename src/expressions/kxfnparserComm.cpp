@@ -35,6 +35,8 @@ enum Op : int32_t {
     opAddPK, opSubPK, opMulPK, opDivPK, opPowPK,   // push param arg op constant
     opAddPP, opSubPP, opMulPP, opDivPP, opPowPP,   // push param arg op param index2
     opSubKP, opDivKP, opPowKP,                     // push constant op param arg
+    opAddMulPP, opSubMulPP,                        // top +/-= param arg * param index2
+    opAddMulPK, opSubMulPK,                        // top +/-= param arg * constant
     opEq, opNe, opLt, opLe, opGt, opGe,
     opEqK, opNeK, opLtK, opLeK, opGtK, opGeK,
     opEqPK, opNePK, opLtPK, opLePK, opGtPK, opGePK,   // push param arg compared with constant
@@ -696,6 +698,13 @@ private:
             return;
         }
         const int size = static_cast<int>(code_.size());
+        if ((op == opAdd || op == opSub) && (LastIs(opMulPP) || LastIs(opMulPK)) && stack_ >= 2) {
+            // a sum of products: the product is added to the top instead of being pushed.
+            const bool pp = code_.back().op == opMulPP;
+            code_.back().op = op == opAdd ? (pp ? opAddMulPP : opAddMulPK) : (pp ? opSubMulPP : opSubMulPK);
+            --stack_;
+            return;
+        }
         if (arithmetic && LastIs(opParam) && size - 2 >= barrier_ && code_[size - 2].op == opConst) {
             // constant op parameter: one push.
             const int param = code_.back().arg;
@@ -1411,10 +1420,10 @@ bool KXExpressionT<T>::Compile()
         }
     };
     for (const KXExprInstr<T> &in : code_) {
-        if (in.op == opParam || in.op == opVecElem || (in.op >= opAddP && in.op <= opPowKP) ||
+        if (in.op == opParam || in.op == opVecElem || (in.op >= opAddP && in.op <= opSubMulPK) ||
             (in.op >= opEqPK && in.op <= opGePK))
             use(in.arg);
-        if (in.op >= opAddPP && in.op <= opPowPP)
+        if ((in.op >= opAddPP && in.op <= opPowPP) || in.op == opAddMulPP || in.op == opSubMulPP)
             use(in.index2);
     }
     stackSpace_.resize(maxStack_ > kLocalStack ? maxStack_ + 2 : 0);
@@ -1506,7 +1515,7 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int stackSize, const Values 
         &&L_opMul, &&L_opDiv, &&L_opPow, &&L_opAddK, &&L_opSubK, &&L_opMulK, &&L_opDivK, &&L_opPowK,
         &&L_opAddP, &&L_opSubP, &&L_opMulP, &&L_opDivP, &&L_opPowP, &&L_opAddPK, &&L_opSubPK,
         &&L_opMulPK, &&L_opDivPK, &&L_opPowPK, &&L_opAddPP, &&L_opSubPP, &&L_opMulPP, &&L_opDivPP,
-        &&L_opPowPP, &&L_opSubKP, &&L_opDivKP, &&L_opPowKP, &&L_opEq, &&L_opNe, &&L_opLt, &&L_opLe,
+        &&L_opPowPP, &&L_opSubKP, &&L_opDivKP, &&L_opPowKP, &&L_opAddMulPP, &&L_opSubMulPP, &&L_opAddMulPK, &&L_opSubMulPK, &&L_opEq, &&L_opNe, &&L_opLt, &&L_opLe,
         &&L_opGt, &&L_opGe, &&L_opEqK, &&L_opNeK, &&L_opLtK, &&L_opLeK, &&L_opGtK, &&L_opGeK,
         &&L_opEqPK, &&L_opNePK, &&L_opLtPK, &&L_opLePK, &&L_opGtPK, &&L_opGePK, &&L_opMax,
         &&L_opMin, &&L_opMaxK, &&L_opMinK, &&L_opLinInterp, &&L_opJumpIfFalse, &&L_opJump,
@@ -1608,6 +1617,10 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int stackSize, const Values 
             KX_NEXT();
         }
         L_opSubKP: KX_PUSH(in->constant - values(in->arg)); KX_NEXT();
+        L_opAddMulPP: top += values(in->arg) * values(in->index2); KX_NEXT();
+        L_opSubMulPP: top -= values(in->arg) * values(in->index2); KX_NEXT();
+        L_opAddMulPK: top += values(in->arg) * in->constant; KX_NEXT();
+        L_opSubMulPK: top -= values(in->arg) * in->constant; KX_NEXT();
         L_opDivKP: {
             const T &d = values(in->arg);
             if (IsZeroValue(d))

@@ -245,6 +245,8 @@ TEST(KXExpressionTest, OperandFormsAgreeWithPlainArithmetic)
         {"min(a, b)", -2}, {"max(a)", 3},     {"if(a > 2, b, a)", -2}, {"z*a", 0},
         {"2-a", -1},     {"6/a", 2},          {"2+a", 5},           {"2*a", 6},
         {"max(a, 2)", 3}, {"max(b, 2)", 2},   {"min(a, 2)", 2},     {"min(b, 2)", -2},
+        {"1 + a*b", -5}, {"1 - a*b", 7},      {"1 + a*2", 7},       {"1 - 2*a", -5},
+        {"a*b + a*2 - b*b", -4}, {"(a+b) - a*b*2", 13}, {"if(a, 1, 2) + a*b", -5},
         {"4**h", 2},     {"b < 0", 1},        {"(a+b) == 1", 1},    {"1 - (2 - a)", 2},
     };
     for (const auto &c : cases)
