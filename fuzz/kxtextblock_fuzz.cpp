@@ -55,6 +55,11 @@ struct Reader {
         ++blocks;
         CheckHeader(block);
         const TBlockSig own{block.getType(), block.getMajorVer(), block.getMinorVer()};
+        if (!block.Loaded()) {   // a header of version (-1.-1) reads as "never loaded"
+            Check(!block.StartRead(own, true) && int(error) == 507, "unloaded block was read");
+            error.reset();
+            return;
+        }
         if (!block.CheckStartRead(TBlockSig{"Other", own.major, own.minor}))
             Check(GetSyntaxErrFlag(), "CheckStartRead failed silently");
         error.reset();

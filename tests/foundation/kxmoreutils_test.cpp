@@ -582,6 +582,11 @@ TEST_F(BlockTest, StartReadAndChecks)
     EXPECT_THAT(error.chars(), StartsWith("Code Error: TextBlock::LoadBlock not called?\nAt kxutils:"));
     EXPECT_EQ(int(error), 507);
     error.reset();
+    ASSERT_TRUE(tb.LoadBlock("begin <Ab(-1.-1)>\nend\n"));   // version -1.-1: "unknown"
+    EXPECT_FALSE(tb.CheckStartRead(TBlockSig{"Ab", -1, -1}));
+    EXPECT_EQ(int(error), 507);
+    EXPECT_EQ(GetSyntaxErrCount(), 0);
+    error.reset();
 
     ASSERT_TRUE(tb.LoadBlock("begin <Ab(1.7)> \"q\"\n  // c\n\n  one\n  // c2\n  two\nend\n"));
     EXPECT_FALSE(tb.StartRead(TBlockSig{"Cd", 1, 7}));

@@ -13,7 +13,8 @@
 // Choices made here where the format leaves room:
 // - A first word is a run of non-blank characters, so "end//x" is not the word "end".
 // - LoadBlock leaves the source's position where it was when the line there is not a header.
-// - After a failed LoadBlock the block is empty and not Loaded().
+// - After a failed LoadBlock the block is empty and not Loaded(). Loaded() means "version
+//   known", so a header that gives the version (-1.-1) reads as a block never loaded.
 // - getHeader() gives the header line without its leading blanks and its line end.
 // - EndRead() moves to the end of the block and turns skip-comments mode off.
 // - getNBodyLines() counts every line between the header and the closing line, nested blocks'
