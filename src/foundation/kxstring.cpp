@@ -528,9 +528,9 @@ int FindBytes(const char *s, int n, const char *pattern, int length, int startpo
 
 } // namespace
 
-int KXString::Index(char c, int startpos) const { return FindByte(rep->chars, Length(), c, startpos); }
+int KXString::IndexBackward(char c, int startpos) const { return FindByte(rep->chars, Length(), c, startpos); }
 
-int KXString::Search(const char *pattern, int length, int startpos, CaseCompare cmp) const
+int KXString::SearchOther(const char *pattern, int length, int startpos, CaseCompare cmp) const
 {
     return FindBytes(rep->chars, Length(), pattern, length, startpos, cmp == ignoreCase);
 }
