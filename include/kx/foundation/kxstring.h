@@ -41,6 +41,12 @@
 // - A null `const char *` is accepted everywhere as the empty text.
 // - The constructor from one character is explicit, so that integers never turn into strings
 //   by accident.
+// - Assigning an empty text to a string that owns a block keeps the block (length 0); only a
+//   string that never owned one stays on the shared empty representation.
+// - Alloc fills grown bytes with zeros. Insert and Replace at a position outside
+//   0 .. Length() report "invalid index"; Del with such a position does nothing.
+// - Views are read-only and have no conversion to `const char *` (a view is not
+//   zero-terminated); they convert to KXString by construction or assignment.
 #ifndef KX_FOUNDATION_KXSTRING_H
 #define KX_FOUNDATION_KXSTRING_H
 
