@@ -15,7 +15,6 @@
 #include <cstring>
 #include <string>
 
-#define KX_UNIT "kxpolygon"
 
 KX_IMPLEMENT_CLASS(CMDPoint, KXObject)
 KX_IMPLEMENT_CLASS(KXPolygon, KXShape)
@@ -108,6 +107,7 @@ CMDPointList &CMDPointList::operator=(const CMDPointList &other)
         return *this;
     List<CMDPoint>::operator=(other);
     pointersValid_ = false;
+    ++version_;
     SetParent(parent_);
     return *this;
 }
@@ -116,6 +116,7 @@ void CMDPointList::append(const CMDPoint &p)
 {
     List<CMDPoint>::append(p);
     pointersValid_ = false;
+    ++version_;
     last_cpt().SetParent(parent_);
 }
 
@@ -123,6 +124,7 @@ void CMDPointList::insert(int i, const CMDPoint &p)
 {
     List<CMDPoint>::insert(i, p);
     pointersValid_ = false;
+    ++version_;
     curr_cpt().SetParent(parent_);
 }
 
@@ -130,36 +132,42 @@ void CMDPointList::insert(const CMDPoint &p)
 {
     List<CMDPoint>::insert(p);
     pointersValid_ = false;
+    ++version_;
     curr_cpt().SetParent(parent_);
 }
 
 void CMDPointList::erase(int i)
 {
     pointersValid_ = false;
+    ++version_;
     List<CMDPoint>::erase(i);
 }
 
 void CMDPointList::erase()
 {
     pointersValid_ = false;
+    ++version_;
     List<CMDPoint>::erase();
 }
 
 void CMDPointList::unalloc()
 {
     pointersValid_ = false;
+    ++version_;
     List<CMDPoint>::unalloc();
 }
 
 bool CMDPointList::move(int to, int from)
 {
     pointersValid_ = false;
+    ++version_;
     return List<CMDPoint>::move(to, from);
 }
 
 void CMDPointList::reverse()
 {
     pointersValid_ = false;
+    ++version_;
     List<CMDPoint>::reverse();
 }
 
@@ -226,30 +234,34 @@ std::vector<kxPoint> KXPolygon::GetVertices() const
 
 const kxPolygonIndex &KXPolygon::Index() const
 {
+    // Plain points can only have changed after a non-const use of the list; points with formulas
+    // are evaluated every time. Either way the outline is rebuilt only when a vertex moved.
+    if (indexed_ && !indexedFormula_ && points.Version() == indexedVersion_)
+        return index_;
     const std::vector<const CMDPoint *> &pts = points.Pointers();
-    const std::vector<kxPoint> &kept = index_.Vertices();
     const size_t n = pts.size();
+    const std::vector<kxPoint> &kept = index_.Vertices();
     if (indexed_ && kept.size() == n) {
-        // One pass over the stored values; formulas, if any, are evaluated in a second.
-        bool formula = false, differ = false;
-        for (size_t i = 0; i < n; ++i) {
-            const CMDPoint &pt = *pts[i];
-            formula |= pt.x.HasExpression() | pt.y.HasExpression();
-            differ |= (pt.x.GetStoredValue() != kept[i].x) | (pt.y.GetStoredValue() != kept[i].y);
+        bool differ = false, formula = false;
+        for (size_t i = 0; i < n && !differ; ++i) {
+            differ = ReadPoint(*pts[i]) != kept[i];
+            formula |= pts[i]->x.HasExpression() || pts[i]->y.HasExpression();
         }
-        if (formula) {
-            differ = false;
-            for (size_t i = 0; i < n && !differ; ++i)
-                differ = ReadPoint(*pts[i]) != kept[i];
-        }
-        if (!differ)
+        if (!differ) {
+            indexedVersion_ = points.Version();
+            indexedFormula_ = formula;
             return index_;
+        }
     }
     std::vector<kxPoint> v(n);
-    for (size_t i = 0; i < n; ++i)
+    indexedFormula_ = false;
+    for (size_t i = 0; i < n; ++i) {
         v[i] = ReadPoint(*pts[i]);
+        indexedFormula_ |= pts[i]->x.HasExpression() || pts[i]->y.HasExpression();
+    }
     index_.Build(v.data(), static_cast<int>(n));
     indexed_ = true;
+    indexedVersion_ = points.Version();
     return index_;
 }
 

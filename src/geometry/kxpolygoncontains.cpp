@@ -14,7 +14,11 @@ constexpr double kNearFraction = 1e-9;
 constexpr double kMinScale = 1e-140;
 constexpr double kMaxScale = 1e140;
 /// Upper bound of (edge, bin) entries of an index.
-constexpr long kMaxBinEntries = 1L << 23;
+constexpr long kMaxBinEntries = 1L << 22;
+/// Span lists are used only when a bin is at least this fraction of the outline's width high.
+constexpr double kMinSpanBinHeight = 1e-4;
+/// Spans wider than this fraction of the outline's width go to the general list.
+constexpr double kMaxSpanWidthFraction = 1.0 / 32;
 
 std::vector<kxPoint> ToVector(const List<kxPoint> &points)
 {
@@ -138,6 +142,9 @@ void kxPolygonIndex::Build(const kxPoint *v, int n)
     v_.assign(v, v + std::max(n, 0));
     binStart_.clear();
     binEdges_.clear();
+    spanStart_.clear();
+    spans_.clear();
+    spanMaxWidth_.clear();
     nbins_ = 0;
     exactOnly_ = true;
     if (v_.empty())
@@ -179,23 +186,55 @@ void kxPolygonIndex::Build(const kxPoint *v, int n)
     nbins_ = static_cast<int>(bins);
     binScale_ = static_cast<double>(bins) / height;
 
-    std::vector<int> first(static_cast<size_t>(n)), last(static_cast<size_t>(n));
-    binStart_.assign(static_cast<size_t>(nbins_) + 1, 0);
+    // Within a bin, an edge that crosses the bin's whole height (with margins) is crossed by the
+    // ray of every point of the bin; if its part inside the bin is also narrow it goes to the
+    // bin's span list, sorted by its left end, so the crossings to the right of a point are a
+    // suffix sum. Every other edge overlapping the bin goes to the bin's general list. A point
+    // more than a margin left or right of a span's part is at least margin * (bin height /
+    // width) from the edge, which the minimum bin height below keeps far above rounding.
+    const double width = xmax_ - xmin_;
+    const bool useSpans = 1.0 / binScale_ >= kMinSpanBinHeight * width;
+    const double wideLimit = width * kMaxSpanWidthFraction;
+    std::vector<std::vector<int>> general(static_cast<size_t>(nbins_));
+    std::vector<std::vector<Span>> spans(static_cast<size_t>(nbins_));
     for (int i = 0; i < n; ++i) {
         const kxPoint &a = v_[i], &b = v_[i + 1 == n ? 0 : i + 1];
-        const double lo = std::min(a.y, b.y) - margin_, hi = std::max(a.y, b.y) + margin_;
-        first[i] = std::clamp(static_cast<int>((lo - ymin_) * binScale_), 0, nbins_ - 1);
-        last[i] = std::clamp(static_cast<int>((hi - ymin_) * binScale_), 0, nbins_ - 1);
-        for (int k = first[i]; k <= last[i]; ++k)
-            ++binStart_[k + 1];
+        const double lo = std::min(a.y, b.y), hi = std::max(a.y, b.y);
+        const int first = std::clamp(static_cast<int>((lo - margin_ - ymin_) * binScale_), 0, nbins_ - 1);
+        const int last = std::clamp(static_cast<int>((hi + margin_ - ymin_) * binScale_), 0, nbins_ - 1);
+        for (int k = first; k <= last; ++k) {
+            const double y0 = ymin_ + k / binScale_ - margin_, y1 = ymin_ + (k + 1) / binScale_ + margin_;
+            if (useSpans && lo < y0 - margin_ && hi > y1 + margin_) {
+                const double slope = (b.x - a.x) / (b.y - a.y);
+                const double x0 = a.x + (y0 - a.y) * slope, x1 = a.x + (y1 - a.y) * slope;
+                Span sp;
+                sp.xl = std::min(x0, x1) - margin_;
+                sp.xr = std::max(x0, x1) + margin_;
+                sp.edge = i;
+                sp.suffix = a.y < b.y ? 1 : -1;   // the edge's own crossing, summed below
+                if (sp.xr - sp.xl <= wideLimit) {
+                    spans[k].push_back(sp);
+                    continue;
+                }
+            }
+            general[k].push_back(i);
+        }
     }
-    for (int k = 0; k < nbins_; ++k)
-        binStart_[k + 1] += binStart_[k];
-    binEdges_.resize(static_cast<size_t>(binStart_[nbins_]));
-    std::vector<int> fill(binStart_.begin(), binStart_.end() - 1);
-    for (int i = 0; i < n; ++i)
-        for (int k = first[i]; k <= last[i]; ++k)
-            binEdges_[fill[k]++] = i;
+    binStart_.assign(static_cast<size_t>(nbins_) + 1, 0);
+    spanStart_.assign(static_cast<size_t>(nbins_) + 1, 0);
+    spanMaxWidth_.assign(static_cast<size_t>(nbins_), 0.0);
+    for (int k = 0; k < nbins_; ++k) {
+        binEdges_.insert(binEdges_.end(), general[k].begin(), general[k].end());
+        binStart_[k + 1] = static_cast<int>(binEdges_.size());
+        std::vector<Span> &list = spans[k];
+        std::sort(list.begin(), list.end(), [](const Span &x, const Span &y) { return x.xl < y.xl; });
+        for (int j = static_cast<int>(list.size()) - 2; j >= 0; --j)
+            list[j].suffix += list[j + 1].suffix;
+        for (const Span &sp : list)
+            spanMaxWidth_[k] = std::max(spanMaxWidth_[k], sp.xr - sp.xl);
+        spans_.insert(spans_.end(), list.begin(), list.end());
+        spanStart_[k + 1] = static_cast<int>(spans_.size());
+    }
 }
 
 bool kxPolygonIndex::Contains(const kxPoint &p) const
@@ -217,6 +256,26 @@ bool kxPolygonIndex::Contains(const kxPoint &p) const
     int winding = 0;
     for (; e != end; ++e) {
         const int i = *e;
+        if (CountEdge(v[i], v[i + 1 == n ? 0 : i + 1], p, m, winding) == kNear)
+            return kxPolygonContainsByAngle(v, n, p);
+    }
+    const Span *first = spans_.data() + spanStart_[bin];
+    const Span *last = spans_.data() + spanStart_[bin + 1];
+    if (first == last)
+        return winding != 0;
+    // Spans starting right of the point are all crossed; of those starting at or left of it,
+    // only the ones reaching the point need a closer look.
+    const Span *right = std::upper_bound(first, last, p.x, [](double x, const Span &sp) { return x < sp.xl; });
+    if (right != last)
+        winding += right->suffix;
+    const double reach = p.x - spanMaxWidth_[bin];
+    for (const Span *sp = right; sp != first;) {
+        --sp;
+        if (sp->xl < reach)
+            break;
+        if (sp->xr < p.x)
+            continue;
+        const int i = sp->edge;
         if (CountEdge(v[i], v[i + 1 == n ? 0 : i + 1], p, m, winding) == kNear)
             return kxPolygonContainsByAngle(v, n, p);
     }

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cmath>
 
-#define KX_UNIT "kxregularpolygon"
 
 KX_IMPLEMENT_CLASS(KXRegularPolygon, KXShape)
 

@@ -20,7 +20,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#define KX_UNIT "kxshape"
 
 KX_IMPLEMENT_ABSTRACT_CLASS(KXShape, KXObject)
 

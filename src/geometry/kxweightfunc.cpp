@@ -12,13 +12,16 @@
 #include <string>
 #include <vector>
 
-#define KX_UNIT "kxweightfunc"
+#include <sys/stat.h>
+
 
 KX_IMPLEMENT_CLASS(WeightFunc, KXObject)
 
 namespace {
 
 constexpr double kPi = 3.141592653589793;
+/// Largest table file read for a FILE weight (a device or a huge file is refused).
+constexpr off_t kMaxTableFileBytes = 64L << 20;
 /// Longest piece of user text quoted in a message (SyntaxErr refuses 1,000 characters).
 constexpr int kMaxQuoted = 900;
 
@@ -133,6 +136,9 @@ KXString CoordinateName(const KXString &formula, const List<WeightParam> &params
 
 bool ReadPairs(const char *fileName, CSpline &spline)
 {
+    struct stat info;
+    if (stat(fileName, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > kMaxTableFileBytes)
+        return false;
     std::FILE *f = std::fopen(fileName, "rb");
     if (!f)
         return false;

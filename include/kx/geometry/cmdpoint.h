@@ -46,10 +46,13 @@ private:
 /// A list of CMDPoints (indexed from 1, with List's current position) whose insertions give the
 /// new point the list's parent.
 ///
-/// It is built on List<CMDPoint> privately, so that every change of its structure goes through
-/// the operations below; that lets it keep, besides the list, an array of pointers to its points
-/// (Pointers()) that polygons read in one pass instead of walking the links. Every List operation
-/// is available under the same name.
+/// It is built on List<CMDPoint> privately, so that everything that may change it goes through
+/// the operations below. Each of them - a change of structure, and every non-const access to a
+/// point (operator[], curr_cpt, last_cpt) - advances a modification count (Version()), which lets
+/// a polygon know when its points may have been changed without reading them all. A reference to
+/// a point is for immediate use: writing through one kept across other uses of the list is not
+/// seen as a change. Every List operation is available under the same name; AsList() gives the
+/// list for reading.
 class CMDPointList : private List<CMDPoint> {
 public:
     CMDPointList() = default;
@@ -67,13 +70,30 @@ public:
     bool move(int to, int from);
     void reverse();
 
-    // Operations that leave the structure alone.
-    using List<CMDPoint>::operator[];
+    // Access to the points: the non-const forms count as a change.
+    CMDPoint &operator[](int i)
+    {
+        ++version_;
+        return List<CMDPoint>::operator[](i);
+    }
+    const CMDPoint &operator[](int i) const { return List<CMDPoint>::operator[](i); }
+    CMDPoint &curr_cpt()
+    {
+        ++version_;
+        return List<CMDPoint>::curr_cpt();
+    }
+    const CMDPoint &curr_cpt() const { return List<CMDPoint>::curr_cpt(); }
+    CMDPoint &last_cpt()
+    {
+        ++version_;
+        return List<CMDPoint>::last_cpt();
+    }
+    const CMDPoint &last_cpt() const { return List<CMDPoint>::last_cpt(); }
+
+    // Operations that change neither the structure nor the points.
     using List<CMDPoint>::set_idx;
     using List<CMDPoint>::incr_idx;
     using List<CMDPoint>::decr_idx;
-    using List<CMDPoint>::curr_cpt;
-    using List<CMDPoint>::last_cpt;
     using List<CMDPoint>::size;
     using List<CMDPoint>::get_idx;
 
@@ -84,12 +104,15 @@ public:
     void SetParent(KXObject *parent);
     [[nodiscard]] KXObject *GetParent() const { return parent_; }
 
+    /// The modification count (see above).
+    [[nodiscard]] unsigned long Version() const { return version_; }
     /// Pointers to the points in order, indexed from 0; valid until the next change of the
     /// list's structure.
     [[nodiscard]] const std::vector<const CMDPoint *> &Pointers() const;
 
 private:
     KXObject *parent_ = nullptr;   ///< not owned
+    unsigned long version_ = 0;
     mutable std::vector<const CMDPoint *> pointers_;
     mutable bool pointersValid_ = false;
 };

@@ -3,9 +3,12 @@
 // points. The last vertex joins the first.
 //
 // Containment follows the winding-angle rule (kxpolygoncontains.h): either vertex order, and a
-// self-intersecting outline contains the points it winds around. Each query reads every vertex
-// (so formulas are followed) and keeps a binned copy of the outline for as long as the vertices
-// read the same, so repeated queries cost about the edges near the point's height.
+// self-intersecting outline contains the points it winds around. The polygon keeps a binned copy
+// of its outline, so repeated queries cost about the edges near the point's height. The copy is
+// checked at every query: when any point holds a formula every vertex is evaluated and compared
+// (so the shape follows its variables); with plain values only, the vertices are read again
+// after any non-const use of `points` (see CMDPointList). The outline is rebuilt when a vertex
+// has moved.
 //
 // Choices where the behaviour was open:
 //   - Expand computes every new vertex from the outline as it stood before the call; when a
@@ -73,8 +76,11 @@ private:
     /// Reads the vertices and refreshes the index when they changed.
     const kxPolygonIndex &Index() const;
 
+
     mutable kxPolygonIndex index_;
     mutable bool indexed_ = false;
+    mutable bool indexedFormula_ = false;     ///< some kept point holds a formula
+    mutable unsigned long indexedVersion_ = 0;   ///< points.Version() when last read
     int npoints_ = 0;   ///< published copy of the vertex count
 };
 

@@ -20,7 +20,9 @@
 // within 1e-9 of the outline's scale (its largest coordinate magnitude) of an edge or vertex,
 // coordinates that are not finite, or an outline too large or too small for that margin - the
 // angle sum itself decides. kxPolygonIndex keeps a copy of the vertices with edges sorted into
-// horizontal bins, so a query visits only the edges near the point's height.
+// horizontal bins, so a query visits only the edges near the point's height; in each bin the
+// edges crossing its whole height are kept sorted from left to right, so those wholly right of
+// the point are counted at once.
 //
 // Polygons are given as a List<kxPoint> (indices from 1) or as a contiguous array of n points
 // (indices from 0). The closing vertex is not repeated.
@@ -77,8 +79,20 @@ private:
     bool exactOnly_ = true;      ///< outline unsuited to the integer count: always angle sum
     int nbins_ = 0;              ///< 0: every edge is scanned
     double binScale_ = 0;        ///< bins per unit of y
-    std::vector<int> binStart_;  ///< nbins_ + 1 offsets into binEdges_
-    std::vector<int> binEdges_;  ///< edge i joins vertex i to vertex i + 1 (mod n)
+    /// An edge crossing a bin's whole height: its part in the bin spans [xl, xr] (margins
+    /// included); suffix is the sum of the crossing directions (+1 up, -1 down) of this span and
+    /// those after it in the bin.
+    struct Span {
+        double xl, xr;
+        int edge;
+        int suffix;
+    };
+
+    std::vector<int> binStart_;      ///< nbins_ + 1 offsets into binEdges_
+    std::vector<int> binEdges_;      ///< edge i joins vertex i to vertex i + 1 (mod n)
+    std::vector<int> spanStart_;     ///< nbins_ + 1 offsets into spans_
+    std::vector<Span> spans_;        ///< per bin, sorted by xl
+    std::vector<double> spanMaxWidth_;   ///< per bin, the widest span
 };
 
 #endif

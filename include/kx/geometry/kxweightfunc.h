@@ -14,7 +14,8 @@
 //                     Function\n" on the message window when s == e, s < 0 or e > 1; still set)
 //   LIN | SFUNC | FLAT v | EXP a | POWER n
 //   FILE name         a double-quoted or bare file name of number pairs (x y per pair; blanks,
-//                     commas and line ends separate numbers)
+//                     commas, semicolons and line ends separate numbers). Only regular files of
+//                     up to 64 MiB are read.
 //   FORMULA f [name=value ...]
 //                     f is one token or a double-quoted text; name=value tokens that follow set
 //                     the named parameters. The formula's coordinate is its first name that is
