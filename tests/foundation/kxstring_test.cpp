@@ -482,3 +482,35 @@ TEST(KXStringTest, SearchAgreesWithStdStringOnRandomTexts)
         }
     }
 }
+
+TEST(KXStringTest, ComparisonAgreesWithTheByteRuleOnRandomTexts)
+{
+    // The reference: bytes compared up to the first difference or the terminator, the
+    // difference wrapped to a signed 8-bit value. High bytes make the wrap matter; lengths up
+    // to 40 run through the 16- and 8-byte paths.
+    const auto reference = [](const std::string &a, const std::string &b) {
+        const char *x = a.c_str();
+        const char *y = b.c_str();
+        while (*x && *x == *y)
+            ++x, ++y;
+        return static_cast<int>(static_cast<signed char>(static_cast<unsigned char>(*x - *y)));
+    };
+    const unsigned char alphabet[] = {0x41, 0x61, 0x7f, 0xc1, 0xe0, 0xf0};
+    unsigned seed = 777;
+    const auto next = [&seed] { seed = seed * 1103515245u + 12345u; return (seed >> 16) & 0x7fff; };
+    for (int round = 0; round < 5000; ++round) {
+        std::string a;
+        for (unsigned n = next() % 40; n > 0; --n)
+            a += static_cast<char>(alphabet[next() % 6]);
+        std::string b = a.substr(0, next() % (a.size() + 1));   // often a common prefix
+        for (unsigned n = next() % 8; n > 0; --n)
+            b += static_cast<char>(alphabet[next() % 6]);
+        const KXString ka(a.c_str());
+        const KXString kb(b.c_str());
+        const int expected = reference(a, b);
+        ASSERT_EQ(ka.CompareTo(kb), expected) << a << " / " << b;
+        ASSERT_EQ(ka < kb, expected < 0);
+        ASSERT_EQ(ka >= b.c_str(), expected >= 0);
+        ASSERT_EQ(ka == kb, expected == 0);
+    }
+}
