@@ -253,6 +253,7 @@ int kxIntersectLinePolygon(List<kxPoint> &crossings, const kxPoint &a, const kxP
                            const List<kxPoint> &polygon, double tol);
 /// The same for a rectangle: 0, or 2 crossings bounding the line's part in the closed
 /// rectangle (a line along an edge gives that edge; a line through a corner only gives 0).
+/// An inverted rectangle is taken as the box its four corners span.
 int kxIntersectLineRect(std::vector<double> &crossings, const kxPoint &a, const kxPoint &b,
                         const kxRect &rect, double tol);
 int kxIntersectLineRect(kxPointVector &crossings, const kxPoint &a, const kxPoint &b,
