@@ -43,6 +43,7 @@ enum Op : int32_t {
     opMax, opMin,  // arg: argument count
     opMaxK, opMinK,  // top against the constant
     opLinInterp,   // arg: index of the prepared table; pops x
+    opLinInterpN,  // arg: argument count; goes on after a faulty abscissa
     opJumpIfFalse, // arg: target
     opJump,        // arg: target
     opCall,        // routine, arg: argument count
@@ -272,24 +273,35 @@ T LinInterpTable(const T *table, int points, double x)
     return y0 + (table[2 * right + 1] - y0) * ((x - x0) / (x1 - x0));
 }
 
+// lininterp over its arguments. Faults of the layout or a complex position are hard (`hard` set,
+// value 0); abscissae that do not increase are reported, one text per fault, and the value is
+// still computed.
 template <class T>
-T LinInterpRoutine(const KXParListT<T> &args)
+T LinInterpChecked(const T *args, int n, bool &hard)
 {
-    if (!CheckTableCount(args, "lininterp"))
+    hard = true;
+    if (!CheckTableCount(KXParListT<T>(args, n), "lininterp"))
         return T();
-    const int points = (args.Count() - 1) / 2;
+    const int points = (n - 1) / 2;
     for (int i = 0; i <= points; ++i) {
-        const T &pos = args[i == 0 ? 0 : 2 * i - 1];
-        if (HasImag(pos)) {
+        if (HasImag(args[i == 0 ? 0 : 2 * i - 1])) {
             error.set("cannot pass complex number in this position to function \"lininterp\"\n");
             return T();
         }
     }
-    const T *table = args.begin() + 1;
+    hard = false;
+    const T *table = args + 1;
     for (int i = 1; i < points; ++i)
         if (!(Re(table[2 * i]) > Re(table[2 * i - 2])))
             error.set("the x-arguments must be monotonically increasing");
     return LinInterpTable(table, points, Re(args[0]));
+}
+
+template <class T>
+T LinInterpRoutine(const KXParListT<T> &args)
+{
+    bool hard;
+    return LinInterpChecked(args.begin(), args.Count(), hard);
 }
 
 // Scratch for the spline of a table given in the arguments: on the stack for usual sizes.
@@ -1217,12 +1229,17 @@ private:
             FoldTail(n);
             return;
         }
+        if (f.inlineOp == kInlineLinInterp) {
+            Emit(opLinInterpN, n, n, 1);
+            FoldTail(n);
+            if (LastIs(opLinInterpN))
+                PrepareLinInterpTable(n);
+            return;
+        }
         Emit(opCall, n, n, 1).routine = f.routine;
         FoldTail(n);
         if (f.inlineOp == kInlineSpline && LastIs(opCall))
             PrepareSplineTable(n);
-        if (f.inlineOp == kInlineLinInterp && LastIs(opCall))
-            PrepareLinInterpTable(n);
     }
 
     // lininterp(x, x1, y1, ...) whose table is constant, real where it must be and increasing:
@@ -1518,7 +1535,7 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int stackSize, const Values 
         &&L_opPowPP, &&L_opSubKP, &&L_opDivKP, &&L_opPowKP, &&L_opAddMulPP, &&L_opSubMulPP, &&L_opAddMulPK, &&L_opSubMulPK, &&L_opEq, &&L_opNe, &&L_opLt, &&L_opLe,
         &&L_opGt, &&L_opGe, &&L_opEqK, &&L_opNeK, &&L_opLtK, &&L_opLeK, &&L_opGtK, &&L_opGeK,
         &&L_opEqPK, &&L_opNePK, &&L_opLtPK, &&L_opLePK, &&L_opGtPK, &&L_opGePK, &&L_opMax,
-        &&L_opMin, &&L_opMaxK, &&L_opMinK, &&L_opLinInterp, &&L_opJumpIfFalse, &&L_opJump,
+        &&L_opMin, &&L_opMaxK, &&L_opMinK, &&L_opLinInterp, &&L_opLinInterpN, &&L_opJumpIfFalse, &&L_opJump,
         &&L_opCall, &&L_opSpline, &&L_opSqrt, &&L_default, &&L_default, &&L_opExp, &&L_opSin,
         &&L_opCos, &&L_default, &&L_default, &&L_default, &&L_default, &&L_default, &&L_default,
         &&L_default, &&L_default, &&L_default, &&L_default, &&L_default, &&L_default, &&L_opEnd};
@@ -1701,6 +1718,17 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int stackSize, const Values 
                 top = tables_[in->arg]->Evaluate(x);
             else
                 top = T(tables_[in->arg]->Evaluate(x), tables_[in->arg + 1]->Evaluate(x));
+            KX_NEXT();
+        }
+        L_opLinInterpN: {
+            const int n = in->arg;
+            *++sp = top;
+            sp -= n;
+            bool hard;
+            const T r = LinInterpChecked(sp + 1, n, hard);
+            if (hard)
+                return T();
+            top = r;
             KX_NEXT();
         }
         L_opLinInterp: {

@@ -359,9 +359,17 @@ TEST(KXExpressionTest, LinInterp)
     EXPECT_EQ(R("lininterp(x, 0, 0, 1, 10, 2, 30)", {{"x", 1}}), 10.0);
     EXPECT_EQ(FaultR("lininterp(1, 0, 0)"), "too few arguments in function \"lininterp\"\n");
     EXPECT_EQ(FaultR("lininterp(1, 0, 0, 1, 1, 2)"), "wrong number of arguments in function \"lininterp\"\n");
-    // Faulty abscissae are reported once per fault; the interpolation still gives its value.
+    // Faulty abscissae are reported once per fault; the interpolation still gives its value and
+    // the evaluation goes on.
     Result r = EvalR("lininterp(x, 0, 0, 2, 20, 1, 10)", {{"x", 0.5}});
     EXPECT_EQ(r.fault, "the x-arguments must be monotonically increasing");
+    EXPECT_EQ(r.value, 5.0);
+    Result on = EvalR("1 + lininterp(x, 0, 0, 2, 20, 1, 10) * 2", {{"x", 0.5}});
+    EXPECT_EQ(on.fault, "the x-arguments must be monotonically increasing");
+    EXPECT_EQ(on.value, 11.0);
+    Result hard = EvalR("1 + lininterp(x, 0, 0)", {{"x", 0.5}});
+    EXPECT_EQ(hard.fault, "too few arguments in function \"lininterp\"\n");
+    EXPECT_EQ(hard.value, 0.0);
     Result twice = EvalR("lininterp(x, 3, 0, 2, 20, 1, 10)", {{"x", 0.5}});
     EXPECT_EQ(twice.fault, "the x-arguments must be monotonically increasingthe x-arguments must be monotonically increasing");
     double table[] = {0.5, 0, 0, 2, 20, 1, 10};

@@ -43,8 +43,9 @@
 //     computed once at compile time (unless that computation reports an error, which is then
 //     left to each evaluation).
 //   - Evaluation stops at the first operation that leaves the global error record set and
-//     returns 0. lininterp reports every faulty abscissa and still returns its value, which then
-//     ends the evaluation like any other fault.
+//     returns 0, with one exception: lininterp reports every abscissa that does not increase
+//     and still gives its value, and the evaluation goes on (spline stops at once).
+//   - A vector parameter named without an index is a "parse error\n".
 //
 // Compiled form and limits
 // ------------------------
