@@ -12,8 +12,8 @@
 // Blanks may surround any part of a formula.
 //
 // The text is split at operators, the outermost level first, each side compiled by the same rules:
-//   1. a single "=" (not part of "==", "!=", "<=", ">=") splits into two sides; the first one
-//      is split there, so "a = b = c" is a - (b - c);
+//   1. a single "=" (not part of "==", "!=", "<=", ">=") splits the text into two sides; with
+//      several the text is split at the first, so "a = b = c" is a - (b - c);
 //   2. comparisons "==", "!=", "<=", ">=", "<", ">" (left to right);
 //   3. "+" and "-" (left to right), a sign being binary unless it is the first or last character,
 //      the character before it is "*", "/" or "+", the character after it is "*", "/", "+" or
@@ -42,8 +42,8 @@
 //   - Registered functions are taken to be pure: a call whose arguments use no parameter is
 //     computed once at compile time (unless that computation reports an error, which is then
 //     left to each evaluation).
-//   - Evaluation stops at the first operation that leaves the global error record set and
-//     returns 0, with one exception: lininterp reports every abscissa that does not increase
+//   - Evaluation stops at the first operation that leaves the global error record set (when it
+//     was clear as the evaluation began) and returns 0, with one exception: lininterp reports every abscissa that does not increase
 //     and still gives its value, and the evaluation goes on (spline stops at once).
 //   - A vector parameter named without an index is a "parse error\n".
 //
