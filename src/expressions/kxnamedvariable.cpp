@@ -28,9 +28,11 @@ struct kxNamedVariable::Reference {
 /// (16-byte aligned).
 struct kxNamedVariable::References {
     int count;
+    bool onHeap;   ///< false: the block is the owner's inlineReferences_
 
     static constexpr size_t kHeader = 16;
     static size_t ValuesOffset(int n) { return kHeader + ((n * sizeof(Reference) + 15) & ~size_t{15}); }
+    static size_t BlockSize(int n) { return ValuesOffset(n) + n * sizeof(std::complex<double>); }
 
     Reference *Items() { return reinterpret_cast<Reference *>(reinterpret_cast<char *>(this) + kHeader); }
     std::complex<double> *Values()
@@ -38,18 +40,24 @@ struct kxNamedVariable::References {
         return reinterpret_cast<std::complex<double> *>(reinterpret_cast<char *>(this) + ValuesOffset(count));
     }
 
-    static References *Make(const std::vector<Reference> &items)
+    static References *Make(const std::vector<Reference> &items, kxNamedVariable &owner)
     {
         const int n = static_cast<int>(items.size());
-        void *block = ::operator new(ValuesOffset(n) + n * sizeof(std::complex<double>));
+        const bool fits = BlockSize(n) <= sizeof(owner.inlineReferences_);
+        void *block = fits ? owner.inlineReferences_ : ::operator new(BlockSize(n));
         References *refs = new (block) References;
         refs->count = n;
+        refs->onHeap = !fits;
         std::memcpy(refs->Items(), items.data(), items.size() * sizeof(Reference));
         for (int k = 0; k < n; ++k)
             new (refs->Values() + k) std::complex<double>(0.0, 0.0);
         return refs;
     }
-    static void Free(References *refs) { ::operator delete(refs); }
+    static void Free(References *refs)
+    {
+        if (refs && refs->onHeap)
+            ::operator delete(refs);
+    }
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -356,7 +364,7 @@ void kxVariableEvaluator::Rebuild(kxNamedVariable &variable)
         references.push_back(reference);
     }
     if (!references.empty())
-        variable.references_ = kxNamedVariable::References::Make(references);
+        variable.references_ = kxNamedVariable::References::Make(references, variable);
     variable.refGeneration_ = kxNameSpace::Generation();
     compiled.setExpression(variable.expression_);
 }

@@ -188,9 +188,9 @@ TEST(KXNamedVariableTest, UndefinedNames)
     EXPECT_EQ(y->GetValue(), cx(1, 0));
     EXPECT_EQ(warnings.Take(), "Variable y = x+1 refers to undefined variable x\n");
 
-    kxNamedVariable *z = Make(ns, "z", "p*q+r+p+1");
+    kxNamedVariable *z = Make(ns, "z", "p*q+r+p+s+1");   // four names: beyond the inline room
     EXPECT_EQ(z->GetValue(), cx(1, 0));
-    EXPECT_EQ(warnings.Take(), "Variable z = p*q+r+p+1 refers to undefined variables p, q, r\n");
+    EXPECT_EQ(warnings.Take(), "Variable z = p*q+r+p+s+1 refers to undefined variables p, q, r, s\n");
 
     kxNamedVariable anonymous(&ns, kxNamedVariable::NotListed);
     anonymous.SetExpression("PI*2");        // PI without the underscore is a plain name
@@ -199,6 +199,11 @@ TEST(KXNamedVariableTest, UndefinedNames)
 
     Make(ns, "x", "41");                    // defining the name later resolves it
     EXPECT_EQ(y->GetValue(), cx(42, 0));
+    Make(ns, "s", "10");
+    Make(ns, "p", "2");
+    Make(ns, "q", "3");
+    Make(ns, "r", "4");
+    EXPECT_EQ(z->GetValue(), cx(23, 0));
     EXPECT_EQ(warnings.Take(), "");
 }
 

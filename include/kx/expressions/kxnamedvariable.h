@@ -21,7 +21,9 @@
 //     65,536 variables resolve exactly (FindVariable's int code is the public form), together
 //     with the value last seen for each name. The comparison that decides whether to evaluate
 //     reads that block, and the formula is evaluated with it as its parameter values, so a
-//     variable whose inputs did not change never touches its compiled form.
+//     variable whose inputs did not change never touches its compiled form. For up to three
+//     names the block lives inside the variable itself (112 bytes), so re-checking a formula
+//     touches no further memory; longer formulas allocate it.
 //   - A formula that names no variable is evaluated after every recompilation.
 //   - GetValueString writes the (evaluated) value with kxNumberToString: a real number when the
 //     imaginary part is zero, else the complex pair "(%.8g, %.8g)".
@@ -145,6 +147,9 @@ private:
     KXExpressionC *compiled_ = nullptr;        ///< owned, built lazily
     KXString name_;
     KXString expression_;
+    /// Room for the references of a formula naming up to three variables, kept beside the
+    /// fields above so that re-checking them costs no further cache miss.
+    alignas(16) unsigned char inlineReferences_[112];
 };
 
 #endif
