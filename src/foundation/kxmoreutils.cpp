@@ -22,6 +22,7 @@ namespace {
 
 constexpr size_t kStep = 4096;                 // growth step of the text and line buffers
 constexpr size_t kMaxText = UINT32_MAX - 1;    // positions are 32-bit
+constexpr size_t kLargeBuffer = size_t(4) << 20; // texts this big ask for large pages
 constexpr int kQuoteMax = 900;                 // longest header quoted in an error
 constexpr int kSyntaxQuoteMax = 400;           // longest header quoted in a syntax error
 
@@ -213,6 +214,8 @@ bool FBuff::Reserve(size_t needed)
         bigger[0] = '\0';
     text_ = bigger;
     capacity_ = grown;
+    if (grown >= kLargeBuffer)
+        kxAdviseLargeBuffer(text_, capacity_);
     return true;
 }
 

@@ -1,6 +1,7 @@
-// kxsavefile.h - the platform's safe file replacement used by FBuff::SaveFile: the new text goes
-// to a temporary file in the target's directory, is flushed to disk and then renamed over the
-// target, so that the old file stays whole until the new one is complete.
+// kxsavefile.h - the platform services of the block text files: the safe file replacement used
+// by FBuff::SaveFile (the new text goes to a temporary file in the target's directory, is
+// flushed to disk and then renamed over the target, so that the old file stays whole until the
+// new one is complete), and a memory hint for large text buffers.
 #ifndef KX_FOUNDATION_KXSAVEFILE_H
 #define KX_FOUNDATION_KXSAVEFILE_H
 
@@ -24,5 +25,9 @@ struct kxSaveStatus {
 
 /// True when `path` names an existing file that is not a directory and can be read.
 [[nodiscard]] bool kxFileIsReadable(const char *path);
+
+/// Tells the system that the `n` bytes at `p`, a large text buffer, are best backed by large
+/// pages (fewer page faults while a big file is read or copied). Only a hint.
+void kxAdviseLargeBuffer(void *p, size_t n);
 
 #endif

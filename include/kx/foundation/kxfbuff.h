@@ -10,6 +10,7 @@
 //   ends lines with "\r\n") counts as a blank, so such files read the same.
 // - Capacity grows in whole 4,096-byte steps: to the needed size, and once the buffer is past
 //   8 KB by at least half its capacity, so that building a long text costs linear time.
+//   Texts of 4 MB or more ask the system for large pages (fewer page faults).
 // - Reading stops at the end of the text or at a NUL byte inside it.
 // - getclB() never skips comment lines by itself (it is the comment reader), whatever the
 //   skip-comments mode.

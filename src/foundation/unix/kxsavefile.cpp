@@ -3,11 +3,13 @@
 #include "foundation/kxsavefile.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <climits>
 #include <cstdlib>
 #include <string>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -116,4 +118,18 @@ bool kxFileIsReadable(const char *path)
     if (!path || stat(path, &st) != 0 || S_ISDIR(st.st_mode))
         return false;
     return access(path, R_OK) == 0;
+}
+
+void kxAdviseLargeBuffer(void *p, size_t n)
+{
+#ifdef MADV_HUGEPAGE
+    constexpr uintptr_t kHuge = uintptr_t(2) << 20;
+    const uintptr_t begin = (reinterpret_cast<uintptr_t>(p) + kHuge - 1) & ~(kHuge - 1);
+    const uintptr_t end = (reinterpret_cast<uintptr_t>(p) + n) & ~(kHuge - 1);
+    if (end > begin)
+        madvise(reinterpret_cast<void *>(begin), end - begin, MADV_HUGEPAGE);
+#else
+    (void)p;
+    (void)n;
+#endif
 }
