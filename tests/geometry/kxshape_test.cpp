@@ -349,3 +349,56 @@ TEST_F(ShapeTest, PublishedNamesAndHelp)
     ASSERT_TRUE(reg.getPublishedElt("setnumvertices").Call(args, result));
     EXPECT_EQ(static_cast<int>(reg.numvertices), 12);
 }
+
+TEST_F(ShapeTest, PointListKeepsParentsAndCountsChanges)
+{
+    KXPolygon owner;
+    CMDPointList list;
+    list.SetParent(&owner);
+    list.append(CMDPoint(1, 2));
+    list.insert(1, CMDPoint(0, 0));
+    list.set_idx(3);
+    list.insert(CMDPoint(5, 5));   // at the end: the current index was one past it
+    ASSERT_EQ(list.size(), 3);
+    for (int i = 1; i <= 3; ++i)
+        EXPECT_EQ(list[i].GetParent(), &owner);
+    EXPECT_EQ(static_cast<kxPoint>(list[1]), kxPoint(0, 0));
+    EXPECT_EQ(static_cast<kxPoint>(list[3]), kxPoint(5, 5));
+    const std::vector<const CMDPoint *> &ptrs = list.Pointers();
+    ASSERT_EQ(ptrs.size(), 3u);
+    EXPECT_EQ(ptrs[1], &list.AsList()[2]);
+
+    // Non-const access and structural changes advance the count; const access does not.
+    const unsigned long v0 = list.Version();
+    const CMDPointList &view = list;
+    (void)view[2];
+    EXPECT_EQ(list.Version(), v0);
+    list[2].x = 9.0;
+    EXPECT_GT(list.Version(), v0);
+    const unsigned long v1 = list.Version();
+    EXPECT_TRUE(list.move(1, 3));
+    EXPECT_GT(list.Version(), v1);
+    EXPECT_EQ(static_cast<kxPoint>(view[1]), kxPoint(5, 5));
+    list.reverse();
+    EXPECT_EQ(static_cast<kxPoint>(view[1]), kxPoint(9, 2));
+    EXPECT_EQ(list.Pointers().front(), &view[1]);   // refreshed after the change
+
+    CMDPointList copy(list);
+    EXPECT_EQ(copy.GetParent(), nullptr);
+    EXPECT_EQ(copy[1].GetParent(), nullptr);
+    EXPECT_TRUE(copy[1].EqualsTo(list[1]));
+    list.erase(1);
+    list.unalloc();
+    EXPECT_EQ(list.size(), 0);
+    EXPECT_TRUE(list.Pointers().empty());
+
+    // The polygon sees a vertex moved through its list between two queries.
+    KXPolygon poly;
+    ASSERT_TRUE(poly.ParseString("0,0,2,0,2,2,0,2"));
+    EXPECT_FALSE(poly.Contains(kxPoint(2.5, 0.5)));
+    poly.points[2].x = 4.0;
+    EXPECT_TRUE(poly.Contains(kxPoint(2.5, 0.5)));
+    poly.points.erase(2);
+    EXPECT_FALSE(poly.Contains(kxPoint(1.5, 0.2)));   // now the triangle (0,0) (2,2) (0,2)
+    EXPECT_TRUE(poly.Contains(kxPoint(0.5, 1.5)));
+}

@@ -178,3 +178,21 @@ TEST_F(WeightFuncTest, FileThroughTheSpline)
     error.reset();
     std::remove(path.c_str());
 }
+
+TEST_F(WeightFuncTest, FileMustBeARegularTableFile)
+{
+    WeightFunc dir(("FILE " + ::testing::TempDir()).c_str());   // a directory
+    EXPECT_EQ(dir.WeightVal(0.5).w, 0.0);
+    EXPECT_STREQ(error.chars(), "Failure preparing Weighting Function\n");
+    error.reset();
+    const std::string path = ::testing::TempDir() + "kxweight_bad.txt";
+    std::FILE *out = std::fopen(path.c_str(), "w");
+    ASSERT_NE(out, nullptr);
+    std::fputs("0 0\n0.5 oops\n1 1\n", out);
+    std::fclose(out);
+    WeightFunc bad(("FILE " + path).c_str());
+    EXPECT_EQ(bad.WeightVal(0.5).w, 0.0);
+    EXPECT_STREQ(error.chars(), "Failure preparing Weighting Function\n");
+    error.reset();
+    std::remove(path.c_str());
+}
