@@ -18,6 +18,9 @@
 //   - Parse failures quote at most 800 characters of the offending text (SyntaxErr refuses
 //     messages of 1,000 characters), followed by "..." when cut.
 //   - Text after the last parameter a shape needs is ignored ("RECTANGLE(1,2,3)" is 1 by 2).
+//   - getDefString writes a formula between double quotes, so that the text parses back, and a
+//     number with the fewest of 15, 16 or 17 significant digits that reads back exactly
+//     (RECTANGLE(2,1), REGPOLY(6,0,2,2), ELLIPSE(0.1,"w/2")).
 //
 // Ownership: newCopy, CreateRotatedShape and ParseShape return shapes that the caller owns. A
 // shape never owns its namespace or its parent.
