@@ -514,3 +514,36 @@ TEST(KXStringTest, ComparisonAgreesWithTheByteRuleOnRandomTexts)
         ASSERT_EQ(ka == kb, expected == 0);
     }
 }
+
+TEST(KXStringTest, EditsAgreeWithStdStringIncludingSelfReferences)
+{
+    // Random edits whose inserted text is often a piece of the string itself, across block
+    // sizes; the result must match std::string and the representation stay consistent.
+    unsigned seed = 4242;
+    const auto next = [&seed](unsigned n) { seed = seed * 1103515245u + 12345u; return ((seed >> 16) & 0x7fff) % n; };
+    KXString s;
+    std::string model;
+    for (int step = 0; step < 20000; ++step) {
+        if (model.size() > 300) {
+            s.Del(0, 200);
+            model.erase(0, 200);
+        }
+        const int n = static_cast<int>(model.size());
+        const int pos = static_cast<int>(next(static_cast<unsigned>(n) + 1));
+        const int len = static_cast<int>(next(static_cast<unsigned>(n - pos) + 1));
+        const bool self = next(2) == 0;
+        const std::string piece = self ? model.substr(static_cast<size_t>(pos), static_cast<size_t>(len))
+                                       : std::string(next(40), static_cast<char>('a' + next(26)));
+        const char *src = self ? s.c_str() + pos : piece.c_str();
+        const int srcLen = static_cast<int>(piece.size());
+        switch (next(5)) {
+        case 0: s.Append(src, srcLen); model += piece; break;
+        case 1: s.Replace(0, 0, src, srcLen); model.insert(0, piece); break;
+        case 2: s.Replace(pos, len, src, srcLen); model.replace(static_cast<size_t>(pos), static_cast<size_t>(len), piece); break;
+        case 3: s.Scat(src, srcLen, s.c_str(), n, src, srcLen); model = piece + model + piece; break;
+        default: s.Assign(src, srcLen); model = piece; break;
+        }
+        ASSERT_EQ(std::string(s.c_str(), static_cast<size_t>(s.Length())), model) << "step " << step;
+        ASSERT_TRUE(s.OK());
+    }
+}
