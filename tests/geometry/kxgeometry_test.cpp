@@ -8,11 +8,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <random>
+#include <tuple>
 
 namespace {
 
 constexpr double kPi = 3.141592653589793;
+typedef kxPoint P;
 
 void ExpectNear(const kxPoint &expected, const kxPoint &actual, double eps = 1e-12)
 {
@@ -20,10 +23,16 @@ void ExpectNear(const kxPoint &expected, const kxPoint &actual, double eps = 1e-
     EXPECT_NEAR(expected.y, actual.y, eps);
 }
 
+void ExpectPoints(const kxPointVector &expected, const kxPointVector &actual)
+{
+    ASSERT_EQ(expected.size(), actual.size());
+    for (size_t i = 0; i < expected.size(); ++i)
+        ExpectNear(expected[i], actual[i]);
+}
+
 kxPointVector Square(double x0, double y0, double side)
 {
-    return {kxPoint(x0, y0), kxPoint(x0 + side, y0), kxPoint(x0 + side, y0 + side),
-            kxPoint(x0, y0 + side)};
+    return {P(x0, y0), P(x0 + side, y0), P(x0 + side, y0 + side), P(x0, y0 + side)};
 }
 
 } // namespace
@@ -31,77 +40,62 @@ kxPointVector Square(double x0, double y0, double side)
 TEST(KXPlaneGeomTest, LengthsAnglesAndRotation)
 {
     double r = 0, a = 0;
-    kxCartesianToPolar(kxPoint(-3, 4), r, a);
+    kxCartesianToPolar(P(-3, 4), r, a);
     EXPECT_DOUBLE_EQ(5.0, r);
-    ExpectNear(kxPoint(-3, 4), kxPolarToCartesian(r, a));
-    EXPECT_DOUBLE_EQ(5.0, kxGetDistance(kxPoint(1, 1), kxPoint(4, 5)));
-    EXPECT_DOUBLE_EQ(135.0, kxGetAngleDegrees(kxPoint(1, 1), kxPoint(0, 2)));
-    EXPECT_DOUBLE_EQ(-90.0, kxGetAngleDegrees(kxPoint(0, -2)));
-    EXPECT_EQ(kxPoint(2, 3), kxGetMidpoint(kxPoint(1, 1), kxPoint(3, 5)));
-    EXPECT_EQ(kxPoint(2, 3), kxGetVectorMidpoint(kxPoint(1, 1), kxPoint(3, 5)));
-
-    ExpectNear(kxPoint(-2, 1), kxRotateDegrees(kxPoint(1, 2), 90));
-    ExpectNear(kxPoint(-1, 0), kxRotateRadians(kxPoint(1, 0), kPi));
+    ExpectNear(P(-3, 4), kxPolarToCartesian(r, a));
+    EXPECT_DOUBLE_EQ(135.0, kxGetAngleDegrees(P(1, 1), P(0, 2)));
+    EXPECT_EQ(P(2, 3), kxGetMidpoint(P(1, 1), P(3, 5)));
+    ExpectNear(P(-2, 1), kxRotateDegrees(P(1, 2), 90));
     kxPoint p(2, 1);
-    kxRotateAroundPoint(kxPoint(1, 1), p, kPi / 2);
-    ExpectNear(kxPoint(1, 2), p);
+    kxRotateAroundPoint(P(1, 1), p, kPi / 2);
+    ExpectNear(P(1, 2), p);
 }
 
-TEST(KXPlaneGeomTest, LinesByPointAndAngle)
+TEST(KXPlaneGeomTest, LinesDistancesAndPicking)
 {
+    // Direction 45 degrees through (1, 1): (0, 2) lies to the left, (2, 0) to the right.
     const kxPoint o(1, 1);
-    // Direction 45 degrees: (0, 2) lies to the left, (2, 0) to the right.
-    EXPECT_NEAR(std::sqrt(2.0), kxGetDistanceFromLine(kxPoint(0, 2), o, kPi / 4), 1e-12);
-    EXPECT_NEAR(-std::sqrt(2.0), kxGetDistanceFromLine(kxPoint(2, 0), o, kPi / 4), 1e-12);
-    EXPECT_NEAR(-std::sqrt(2.0), kxGetDistanceAlongLine(kxPoint(0, 0), o, kPi / 4), 1e-12);
-    EXPECT_TRUE(kxIsPointOnLine(kxPoint(3, 3), o, kPi / 4, 1e-9));
-    EXPECT_FALSE(kxIsPointOnLine(kxPoint(3, 3.01), o, kPi / 4, 1e-3));
-    EXPECT_TRUE(kxIsPointOnLine(kxPoint(3, 3.01), o, kPi / 4, 1e-2));
-}
+    EXPECT_NEAR(std::sqrt(2.0), kxGetDistanceFromLine(P(0, 2), o, kPi / 4), 1e-12);
+    EXPECT_NEAR(-std::sqrt(2.0), kxGetDistanceFromLine(P(2, 0), o, kPi / 4), 1e-12);
+    EXPECT_NEAR(-std::sqrt(2.0), kxGetDistanceAlongLine(P(0, 0), o, kPi / 4), 1e-12);
+    EXPECT_FALSE(kxIsPointOnLine(P(3, 3.01), o, kPi / 4, 1e-3));
+    EXPECT_TRUE(kxIsPointOnLine(P(3, 3.01), o, kPi / 4, 1e-2));
 
-TEST(KXPlaneGeomTest, LinesByTwoPoints)
-{
     const kxPoint a(0, 0), b(4, 0);
-    EXPECT_DOUBLE_EQ(3.0, kxGetDistanceAlongLine(kxPoint(3, 7), a, b));
-    EXPECT_DOUBLE_EQ(0.0, kxGetDistanceAlongLine(kxPoint(3, 7), a, a));
+    EXPECT_DOUBLE_EQ(3.0, kxGetDistanceAlongLine(P(3, 7), a, b));
+    EXPECT_DOUBLE_EQ(0.0, kxGetDistanceAlongLine(P(3, 7), a, a));
     // Nearest point: clamped to the segment's ends; a degenerate segment gives a.
-    EXPECT_EQ(kxPoint(3, 0), kxGetNearestPointOnLine(kxPoint(3, 7), a, b));
-    EXPECT_EQ(b, kxGetNearestPointOnLine(kxPoint(9, 1), a, b));
-    EXPECT_EQ(a, kxGetNearestPointOnLine(kxPoint(-2, -1), a, b));
-    EXPECT_EQ(kxPoint(5, 5), kxGetNearestPointOnLine(kxPoint(9, 1), kxPoint(5, 5), kxPoint(5, 5)));
-    // The pick capsule: along tolerance past the ends, across tolerance on both sides.
-    EXPECT_TRUE(kxLineIsNearby(kxPoint(2, 0.5), a, b, 0.1, 0.5));
-    EXPECT_TRUE(kxLineIsNearby(kxPoint(2, -0.5), a, b, 0.1, 0.5));
-    EXPECT_FALSE(kxLineIsNearby(kxPoint(2, 0.6), a, b, 0.1, 0.5));
-    EXPECT_TRUE(kxLineIsNearby(kxPoint(4.1, 0), a, b, 0.2, 0.5));
-    EXPECT_FALSE(kxLineIsNearby(kxPoint(4.3, 0), a, b, 0.2, 0.5));
-    EXPECT_FALSE(kxLineIsNearby(kxPoint(-0.3, 0), a, b, 0.2, 0.5));
+    EXPECT_EQ(P(3, 0), kxGetNearestPointOnLine(P(3, 7), a, b));
+    EXPECT_EQ(b, kxGetNearestPointOnLine(P(9, 1), a, b));
+    EXPECT_EQ(a, kxGetNearestPointOnLine(P(-2, -1), a, b));
+    EXPECT_EQ(P(5, 5), kxGetNearestPointOnLine(P(9, 1), P(5, 5), P(5, 5)));
+    // The pick capsule: along tolerance 0.2 past the ends, across tolerance 0.5 on both sides.
+    const std::vector<std::pair<kxPoint, bool>> picks{{P(2, 0.5), true}, {P(2, -0.5), true},
+        {P(2, 0.6), false}, {P(4.1, 0), true}, {P(4.3, 0), false}, {P(-0.3, 0), false}};
+    for (const auto &[p, hit] : picks)
+        EXPECT_EQ(hit, kxLineIsNearby(p, a, b, 0.2, 0.5)) << p.x << "," << p.y;
 }
 
 TEST(KXPlaneGeomTest, AnglesMeansAndDifferences)
 {
-    EXPECT_DOUBLE_EQ(0.0, kxGetMeanDegrees(350, 10));
-    EXPECT_DOUBLE_EQ(0.0, kxGetMeanDegrees(10, 350));
-    EXPECT_DOUBLE_EQ(20.0, kxGetMeanDegrees(10, 30));
-    EXPECT_DOUBLE_EQ(20.0, kxGetMeanDegrees(370, -330));
-    EXPECT_DOUBLE_EQ(355.0, kxGetMeanDegrees(-10, 0));
-    EXPECT_DOUBLE_EQ(270.0, kxGetMeanDegrees(0, 180));   // exactly 180 apart: second branch
-
-    EXPECT_DOUBLE_EQ(kPi, kxLimitAngle(kPi));
-    EXPECT_DOUBLE_EQ(kPi, kxLimitAngle(-kPi));
-    EXPECT_NEAR(0.0, kxLimitAngle(2 * kPi), 1e-15);
-    EXPECT_NEAR(-kPi / 2, kxLimitAngle(3 * kPi / 2 + 4 * kPi), 1e-12);
-    EXPECT_DOUBLE_EQ(180.0, kxLimitAngleDegrees(-180));
-    EXPECT_DOUBLE_EQ(180.0, kxLimitAngleDegrees(540));
-    EXPECT_DOUBLE_EQ(-170.0, kxLimitAngleDegrees(190));
+    // Mean along the shorter arc; exactly 180 apart takes the second branch.
+    const double means[][3] = {{350, 10, 0}, {10, 350, 0}, {10, 30, 20}, {370, -330, 20},
+                               {-10, 0, 355}, {0, 180, 270}};
+    for (const auto &m : means)
+        EXPECT_DOUBLE_EQ(m[2], kxGetMeanDegrees(m[0], m[1])) << m[0] << " " << m[1];
+    const double limits[][2] = {{-180, 180}, {540, 180}, {190, -170}, {360, 0}, {-90 + 720, -90}};
+    for (const auto &l : limits) {
+        EXPECT_NEAR(l[1], kxLimitAngleDegrees(l[0]), 1e-12) << l[0];
+        EXPECT_NEAR(l[1] * kPi / 180, kxLimitAngle(l[0] * kPi / 180), 1e-12) << l[0];
+    }
     EXPECT_TRUE(std::isnan(kxLimitAngle(NAN)));
-
-    EXPECT_DOUBLE_EQ(20.0, kxGetAngleDifferenceDegrees(350, 10));
-    EXPECT_DOUBLE_EQ(-20.0, kxGetAngleDifferenceDegrees(10, 350));
-    EXPECT_DOUBLE_EQ(180.0, kxGetAngleDifferenceDegrees(90, -90));
-    EXPECT_DOUBLE_EQ(180.0, kxGetAngleDifferenceDegrees(-90, 90));
-    EXPECT_NEAR(0.2, kxGetAngleDifferenceRadians(kPi - 0.1, -kPi + 0.1), 1e-12);
-    EXPECT_NEAR(-0.2, kxGetAngleDifferenceRadians(-kPi + 0.1, kPi - 0.1 + 6 * kPi), 1e-12);
+    const double differences[][3] = {{350, 10, 20}, {10, 350, -20}, {90, -90, 180}, {-90, 90, 180},
+                                     {179, -179 + 1080, 2}};
+    for (const auto &d : differences) {
+        EXPECT_NEAR(d[2], kxGetAngleDifferenceDegrees(d[0], d[1]), 1e-12) << d[0] << " " << d[1];
+        EXPECT_NEAR(d[2] * kPi / 180, kxGetAngleDifferenceRadians(d[0] * kPi / 180, d[1] * kPi / 180),
+                    1e-12) << d[0] << " " << d[1];
+    }
 }
 
 TEST(KXPlaneGeomTest, CurvesCircumferenceAndArcStep)
@@ -112,43 +106,33 @@ TEST(KXPlaneGeomTest, CurvesCircumferenceAndArcStep)
     EXPECT_EQ(0.0, kxGetEllipseCircumference(1, -1e-300));
     EXPECT_DOUBLE_EQ(0.5, kxGetArcApproximationAngle(4));
     EXPECT_DOUBLE_EQ(kPi / 2, kxGetArcApproximationAngle(0));
-    EXPECT_DOUBLE_EQ(kPi / 2, kxGetArcApproximationAngle(-1));
 }
 
-TEST(KXPlaneGeomTest, RectanglesHalfOpenAndTolerance)
+TEST(KXPlaneGeomTest, RectanglesHalfOpenAndRelations)
 {
-    const kxRect r(0, 1, 1, 0);
-    EXPECT_TRUE(kxIsPointInRect(r, 0, 0));
-    EXPECT_FALSE(kxIsPointInRect(r, 1, 0.5));
-    EXPECT_FALSE(kxIsPointInRect(r, kxPoint(0.5, 1)));
-    EXPECT_TRUE(kxIsPointInRect(r, 1, 0.5, 0.1));
-    EXPECT_TRUE(kxIsPointInRect(r, kxPoint(-0.05, 1.05), 0.1));
-    EXPECT_FALSE(kxIsPointInRect(r, kxPoint(0.5, 1.1), 0.1));   // grown top edge stays outside
-    EXPECT_FALSE(kxIsPointInRect(r, 1, 0.5, -0.1));
-
-    kxRect g = r;
+    const kxRect unit(0, 1, 1, 0);
+    EXPECT_TRUE(kxIsPointInRect(unit, 0, 0));
+    EXPECT_FALSE(kxIsPointInRect(unit, 1, 0.5));
+    EXPECT_FALSE(kxIsPointInRect(unit, P(0.5, 1)));
+    EXPECT_TRUE(kxIsPointInRect(unit, 1, 0.5, 0.1));
+    EXPECT_TRUE(kxIsPointInRect(unit, P(-0.05, 1.05), 0.1));
+    EXPECT_FALSE(kxIsPointInRect(unit, P(0.5, 1.1), 0.1));   // grown top edge stays outside
+    EXPECT_FALSE(kxIsPointInRect(unit, 1, 0.5, -0.1));
+    kxRect g = unit;
     kxGrowRect(g, 0.5, 2);
     EXPECT_EQ(kxRect(-0.5, 3, 1.5, -2), g);
-    kxDisplaceRect(g, kxPoint(1, -1));
+    kxDisplaceRect(g, P(1, -1));
     EXPECT_EQ(kxRect(0.5, 2, 2.5, -3), g);
-    EXPECT_EQ(kxRect(1, 2, 2, 1), kxGetDisplacedRect(r, 1, 1));
-}
 
-TEST(KXPlaneGeomTest, RectangleRelations)
-{
-    EXPECT_TRUE(kxRangesCollide(0, 1, 1, 2));      // touching ends collide
-    EXPECT_TRUE(kxRangesCollide(2, 3, 0, 10));     // containment
+    EXPECT_TRUE(kxRangesCollide(0, 1, 1, 2));    // touching ends collide
+    EXPECT_TRUE(kxRangesCollide(2, 3, 0, 10));   // containment
     EXPECT_FALSE(kxRangesCollide(0, 1, 1.5, 2));
-
     const kxRect r(0, 2, 2, 0);
     EXPECT_TRUE(kxRectsCollide(r, kxRect(2, 3, 3, 2)));   // corner touch
     EXPECT_FALSE(kxRectsCollide(r, kxRect(1, 5, 3, 2.5)));
     EXPECT_TRUE(kxRectIsEnclosed(kxRect(0, 2, 1, 1), r));
     EXPECT_FALSE(kxRectIsEnclosed(kxRect(0, 2.5, 1, 1), r));
-
     kxRect common(9, 9, 9, 9);
-    EXPECT_TRUE(kxIntersectRects(common, r, kxRect(1, 5, 3, 1)));
-    EXPECT_EQ(kxRect(1, 2, 2, 1), common);
     EXPECT_TRUE(kxIntersectRects(common, r, kxRect(2, 1, 4, -1)));
     EXPECT_EQ(kxRect(2, 1, 2, 0), common);
     EXPECT_FALSE(kxIntersectRects(common, r, kxRect(3, 1, 4, -1)));
@@ -169,28 +153,23 @@ TEST(KXPlaneGeomTest, LineClippingAndSortPoints)
     const kxRect r(0, 1, 2, 0);
     double x1 = -1, y1 = 0.5, x2 = 3, y2 = 0.5;
     EXPECT_TRUE(kxLimitLineToRect(r, x1, y1, x2, y2));
-    EXPECT_EQ(0.0, x1);
-    EXPECT_EQ(2.0, x2);
-    EXPECT_EQ(0.5, y1);
+    EXPECT_EQ(std::make_tuple(0.0, 0.5, 2.0, 0.5), std::make_tuple(x1, y1, x2, y2));
     kxPoint p(-1, -1), q(3, 3);   // diagonal through the corner (0, 0) and out at (1, 1)
     EXPECT_TRUE(kxLimitLineToRect(r, p, q));
-    ExpectNear(kxPoint(0, 0), p);
-    ExpectNear(kxPoint(1, 1), q);
+    ExpectPoints({P(0, 0), P(1, 1)}, {p, q});
     kxPoint in1(0.25, 0.25), in2(1.75, 0.75);
     EXPECT_TRUE(kxLimitLineToRect(r, in1, in2));
-    EXPECT_EQ(kxPoint(0.25, 0.25), in1);   // inside: untouched
-    EXPECT_EQ(kxPoint(1.75, 0.75), in2);
+    EXPECT_EQ(kxPointVector({P(0.25, 0.25), P(1.75, 0.75)}), kxPointVector({in1, in2}));   // untouched
     EXPECT_FALSE(kxIsLineInRect(r, -1, 2, 3, 2));
     EXPECT_TRUE(kxIsLineInRect(r, -1, 2, 1, 0));   // touches the corner (0, 1)
     EXPECT_FALSE(kxIsLineInRect(r, 3, 0.5, 3, 0.5));
     EXPECT_TRUE(kxIsLineInRect(r, 1, 0.5, 1, 0.5));
 
-    kxPoint a(3, 1), b(1, 2);
+    kxPoint a(3, 1), b(1, 2);   // only the sorted coordinate moves
     kxSortPoints(a, b, false);
-    EXPECT_EQ(kxPoint(1, 1), a);
-    EXPECT_EQ(kxPoint(3, 2), b);
-    kxSortPoints(a, b, true);   // already in order by y
-    EXPECT_EQ(kxPoint(1, 1), a);
+    EXPECT_EQ(kxPointVector({P(1, 1), P(3, 2)}), kxPointVector({a, b}));
+    kxSortPoints(a, b, true);
+    EXPECT_EQ(P(1, 1), a);
 }
 
 TEST(KXPlaneGeomTest, PolygonProperties)
@@ -200,204 +179,189 @@ TEST(KXPlaneGeomTest, PolygonProperties)
     EXPECT_EQ(kxRect(), kxGetPolygonBoundingRect(kxPointVector()));
     EXPECT_TRUE(kxCheckPolygonVerticesAntiClockwise(sq));
     EXPECT_FALSE(kxCheckPolygonVerticesAntiClockwise(kxPointVector(sq.rbegin(), sq.rend())));
-    EXPECT_FALSE(kxCheckPolygonVerticesAntiClockwise({kxPoint(0, 0), kxPoint(1, 1), kxPoint(2, 2)}));
+    EXPECT_FALSE(kxCheckPolygonVerticesAntiClockwise({P(0, 0), P(1, 1), P(2, 2)}));
     EXPECT_DOUBLE_EQ(18.0, kxGetPolygonSignedArea2(sq));
 
-    EXPECT_FALSE(kxCheckPolygonEdgesIntersect(sq));
-    EXPECT_FALSE(kxCheckPolygonEdgesIntersect(
-        {kxPoint(0, 0), kxPoint(0, 0), kxPoint(2, 0), kxPoint(2, 2), kxPoint(0, 2), kxPoint(0, 0)}));
-    EXPECT_FALSE(kxCheckPolygonEdgesIntersect(   // concave but simple
-        {kxPoint(0, 0), kxPoint(4, 0), kxPoint(4, 4), kxPoint(2, 1), kxPoint(0, 4)}));
-    EXPECT_TRUE(kxCheckPolygonEdgesIntersect(   // bow tie
-        {kxPoint(0, 0), kxPoint(2, 2), kxPoint(2, 0), kxPoint(0, 2)}));
-    EXPECT_TRUE(kxCheckPolygonEdgesIntersect(   // a vertex touching another edge
-        {kxPoint(0, 0), kxPoint(4, 0), kxPoint(4, 4), kxPoint(2, 0), kxPoint(0, 4)}));
-    EXPECT_TRUE(kxCheckPolygonEdgesIntersect(   // a spike folding back on its edge
-        {kxPoint(0, 0), kxPoint(4, 0), kxPoint(2, 0), kxPoint(2, 3)}));
+    const std::vector<std::pair<kxPointVector, bool>> edgeCases{
+        {sq, false},
+        {{P(0, 0), P(0, 0), P(2, 0), P(2, 2), P(0, 2), P(0, 0)}, false},   // repeated vertices
+        {{P(0, 0), P(4, 0), P(4, 4), P(2, 1), P(0, 4)}, false},            // concave but simple
+        {{P(0, 0), P(2, 2), P(2, 0), P(0, 2)}, true},                      // bow tie
+        {{P(0, 0), P(4, 0), P(4, 4), P(2, 0), P(0, 4)}, true},             // vertex on another edge
+        {{P(0, 0), P(4, 0), P(2, 0), P(2, 3)}, true}};                     // spike folding back
+    for (size_t i = 0; i < edgeCases.size(); ++i)
+        EXPECT_EQ(edgeCases[i].second, kxCheckPolygonEdgesIntersect(edgeCases[i].first)) << i;
 }
 
-TEST(KXPlaneGeomTest, IntersectLinesByAngle)
+TEST(KXPlaneGeomTest, IntersectLines)
 {
     kxPoint r;
-    ASSERT_TRUE(kxIntersectLines(kxPoint(0, 1), 0.0, kxPoint(3, 0), kPi / 2, r));
-    ExpectNear(kxPoint(3, 1), r);
-    ASSERT_TRUE(kxIntersectLines(kxPoint(0, 0), kPi / 4, kxPoint(2, 0), 3 * kPi / 4, r));
-    ExpectNear(kxPoint(1, 1), r);
-    r = kxPoint(7, 7);
-    EXPECT_FALSE(kxIntersectLines(kxPoint(0, 0), 0.0, kxPoint(0, 1), kPi, r));   // anti-parallel
-    EXPECT_FALSE(kxIntersectLines(kxPoint(0, 0), 1.0, kxPoint(5, 1), 1.0, r));
-    EXPECT_EQ(kxPoint(7, 7), r);
-}
+    ASSERT_TRUE(kxIntersectLines(P(0, 0), kPi / 4, P(2, 0), 3 * kPi / 4, r));
+    ExpectNear(P(1, 1), r);
+    r = P(7, 7);
+    EXPECT_FALSE(kxIntersectLines(P(0, 0), 0.0, P(0, 1), kPi, r));   // anti-parallel
+    EXPECT_FALSE(kxIntersectLines(P(0, 0), 1.0, P(5, 1), 1.0, r));
+    EXPECT_EQ(P(7, 7), r);
 
-TEST(KXPlaneGeomTest, GeneralSegmentRoutine)
-{
-    kxPoint p1, p2;
-    double t1 = 0, t2 = 0;
-    // Crossing.
-    ASSERT_EQ(1, kxIntersectLines(kxPoint(0, 0), kxPoint(4, 0), kxPoint(1, -1), kxPoint(1, 3), p1, p2, t1, t2, -1));
-    EXPECT_EQ(kxPoint(1, 0), p1);
-    EXPECT_DOUBLE_EQ(0.25, t1);
-    EXPECT_DOUBLE_EQ(0.25, t2);
-    // Touching at an end, and just missing it unless within tol.
-    ASSERT_EQ(1, kxIntersectLines(kxPoint(0, 0), kxPoint(4, 0), kxPoint(2, 0), kxPoint(2, 3), p1, p2, t1, t2, -1));
-    EXPECT_EQ(kxPoint(2, 0), p1);
-    EXPECT_EQ(0.0, t2);
-    EXPECT_EQ(0, kxIntersectLines(kxPoint(0, 0), kxPoint(4, 0), kxPoint(2, 0.01), kxPoint(2, 3), p1, p2, t1, t2, -1));
-    EXPECT_EQ(1, kxIntersectLines(kxPoint(0, 0), kxPoint(4, 0), kxPoint(2, 0.01), kxPoint(2, 3), p1, p2, t1, t2, 0.02));
-    // Not reaching, and parallel apart.
-    EXPECT_EQ(0, kxIntersectLines(kxPoint(0, 0), kxPoint(1, 0), kxPoint(2, -1), kxPoint(2, 1), p1, p2, t1, t2, -1));
-    EXPECT_EQ(0, kxIntersectLines(kxPoint(0, 0), kxPoint(4, 0), kxPoint(0, 1), kxPoint(4, 1), p1, p2, t1, t2, -1));
-    // Collinear: overlap, end-to-end touch, apart.
-    ASSERT_EQ(2, kxIntersectLines(kxPoint(0, 0), kxPoint(4, 4), kxPoint(3, 3), kxPoint(1, 1), p1, p2, t1, t2, -1));
-    EXPECT_EQ(kxPoint(1, 1), p1);
-    EXPECT_EQ(kxPoint(3, 3), p2);
-    EXPECT_DOUBLE_EQ(0.25, t1);
-    EXPECT_DOUBLE_EQ(0.75, t2);
-    ASSERT_EQ(1, kxIntersectLines(kxPoint(0, 0), kxPoint(2, 0), kxPoint(2, 0), kxPoint(5, 0), p1, p2, t1, t2, -1));
-    EXPECT_EQ(kxPoint(2, 0), p1);
-    EXPECT_EQ(1.0, t1);
-    EXPECT_EQ(0.0, t2);
-    EXPECT_EQ(0, kxIntersectLines(kxPoint(0, 0), kxPoint(2, 0), kxPoint(3, 0), kxPoint(5, 0), p1, p2, t1, t2, -1));
-    // Zero-length segments.
-    ASSERT_EQ(1, kxIntersectLines(kxPoint(1, 1), kxPoint(1, 1), kxPoint(0, 0), kxPoint(4, 4), p1, p2, t1, t2, -1));
-    EXPECT_DOUBLE_EQ(0.25, t2);
-    EXPECT_EQ(0, kxIntersectLines(kxPoint(1, 2), kxPoint(1, 2), kxPoint(0, 0), kxPoint(4, 4), p1, p2, t1, t2, -1));
-    EXPECT_EQ(1, kxIntersectLines(kxPoint(0, 0), kxPoint(4, 4), kxPoint(4, 4), kxPoint(4, 4), p1, p2, t1, t2, -1));
-}
+    // The general segment routine: count, points and parameters (NaN: not checked).
+    const double _ = NAN;
+    struct Case {
+        kxPoint a1, a2, b1, b2;
+        double tol;
+        int count;
+        kxPoint p1, p2;
+        double t1, t2;
+    };
+    const Case cases[] = {
+        {P(0, 0), P(4, 0), P(1, -1), P(1, 3), -1, 1, P(1, 0), P(_, _), 0.25, 0.25},   // crossing
+        {P(0, 0), P(4, 0), P(2, 0), P(2, 3), -1, 1, P(2, 0), P(_, _), 0.5, 0},        // touching an end
+        {P(0, 0), P(4, 0), P(2, 0.01), P(2, 3), -1, 0, P(_, _), P(_, _), _, _},        // just missing it
+        {P(0, 0), P(4, 0), P(2, 0.01), P(2, 3), 0.02, 1, P(_, _), P(_, _), _, _},      // unless within tol
+        {P(0, 0), P(1, 0), P(2, -1), P(2, 1), -1, 0, P(_, _), P(_, _), _, _},          // not reaching
+        {P(0, 0), P(4, 0), P(0, 1), P(4, 1), -1, 0, P(_, _), P(_, _), _, _},           // parallel apart
+        {P(0, 0), P(4, 4), P(3, 3), P(1, 1), -1, 2, P(1, 1), P(3, 3), 0.25, 0.75},    // collinear overlap
+        {P(0, 0), P(2, 0), P(2, 0), P(5, 0), -1, 1, P(2, 0), P(_, _), 1, 0},          // end to end
+        {P(0, 0), P(2, 0), P(3, 0), P(5, 0), -1, 0, P(_, _), P(_, _), _, _},           // collinear apart
+        {P(1, 1), P(1, 1), P(0, 0), P(4, 4), -1, 1, P(_, _), P(_, _), _, 0.25},       // zero length on
+        {P(1, 2), P(1, 2), P(0, 0), P(4, 4), -1, 0, P(_, _), P(_, _), _, _},           // zero length off
+        {P(0, 0), P(4, 4), P(4, 4), P(4, 4), -1, 1, P(_, _), P(_, _), _, _}};
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        const Case &c = cases[i];
+        kxPoint p[2];
+        double t[2] = {-9, -9};
+        ASSERT_EQ(c.count, kxIntersectLines(c.a1, c.a2, c.b1, c.b2, p[0], p[1], t[0], t[1], c.tol)) << i;
+        const kxPoint wantP[2] = {c.p1, c.p2};
+        const double wantT[2] = {c.t1, c.t2};
+        for (int k = 0; k < 2 && c.count > 0; ++k) {
+            if (!std::isnan(wantP[k].x)) {
+                EXPECT_EQ(wantP[k], p[k]) << i;
+            }
+            if (!std::isnan(wantT[k])) {
+                EXPECT_DOUBLE_EQ(wantT[k], t[k]) << i;
+            }
+        }
+    }
 
-TEST(KXPlaneGeomTest, BooleanSegmentForm)
-{
-    kxPoint r(9, 9);
-    ASSERT_TRUE(kxIntersectLines(kxPoint(0, 0), kxPoint(2, 2), kxPoint(0, 2), kxPoint(2, 0), r));
-    EXPECT_EQ(kxPoint(1, 1), r);
-    r = kxPoint(9, 9);
-    EXPECT_FALSE(kxIntersectLines(kxPoint(0, 0), kxPoint(4, 0), kxPoint(1, 0), kxPoint(6, 0), r));   // collinear overlap
-    EXPECT_FALSE(kxIntersectLines(kxPoint(0, 0), kxPoint(4, 0), kxPoint(4, 0), kxPoint(6, 0), r));   // collinear touch
-    EXPECT_FALSE(kxIntersectLines(kxPoint(0, 0), kxPoint(1, 1), kxPoint(2, 0), kxPoint(3, -5), r));  // lines cross, segments not
-    EXPECT_EQ(kxPoint(9, 9), r);
+    // The boolean two-segment form: exactly one proper intersection.
+    r = P(9, 9);
+    ASSERT_TRUE(kxIntersectLines(P(0, 0), P(2, 2), P(0, 2), P(2, 0), r));
+    EXPECT_EQ(P(1, 1), r);
+    r = P(9, 9);
+    EXPECT_FALSE(kxIntersectLines(P(0, 0), P(4, 0), P(1, 0), P(6, 0), r));    // collinear overlap
+    EXPECT_FALSE(kxIntersectLines(P(0, 0), P(4, 0), P(4, 0), P(6, 0), r));    // collinear touch
+    EXPECT_FALSE(kxIntersectLines(P(0, 0), P(1, 1), P(2, 0), P(3, -5), r));   // lines cross, segments not
+    EXPECT_EQ(P(9, 9), r);
 }
 
 TEST(KXPlaneGeomTest, LineCircleEllipseAndCurve)
 {
-    kxPoint r1, r2;
-    ASSERT_EQ(2, kxIntersectLineCircle(kxPoint(-5, 0), 0.0, kxPoint(0, 0), 2, r1, r2));
-    ExpectNear(kxPoint(-2, 0), r1);   // in the line's direction
-    ExpectNear(kxPoint(2, 0), r2);
-    ASSERT_EQ(2, kxIntersectLineCircle(kxPoint(5, 0), kPi, kxPoint(0, 0), 2, r1, r2));
-    ExpectNear(kxPoint(2, 0), r1);
-    ASSERT_EQ(1, kxIntersectLineCircle(kxPoint(3, 3), kPi / 2, kxPoint(1, 3), 2, r1, r2));
-    ExpectNear(kxPoint(3, 3), r1);
-    EXPECT_EQ(0, kxIntersectLineCircle(kxPoint(3.1, 3), kPi / 2, kxPoint(1, 3), 2, r1, r2));
-    EXPECT_EQ(0, kxIntersectLineCircle(kxPoint(0, 0), 0.0, kxPoint(0, 0), -1, r1, r2));
-
-    ASSERT_EQ(2, kxIntersectLineEllipse(kxPoint(1, 0), 0.0, kxPoint(1, 0), 2, 1, r1, r2));
-    ExpectNear(kxPoint(-1, 0), r1);
-    ExpectNear(kxPoint(3, 0), r2);
-    ASSERT_EQ(2, kxIntersectLineEllipse(kxPoint(0, 5), -kPi / 2, kxPoint(0, 0), 2, 1, r1, r2));
-    ExpectNear(kxPoint(0, 1), r1);
-    ExpectNear(kxPoint(0, -1), r2);
-    ASSERT_EQ(1, kxIntersectLineEllipse(kxPoint(-4, 1), 0.0, kxPoint(0, 0), 2, 1, r1, r2));
-    ExpectNear(kxPoint(0, 1), r1);
-    EXPECT_EQ(0, kxIntersectLineEllipse(kxPoint(-4, 1.5), 0.0, kxPoint(0, 0), 2, 1, r1, r2));
-    EXPECT_EQ(0, kxIntersectLineEllipse(kxPoint(0, 0), 0.0, kxPoint(0, 0), 2, 0, r1, r2));
+    // Line by point and angle; the points come in the line's direction.
+    struct Case {
+        kxPoint origin;
+        double angle;
+        kxPoint centre;
+        double a, b;   // b < 0: a circle of radius a
+        std::vector<kxPoint> points;
+    };
+    const std::vector<Case> cases{
+        {P(-5, 0), 0.0, P(0, 0), 2, -1, {P(-2, 0), P(2, 0)}},
+        {P(5, 0), kPi, P(0, 0), 2, -1, {P(2, 0), P(-2, 0)}},
+        {P(3, 3), kPi / 2, P(1, 3), 2, -1, {P(3, 3)}},   // tangent
+        {P(3.1, 3), kPi / 2, P(1, 3), 2, -1, {}},
+        {P(0, 0), 0.0, P(0, 0), -1, -1, {}},
+        {P(1, 0), 0.0, P(1, 0), 2, 1, {P(-1, 0), P(3, 0)}},
+        {P(0, 5), -kPi / 2, P(0, 0), 2, 1, {P(0, 1), P(0, -1)}},
+        {P(-4, 1), 0.0, P(0, 0), 2, 1, {P(0, 1)}},
+        {P(-4, 1.5), 0.0, P(0, 0), 2, 1, {}},
+        {P(0, 0), 0.0, P(0, 0), 2, 0, {}}};
+    for (size_t i = 0; i < cases.size(); ++i) {
+        const Case &c = cases[i];
+        kxPoint r[2];
+        const int n = c.b < 0 ? kxIntersectLineCircle(c.origin, c.angle, c.centre, c.a, r[0], r[1])
+                              : kxIntersectLineEllipse(c.origin, c.angle, c.centre, c.a, c.b, r[0], r[1]);
+        SCOPED_TRACE(i);
+        ExpectPoints(c.points, kxPointVector(r, r + n));
+    }
 
     kxPoint c;
     auto square = [](double x) { return x * x; };
-    ASSERT_TRUE(kxIntersectLineCurve(c, kxPoint(0, 1), kxPoint(3, 1), square, 1e-10));
-    ExpectNear(kxPoint(1, 1), c, 1e-9);
-    ASSERT_TRUE(kxIntersectLineCurve(c, kxPoint(0.5, -1), kxPoint(0.5, 1), square, 1e-10));   // vertical
-    ExpectNear(kxPoint(0.5, 0.25), c, 1e-9);
-    ASSERT_TRUE(kxIntersectLineCurve(c, kxPoint(-2, 0), kxPoint(2, 4), square, 1e-12));   // first of two
-    ExpectNear(kxPoint(-1, 1), c, 1e-9);
-    EXPECT_FALSE(kxIntersectLineCurve(c, kxPoint(0, -1), kxPoint(3, -1), square, 1e-10));
-    EXPECT_FALSE(kxIntersectLineCurve(c, kxPoint(0, -1), kxPoint(3, -1), nullptr, 1e-10));
+    ASSERT_TRUE(kxIntersectLineCurve(c, P(0, 1), P(3, 1), square, 1e-10));
+    ExpectNear(P(1, 1), c, 1e-9);
+    ASSERT_TRUE(kxIntersectLineCurve(c, P(0.5, -1), P(0.5, 1), square, 1e-10));   // vertical
+    ExpectNear(P(0.5, 0.25), c, 1e-9);
+    ASSERT_TRUE(kxIntersectLineCurve(c, P(-2, 0), P(2, 4), square, 1e-12));   // first of two
+    ExpectNear(P(-1, 1), c, 1e-9);
+    EXPECT_FALSE(kxIntersectLineCurve(c, P(0, -1), P(3, -1), square, 1e-10));
+    EXPECT_FALSE(kxIntersectLineCurve(c, P(0, -1), P(3, -1), nullptr, 1e-10));
 }
 
 TEST(KXPlaneGeomTest, LinePolygonCrossings)
 {
     const kxPointVector sq = Square(0, 0, 2);
-    std::vector<double> t{42};
-    // Straight through: ordered along the line whichever way it runs.
-    ASSERT_EQ(2, kxIntersectLinePolygon(t, kxPoint(-1, 1), kxPoint(3, 1), sq, 1e-9));
-    EXPECT_NEAR(0.25, t[0], 1e-12);
-    EXPECT_NEAR(0.75, t[1], 1e-12);
-    ASSERT_EQ(2, kxIntersectLinePolygon(t, kxPoint(3, 1), kxPoint(-1, 1), sq, 1e-9));
-    EXPECT_NEAR(0.25, t[0], 1e-12);
-    // The line is infinite: a and b far to one side still find the crossings.
-    ASSERT_EQ(2, kxIntersectLinePolygon(t, kxPoint(10, 1), kxPoint(11, 1), sq, 1e-9));
-    EXPECT_NEAR(-10.0, t[0], 1e-9);
-    EXPECT_NEAR(-8.0, t[1], 1e-9);
-    // Through two vertices: each vertex once.
-    kxPointVector pts;
-    ASSERT_EQ(2, kxIntersectLinePolygon(pts, kxPoint(-1, -1), kxPoint(3, 3), sq, -1));
-    ExpectNear(kxPoint(0, 0), pts[0]);
-    ExpectNear(kxPoint(2, 2), pts[1]);
-    // Touching one vertex only: no crossing; outside: none; the list is emptied.
-    EXPECT_EQ(0, kxIntersectLinePolygon(t, kxPoint(1, 3), kxPoint(3, 1), sq, -1));
-    EXPECT_TRUE(t.empty());
-    EXPECT_EQ(0, kxIntersectLinePolygon(t, kxPoint(-1, 5), kxPoint(3, 5), sq, -1));
-    // Along an edge: the edge is the line's part in the closed polygon.
-    ASSERT_EQ(2, kxIntersectLinePolygon(pts, kxPoint(-1, 0), kxPoint(5, 0), sq, -1));
-    ExpectNear(kxPoint(0, 0), pts[0]);
-    ExpectNear(kxPoint(2, 0), pts[1]);
-    ASSERT_EQ(2, kxIntersectLinePolygon(pts, kxPoint(5, 2), kxPoint(-1, 2), sq, -1));
-    ExpectNear(kxPoint(2, 2), pts[0]);
-
     // A U shape: four crossings through the arms; a line along the inner floor meets the arm
     // corners, and one through the tips runs inside along both tops.
-    const kxPointVector u{kxPoint(0, 0), kxPoint(3, 0), kxPoint(3, 3), kxPoint(2, 3),
-                          kxPoint(2, 1), kxPoint(1, 1), kxPoint(1, 3), kxPoint(0, 3)};
-    ASSERT_EQ(4, kxIntersectLinePolygon(pts, kxPoint(-1, 2), kxPoint(4, 2), u, -1));
-    ExpectNear(kxPoint(0, 2), pts[0]);
-    ExpectNear(kxPoint(1, 2), pts[1]);
-    ExpectNear(kxPoint(2, 2), pts[2]);
-    ExpectNear(kxPoint(3, 2), pts[3]);
-    ASSERT_EQ(2, kxIntersectLinePolygon(pts, kxPoint(-1, 1), kxPoint(4, 1), u, -1));
-    ExpectNear(kxPoint(0, 1), pts[0]);
-    ExpectNear(kxPoint(3, 1), pts[1]);
-    ASSERT_EQ(4, kxIntersectLinePolygon(pts, kxPoint(-1, 3), kxPoint(4, 3), u, -1));
-    ExpectNear(kxPoint(1, 3), pts[1]);
-    ExpectNear(kxPoint(2, 3), pts[2]);
-    // Vertical through the notch's corner vertices (1, 1): in at y = 0, out at y = 3.
-    ASSERT_EQ(2, kxIntersectLinePolygon(pts, kxPoint(1, -1), kxPoint(1, 5), u, -1));
-    ExpectNear(kxPoint(1, 0), pts[0]);
-    ExpectNear(kxPoint(1, 3), pts[1]);
+    const kxPointVector u{P(0, 0), P(3, 0), P(3, 3), P(2, 3), P(2, 1), P(1, 1), P(1, 3), P(0, 3)};
+    struct Case {
+        kxPoint a, b;
+        const kxPointVector &polygon;
+        std::vector<kxPoint> crossings;
+    };
+    const std::vector<Case> cases{
+        {P(-1, -1), P(3, 3), sq, {P(0, 0), P(2, 2)}},   // through two vertices: each once
+        {P(1, 3), P(3, 1), sq, {}},                      // touching one vertex only
+        {P(-1, 5), P(3, 5), sq, {}},
+        {P(-1, 0), P(5, 0), sq, {P(0, 0), P(2, 0)}},     // along an edge: the edge is inside
+        {P(5, 2), P(-1, 2), sq, {P(2, 2), P(0, 2)}},
+        {P(-1, 2), P(4, 2), u, {P(0, 2), P(1, 2), P(2, 2), P(3, 2)}},
+        {P(-1, 1), P(4, 1), u, {P(0, 1), P(3, 1)}},
+        {P(-1, 3), P(4, 3), u, {P(0, 3), P(1, 3), P(2, 3), P(3, 3)}},
+        {P(1, -1), P(1, 5), u, {P(1, 0), P(1, 3)}},     // through the notch's corner (1, 1)
+        {P(1, 1), P(1, 1), sq, {}},                      // no line
+        {P(-1, 0), P(1, 0), {P(0, 0), P(1, 0)}, {}}};   // no polygon
+    for (size_t i = 0; i < cases.size(); ++i) {
+        kxPointVector pts{P(42, 42)};
+        EXPECT_EQ(int(cases[i].crossings.size()), kxIntersectLinePolygon(pts, cases[i].a, cases[i].b,
+                                                                         cases[i].polygon, -1)) << i;
+        SCOPED_TRACE(i);
+        ExpectPoints(cases[i].crossings, pts);   // the old content is gone
+    }
 
+    // Positions along the line: ordered whichever way it runs, and the line is infinite.
+    std::vector<double> t;
+    for (const auto &[a, b, first, second] : {std::make_tuple(P(-1, 1), P(3, 1), 0.25, 0.75),
+                                              std::make_tuple(P(3, 1), P(-1, 1), 0.25, 0.75),
+                                              std::make_tuple(P(10, 1), P(11, 1), -10.0, -8.0)}) {
+        ASSERT_EQ(2, kxIntersectLinePolygon(t, a, b, sq, 1e-9));
+        EXPECT_NEAR(first, t[0], 1e-9);
+        EXPECT_NEAR(second, t[1], 1e-9);
+    }
     // Crossings closer than tol merge: a sliver narrower than tol is not seen.
-    const kxPointVector sliver{kxPoint(0, 0), kxPoint(1, 0), kxPoint(1, 1e-7), kxPoint(0, 1e-7)};
-    EXPECT_EQ(2, kxIntersectLinePolygon(t, kxPoint(0.5, -1), kxPoint(0.5, 1), sliver, 1e-9));
-    EXPECT_EQ(0, kxIntersectLinePolygon(t, kxPoint(0.5, -1), kxPoint(0.5, 1), sliver, 1e-6));
-    // Degenerate input.
-    EXPECT_EQ(0, kxIntersectLinePolygon(t, kxPoint(1, 1), kxPoint(1, 1), sq, -1));
-    EXPECT_EQ(0, kxIntersectLinePolygon(t, kxPoint(-1, 0), kxPoint(1, 0), {kxPoint(0, 0), kxPoint(1, 0)}, -1));
+    const kxPointVector sliver{P(0, 0), P(1, 0), P(1, 1e-7), P(0, 1e-7)};
+    EXPECT_EQ(2, kxIntersectLinePolygon(t, P(0.5, -1), P(0.5, 1), sliver, 1e-9));
+    EXPECT_EQ(0, kxIntersectLinePolygon(t, P(0.5, -1), P(0.5, 1), sliver, 1e-6));
 
-    // Rectangles.
-    ASSERT_EQ(2, kxIntersectLineRect(t, kxPoint(0, 0), kxPoint(4, 2), kxRect(1, 3, 3, 0), -1));
+    ASSERT_EQ(2, kxIntersectLineRect(t, P(0, 0), P(4, 2), kxRect(1, 3, 3, 0), -1));
     EXPECT_NEAR(0.25, t[0], 1e-12);
     EXPECT_NEAR(0.75, t[1], 1e-12);
-    EXPECT_EQ(2, kxIntersectLineRect(pts, kxPoint(0, 3), kxPoint(1, 3), kxRect(1, 3, 3, 0), -1));
-    EXPECT_EQ(0, kxIntersectLineRect(pts, kxPoint(0, 2), kxPoint(1, 3), kxRect(1, 3, 3, 0), -1));
+    kxPointVector pts;
+    EXPECT_EQ(2, kxIntersectLineRect(pts, P(0, 3), P(1, 3), kxRect(1, 3, 3, 0), -1));
+    EXPECT_EQ(0, kxIntersectLineRect(pts, P(0, 2), P(1, 3), kxRect(1, 3, 3, 0), -1));
 }
 
 TEST(KXPlaneGeomTest, LinePolygonManyCrossingsAndListForms)
 {
     // A comb with 20 teeth: 40 crossings along y = 5, many enough for the indexed path; along
     // y = 0.5, the top of the base, the line runs inside from end to end.
-    kxPointVector comb{kxPoint(0, 0), kxPoint(40, 0), kxPoint(40, 0.5)};
-    for (int k = 19; k >= 0; --k) {
-        comb.emplace_back(2.0 * k + 1.5, 0.5);
-        comb.emplace_back(2.0 * k + 1.5, 10);
-        comb.emplace_back(2.0 * k + 0.5, 10);
-        comb.emplace_back(2.0 * k + 0.5, 0.5);
-    }
+    kxPointVector comb{P(0, 0), P(40, 0), P(40, 0.5)};
+    for (int k = 19; k >= 0; --k)
+        for (const kxPoint &p : {P(1.5, 0.5), P(1.5, 10), P(0.5, 10), P(0.5, 0.5)})
+            comb.push_back(p + P(2.0 * k, 0));
     comb.emplace_back(0, 0.5);
     std::vector<double> t;
-    ASSERT_EQ(40, kxIntersectLinePolygon(t, kxPoint(0, 5), kxPoint(40, 5), comb, -1));
-    for (int k = 0; k < 20; ++k) {
-        EXPECT_NEAR((2.0 * k + 0.5) / 40, t[2 * k], 1e-12);
-        EXPECT_NEAR((2.0 * k + 1.5) / 40, t[2 * k + 1], 1e-12);
-    }
-    ASSERT_EQ(2, kxIntersectLinePolygon(t, kxPoint(-1, 0.5), kxPoint(0, 0.5), comb, -1));
+    ASSERT_EQ(40, kxIntersectLinePolygon(t, P(0, 5), P(40, 5), comb, -1));
+    for (int k = 0; k < 40; ++k)
+        EXPECT_NEAR((k + 0.5) / 40, t[k], 1e-12);
+    ASSERT_EQ(2, kxIntersectLinePolygon(t, P(-1, 0.5), P(0, 0.5), comb, -1));
     EXPECT_NEAR(1.0, t[0], 1e-12);
     EXPECT_NEAR(41.0, t[1], 1e-12);
 
@@ -407,7 +371,7 @@ TEST(KXPlaneGeomTest, LinePolygonManyCrossingsAndListForms)
     EXPECT_EQ(comb, kxToPointVector(list));
     List<double> ts;
     ts.append(99);
-    ASSERT_EQ(40, kxIntersectLinePolygon(ts, kxPoint(0, 5), kxPoint(40, 5), list, -1));
+    ASSERT_EQ(40, kxIntersectLinePolygon(ts, P(0, 5), P(40, 5), list, -1));
     EXPECT_NEAR(0.5 / 40, ts[1], 1e-12);   // the old content is gone; indices from 1
 }
 
@@ -418,12 +382,12 @@ TEST(KXPlaneGeomTest, LinePolygonMatchesContainmentOnRandomPolygons)
 {
     std::mt19937 rng(7);
     std::uniform_int_distribution<int> coord(0, 8), count(3, 30), dirPick(0, 3);
-    const kxPoint dirs[4] = {kxPoint(1, 0), kxPoint(0, 1), kxPoint(1, 1), kxPoint(2, -1)};
+    const kxPoint dirs[4] = {P(1, 0), P(0, 1), P(1, 1), P(2, -1)};
     int checked = 0;
     for (int round = 0; round < 400; ++round) {
         kxPointVector poly(count(rng));
         for (kxPoint &p : poly)
-            p = kxPoint(coord(rng), coord(rng));
+            p = P(coord(rng), coord(rng));
         const kxPoint a(coord(rng), coord(rng) + (round % 3 == 0 ? 0.5 : 0.0));
         const kxPoint b = a + dirs[dirPick(rng)];
         std::vector<double> t;
@@ -432,15 +396,13 @@ TEST(KXPlaneGeomTest, LinePolygonMatchesContainmentOnRandomPolygons)
         ASSERT_TRUE(std::is_sorted(t.begin(), t.end()));
         for (int j = 0; j <= 400; ++j) {
             const double u = -20.0 + 40.0 * j / 400 + 1e-3;
-            bool nearCrossing = false, between = false;
+            bool nearCrossing = false, between = false, onVertex = false, onEdge = false;
             for (int c = 0; c < k; ++c)
                 nearCrossing = nearCrossing || std::fabs(u - t[c]) < 1e-6;
             for (int c = 0; c + 1 < k; c += 2)
                 between = between || (t[c] < u && u < t[c + 1]);
-            const kxPoint p = a + (b - a) * u;
-            bool onVertex = false, onEdge = false;
-            const bool contains = kxPolygonContains(poly.data(), static_cast<int>(poly.size()), p,
-                                                    1e-9, onVertex, onEdge);
+            const bool contains = kxPolygonContains(poly.data(), static_cast<int>(poly.size()),
+                                                    a + (b - a) * u, 1e-9, onVertex, onEdge);
             if (nearCrossing || onVertex || onEdge)
                 continue;
             ++checked;
@@ -479,7 +441,6 @@ TEST(KXPlaneGeomTest, IntegerTwins)
 
     int x1 = 0, y1 = 21, x2 = 100, y2 = 21;
     ASSERT_TRUE(kxLimitLineToRect(r, x1, y1, x2, y2));
-    EXPECT_EQ(10, x1);
-    EXPECT_EQ(14, x2);
+    EXPECT_EQ(std::make_pair(10, 14), std::make_pair(x1, x2));
     EXPECT_FALSE(kxIsLineInRect(r, 0, 0, 100, 0));
 }
