@@ -22,6 +22,8 @@
 // - AppendEnd() writes "end" at indent 0 and records the body and block ends, but keeps the
 //   previous text, the comment source and the indent.
 // - setHeader() on a block with text replaces its header line in place.
+// - When comments are carried over, a blank line of the previous text counts as a line (it
+//   has no comment to give).
 // - StartRead, eCheckType, eCheckVersion and eCheckSig return true when the block passed;
 //   with an error already pending they do nothing and return false. CheckStartRead reports
 //   through SyntaxErr and runs whatever the error record holds.
