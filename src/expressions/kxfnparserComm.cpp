@@ -935,22 +935,23 @@ private:
         }
     }
 
+    // A leading sign applies to the whole rest. The rest, having no split point of the levels
+    // above (its text had none), goes straight on to this level again, so a run of signs is
+    // taken in one loop.
     void ParseSign(const Source &src, int b, int e)
     {
-        const char c = src.s[b];
-        if (c != '+' && c != '-') {
-            ParsePower(src, b, e);
-            return;
+        bool negate = false;
+        while (b < e && (src.s[b] == '+' || src.s[b] == '-')) {
+            negate = negate != (src.s[b] == '-');
+            ++b;
+            Trim(src, b, e);
         }
-        int rb = b + 1;
-        int re = e;
-        Trim(src, rb, re);
-        if (rb >= re) {
+        if (b >= e) {
             Fail("parse error\n");
             return;
         }
-        Parse(src, rb, re);
-        if (c == '-')
+        ParsePower(src, b, e);
+        if (negate)
             EmitNeg();
     }
 

@@ -184,6 +184,10 @@ TEST(KXExpressionTest, SplittingAndPrecedence)
     EXPECT_EQ(R("2/-4"), -0.5);
     EXPECT_EQ(R("a * -b", {{"a", 2}, {"b", 3}}), -6.0);
     EXPECT_EQ(R("-(1-3)"), 2.0);
+    EXPECT_EQ(R("2*+-x", {{"x", 3}}), -6.0);   // after "*" and "+" the signs are unary
+    EXPECT_EQ(R("+-+-x", {{"x", 3}}), 3.0);
+    EXPECT_EQ(FaultR("2*-+x", {{"x", 3}}), "parse error\n");   // "+" after "-" is binary
+    EXPECT_EQ(R("-x**2", {{"x", 3}}), -9.0);
     // "**" binds tighter than "*", "/" and a leading sign, and groups from the right.
     EXPECT_EQ(R("2**3"), 8.0);
     EXPECT_EQ(R("2*3**2"), 18.0);
@@ -519,9 +523,10 @@ TEST(KXExpressionTest, LimitsEndWithTooComplicated)
     nested += "1";
     nested += std::string(100000, ')');
     EXPECT_EQ(FaultR(nested.c_str()), "expression too complicated\n");
-    std::string signs(10000, '-');
+    // The last sign of a run splits off the operand; the run before it is left without one.
+    std::string signs(100000, '-');
     signs += "1";
-    EXPECT_EQ(FaultR(signs.c_str()), "expression too complicated\n");
+    EXPECT_EQ(FaultR(signs.c_str()), "parse error\n");
     std::string powers = "2";
     for (int i = 0; i < 1000; ++i)
         powers += "**1";
