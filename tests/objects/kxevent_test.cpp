@@ -178,11 +178,12 @@ TEST_F(kxEventTest, DelegatesAlongTheChain)
     source.RaiseEvent(2);
     ExpectLog({"front:2:7", "middle:2:7", "back:2:7", "plain:2:8"});
 
-    // The flag is cleared for every listener: plain does not inherit a pending delegation.
-    middle.delegates = false;
-    plain.setDelegate(&back);
-    source.RaiseEvent(3);
-    ExpectLog({"front:3:7", "middle:3:7", "plain:3:8"});
+    // A flag set before raising is cleared before each listener's OnEvent.
+    front.delegates = false;
+    kxEvent pending(3);
+    pending.Delegate();
+    source.RaiseEvent(pending);
+    ExpectLog({"front:3:7", "plain:3:8"});
 }
 
 TEST_F(kxEventTest, EventHandlerObjectGetsAMessage)

@@ -216,8 +216,8 @@ TEST_F(KXObjectTest, TargetFilterGrammar)
     tstTaggedRect tagged;
     tstEllipse ellipse;
     KXObject plain;
-    const std::string fits = std::string(990, 'x') + ",tstRect";   // only 999 characters count
-    const std::string cut = std::string(995, 'x') + ",tstRect";
+    const std::string fits = std::string(991, 'x') + ",tstRect";   // only 999 characters count
+    const std::string cut = std::string(992, 'x') + ",tstRect";     // leaves ",tstRec"
     const std::vector<std::tuple<const char *, const KXObject *, bool>> cases{
         {nullptr, &plain, true}, {"", &rect, true},
         {"*,-tstShape", &rect, false}, {"*,-tstShape", &shape, false}, {"*,-tstShape", &plain, true},
