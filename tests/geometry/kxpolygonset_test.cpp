@@ -43,6 +43,9 @@ TEST(KXPolygonSetTest, OrientationHolesAndIslands)
     EXPECT_EQ(kxRect(1, 2, 2, 1), kxGetPolygonBoundingRect(r[0]));
     ASSERT_TRUE(kxSubtractPolygons(r, b, a, -1));
     EXPECT_NEAR(3.0, kxGetPolygonSetArea(r), 1e-9);
+    // Overlapping contours of one set are read with the nonzero rule: the overlap counts once.
+    ASSERT_TRUE(kxAddPolygons(r, {Rect(0, 0, 2, 2), Rect(1, 1, 3, 3)}, -1));
+    EXPECT_NEAR(7.0, kxGetPolygonSetArea(r), 1e-9);
     // Disjoint pieces stay separate; the result may be one of the inputs.
     kxPolygonSet s{Rect(0, 0, 1, 1)};
     ASSERT_TRUE(kxAddPolygons(s, s, kxPolygonSet{Rect(5, 5, 6, 6)}, -1));
