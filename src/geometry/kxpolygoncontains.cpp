@@ -29,14 +29,14 @@ std::vector<kxPoint> ToVector(const List<kxPoint> &points)
     return v;
 }
 
-/// Largest coordinate magnitude; NaN or infinity when a coordinate is not finite.
+/// Largest coordinate magnitude; NaN when a coordinate is not finite.
 double Scale(const kxPoint *v, int n)
 {
     double s = 0.0;
     for (int i = 0; i < n; ++i) {
-        const double m = std::max(std::fabs(v[i].x), std::fabs(v[i].y));
-        if (!(m <= s))   // NaN propagates
-            s = m;
+        if (!std::isfinite(v[i].x) || !std::isfinite(v[i].y))
+            return NAN;
+        s = std::max(s, std::max(std::fabs(v[i].x), std::fabs(v[i].y)));
     }
     return s;
 }

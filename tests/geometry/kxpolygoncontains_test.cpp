@@ -228,9 +228,15 @@ TEST(KXPolygonContainsTest, IndexHandlesDegenerateInput)
     for (double x : {-1.0, 0.0, 0.5, 2.0, 4.0, 5.0})
         EXPECT_EQ(index.Contains(kxPoint(x, 0)), kxPolygonContainsByAngle(flat.data(), 5, kxPoint(x, 0)));
     EXPECT_FALSE(index.Contains(kxPoint(1, 1)));
-    const std::vector<kxPoint> bad = {{0, 0}, {NAN, 0}, {1, 1}, {0, 1}};
-    index.Build(bad.data(), 4);
-    EXPECT_EQ(index.Contains(kxPoint(0.2, 0.5)), kxPolygonContainsByAngle(bad.data(), 4, kxPoint(0.2, 0.5)));
+    for (const std::vector<kxPoint> &bad : {std::vector<kxPoint>{{0, 0}, {NAN, 0}, {1, 1}, {0, 1}},
+                                            std::vector<kxPoint>{{0, 0}, {1, NAN}, {1, 1}, {0, 1}},
+                                            std::vector<kxPoint>{{0, 0}, {1, 0}, {1, INFINITY}, {0, 1}}}) {
+        index.Build(bad.data(), 4);
+        for (const kxPoint &p : {kxPoint(0.2, 0.5), kxPoint(0.9, 0.1), kxPoint(0, 0), kxPoint(5, 5)}) {
+            EXPECT_EQ(index.Contains(p), kxPolygonContainsByAngle(bad.data(), 4, p));
+            EXPECT_EQ(kxPolygonContains(bad.data(), 4, p), kxPolygonContainsByAngle(bad.data(), 4, p));
+        }
+    }
     const std::vector<kxPoint> sq = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
     index.Build(sq.data(), 4);
     EXPECT_FALSE(index.Contains(kxPoint(INFINITY, 0.5)));
