@@ -2,8 +2,9 @@
 //
 // Usage, in place of BENCHMARK_MAIN():
 //   KX_BENCH_MAIN({{"append kx/std", "BM_KxAppend", "BM_StdAppend"}, ...})
-// Each ratio divides the mean real time per iteration of the first benchmark by that of the
-// second; both must be registered in the same program, so both are measured in the same run.
+// Each ratio divides the CPU time per iteration of the first benchmark by that of the
+// second (CPU time, not wall time, so that other load on the machine does not skew it); both
+// must be registered in the same program, so both are measured in the same run.
 // A benchmark name is matched on its prefix (so arguments such as "/1024" may follow) and the
 // first match is used unless the full name is given.
 #ifndef KX_BENCH_KXBENCH_H
@@ -30,7 +31,7 @@ public:
     {
         for (const Run &run : runs)
             if (run.run_type == Run::RT_Iteration && run.iterations > 0)
-                times_.emplace_back(run.benchmark_name(), run.GetAdjustedRealTime());
+                times_.emplace_back(run.benchmark_name(), run.GetAdjustedCPUTime());
         ConsoleReporter::ReportRuns(runs);
     }
     bool Find(const std::string &name, double &time) const
