@@ -70,7 +70,7 @@ TEST(KXPlaneGeomTest, LinesDistancesAndPicking)
     EXPECT_EQ(P(5, 5), kxGetNearestPointOnLine(P(9, 1), P(5, 5), P(5, 5)));
     // The pick capsule: along tolerance 0.2 past the ends, across tolerance 0.5 on both sides.
     const std::vector<std::pair<kxPoint, bool>> picks{{P(2, 0.5), true}, {P(2, -0.5), true},
-        {P(2, 0.6), false}, {P(4.1, 0), true}, {P(4.3, 0), false}, {P(-0.3, 0), false}};
+        {P(2, 0.6), false}, {P(2, -0.6), false}, {P(4.1, 0), true}, {P(4.3, 0), false}, {P(-0.3, 0), false}};
     for (const auto &[p, hit] : picks)
         EXPECT_EQ(hit, kxLineIsNearby(p, a, b, 0.2, 0.5)) << p.x << "," << p.y;
 }

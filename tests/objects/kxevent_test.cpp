@@ -32,7 +32,6 @@ public:
     void OnEvent(kxEvent &event, int cookie) override
     {
         LogDelivery(name, event, cookie);
-        lastSource = event.getSource();
         if (delegates)
             event.Delegate();
         if (action)
@@ -41,7 +40,6 @@ public:
     std::string name;
     bool delegates = false;
     std::function<void(kxEvent &)> action;
-    kxEventSource *lastSource = nullptr;
 };
 
 class kxEventTest : public ::testing::Test {
@@ -70,7 +68,7 @@ TEST_F(kxEventTest, DeliveryOrderFiltersAndRemovalById)
     int payload = 0;
     kxEvent event(5, &payload, nullptr);
     source.RaiseEvent(event);
-    EXPECT_EQ(all.lastSource, &source);
+    EXPECT_EQ(event.getSource(), &source);
     source.RaiseEvent(6);
     source.RaiseEvent(7, &payload, &payload);
     ExpectLog({"all:5:10", "five:5:11", "all:6:10", "six:6:12", "all:7:10"});

@@ -400,7 +400,6 @@ TEST_F(KXObjectTest, CommandElements)
     EXPECT_FALSE(width.SetValueString("2.25x"));
     EXPECT_EQ(shape.width, 2.25);
 
-    EXPECT_FALSE(shape.getPublishedElt("objtype").SetValueString("other"));
     EXPECT_FALSE(shape.SetParam("count", "5"));   // read-only
     EXPECT_EQ(shape.count, 3);
     EXPECT_TRUE(shape.SetParam("label", "lid"));
