@@ -300,7 +300,7 @@ TEST(KXPlaneGeomTest, LinePolygonCrossings)
     const kxPointVector u{P(0, 0), P(3, 0), P(3, 3), P(2, 3), P(2, 1), P(1, 1), P(1, 3), P(0, 3)};
     struct Case {
         kxPoint a, b;
-        const kxPointVector &polygon;
+        kxPointVector polygon;
         std::vector<kxPoint> crossings;
     };
     const std::vector<Case> cases{
