@@ -1,26 +1,10 @@
 // Tests of kxNameSpaceSnapshot: recording, Restore through the public operations (events and
 // caches follow), Unrestore.
-#include "kx/expressions/kxnamedvariable.h"
-#include "kx/expressions/kxnamespace.h"
 #include "kx/expressions/kxnamespacesnapshot.h"
 
 #include "kxwarningcapture.h"
 
-#include <gtest/gtest.h>
-
-#include <complex>
-
 namespace {
-
-using cx = std::complex<double>;
-
-kxNamedVariable *Define(kxNameSpace &ns, const char *name, const char *definition)
-{
-    auto *v = new kxNamedVariable(&ns);
-    EXPECT_TRUE(v->SetName(name));
-    v->SetValueOrExpression(definition);
-    return v;
-}
 
 struct ChangeCounter : kxEventListener {
     int changes = 0;
