@@ -253,32 +253,24 @@ TEST(KXPlaneGeomTest, IntersectLines)
 TEST(KXPlaneGeomTest, LineCircleEllipseAndCurve)
 {
     // Line by point and angle; the points come in the line's direction.
-    struct Case {
-        kxPoint origin;
-        double angle;
-        kxPoint centre;
-        double a, b;   // b < 0: a circle of radius a
-        std::vector<kxPoint> points;
-    };
-    const std::vector<Case> cases{
-        {P(-5, 0), 0.0, P(0, 0), 2, -1, {P(-2, 0), P(2, 0)}},
-        {P(5, 0), kPi, P(0, 0), 2, -1, {P(2, 0), P(-2, 0)}},
-        {P(3, 3), kPi / 2, P(1, 3), 2, -1, {P(3, 3)}},   // tangent
-        {P(3.1, 3), kPi / 2, P(1, 3), 2, -1, {}},
-        {P(0, 0), 0.0, P(0, 0), -1, -1, {}},
-        {P(1, 0), 0.0, P(1, 0), 2, 1, {P(-1, 0), P(3, 0)}},
-        {P(0, 5), -kPi / 2, P(0, 0), 2, 1, {P(0, 1), P(0, -1)}},
-        {P(-4, 1), 0.0, P(0, 0), 2, 1, {P(0, 1)}},
-        {P(-4, 1.5), 0.0, P(0, 0), 2, 1, {}},
-        {P(0, 0), 0.0, P(0, 0), 2, 0, {}}};
-    for (size_t i = 0; i < cases.size(); ++i) {
-        const Case &c = cases[i];
+    auto circle = [](kxPoint origin, double angle, kxPoint centre, double radius) {
         kxPoint r[2];
-        const int n = c.b < 0 ? kxIntersectLineCircle(c.origin, c.angle, c.centre, c.a, r[0], r[1])
-                              : kxIntersectLineEllipse(c.origin, c.angle, c.centre, c.a, c.b, r[0], r[1]);
-        SCOPED_TRACE(i);
-        ExpectPoints(c.points, kxPointVector(r, r + n));
-    }
+        return kxPointVector(r, r + kxIntersectLineCircle(origin, angle, centre, radius, r[0], r[1]));
+    };
+    auto ellipse = [](kxPoint origin, double angle, kxPoint centre, double a, double b) {
+        kxPoint r[2];
+        return kxPointVector(r, r + kxIntersectLineEllipse(origin, angle, centre, a, b, r[0], r[1]));
+    };
+    ExpectPoints({P(-2, 0), P(2, 0)}, circle(P(-5, 0), 0.0, P(0, 0), 2));
+    ExpectPoints({P(2, 0), P(-2, 0)}, circle(P(5, 0), kPi, P(0, 0), 2));
+    ExpectPoints({P(3, 3)}, circle(P(3, 3), kPi / 2, P(1, 3), 2));   // tangent
+    ExpectPoints({}, circle(P(3.1, 3), kPi / 2, P(1, 3), 2));
+    ExpectPoints({}, circle(P(0, 0), 0.0, P(0, 0), -1));
+    ExpectPoints({P(-1, 0), P(3, 0)}, ellipse(P(1, 0), 0.0, P(1, 0), 2, 1));
+    ExpectPoints({P(0, 1), P(0, -1)}, ellipse(P(0, 5), -kPi / 2, P(0, 0), 2, 1));
+    ExpectPoints({P(0, 1)}, ellipse(P(-4, 1), 0.0, P(0, 0), 2, 1));
+    ExpectPoints({}, ellipse(P(-4, 1.5), 0.0, P(0, 0), 2, 1));
+    ExpectPoints({}, ellipse(P(0, 0), 0.0, P(0, 0), 2, 0));
 
     kxPoint c;
     auto square = [](double x) { return x * x; };
