@@ -5,109 +5,77 @@
 
 #include <gtest/gtest.h>
 
-#include <cfloat>
 #include <cmath>
+#include <string>
+#include <utility>
 
 using cx = std::complex<double>;
 
+namespace {
+
+/// A scanning reader's value and error flag.
+template <class T>
+std::pair<T, int> Scan(T (*reader)(const char *, int &), const char *text)
+{
+    int err = -1;
+    const T value = reader(text, err);
+    return {value, err};
+}
+
+} // namespace
+
 TEST(KXNumTextTest, WriteFormats)
 {
-    EXPECT_STREQ(numtoA(-12), "-12");
-    EXPECT_STREQ(numtoA(0.1), "0.1");
-    EXPECT_STREQ(numtoA(1.0 / 3), "0.3333333333333333");
-    EXPECT_STREQ(numtoA(1e300), "1e+300");
-    EXPECT_STREQ(numtoA(2.5f), "2.5");
-    EXPECT_STREQ(numtoA(1.0f / 3), "0.333333");
-    EXPECT_STREQ(numtoA(cx(1.5, -0.25)), "(1.5,-0.25)");
-    EXPECT_STREQ(hexnumtoA(255), "ff");
-    EXPECT_STREQ(hexnumtoA(-1), "ffffffff");
-
-    EXPECT_STREQ(kxNumberToString(1.0 / 3), "0.33333333");
-    EXPECT_STREQ(kxNumberToString(123456789.0), "1.2345679e+08");
-    EXPECT_STREQ(kxNumberToString(0.5f), "0.5");
-    EXPECT_STREQ(kxNumberToString(cx(1, -2)), "(1, -2)");
-
-    EXPECT_STREQ(kxWriteNumber(1.5), "1.500000");
-    EXPECT_STREQ(kxWriteNumber(0.25f), "0.250000");
-    EXPECT_STREQ(kxWriteNumber(cx(1, -2)), "(1.000000, -2.000000)");
-
-    // 16 significant digits: 1/3 survives a write and a scan back, 0.1 + 0.2 (which needs 17)
-    // comes back as 0.3.
-    EXPECT_EQ(atoD(numtoA(1.0 / 3)), 1.0 / 3);
-    EXPECT_STREQ(numtoA(0.1 + 0.2), "0.3");
+    const std::pair<KXString, const char *> written[] = {
+        {numtoA(-12), "-12"}, {numtoA(0.1), "0.1"}, {numtoA(1.0 / 3), "0.3333333333333333"},
+        {numtoA(1e300), "1e+300"}, {numtoA(2.5f), "2.5"}, {numtoA(1.0f / 3), "0.333333"},
+        {numtoA(cx(1.5, -0.25)), "(1.5,-0.25)"}, {hexnumtoA(255), "ff"}, {hexnumtoA(-1), "ffffffff"},
+        {kxNumberToString(1.0 / 3), "0.33333333"}, {kxNumberToString(123456789.0), "1.2345679e+08"},
+        {kxNumberToString(1.0f / 3), "0.33333334"}, {kxNumberToString(cx(1, -2)), "(1, -2)"},
+        {kxNumberToString(-7), "-7"}, {kxWriteNumber(1.5), "1.500000"}, {kxWriteNumber(0.25f), "0.250000"},
+        {kxWriteNumber(cx(1, -2)), "(1.000000, -2.000000)"}, {kxWriteNumber(7), "7"},
+        // 16 significant digits: 0.1 + 0.2 (which needs 17) comes back as 0.3.
+        {numtoA(0.1 + 0.2), "0.3"}};
+    for (const auto &w : written)
+        EXPECT_STREQ(w.first, w.second);
+    EXPECT_EQ(atoD(numtoA(1.0 / 3)), 1.0 / 3);   // survives a write and a scan back
 }
 
 TEST(KXNumTextTest, ScanningReaders)
 {
-    int err = -1;
-    EXPECT_EQ(atoD("  2.5e1xyz", err), 25.0);
-    EXPECT_EQ(err, 0);
-    EXPECT_EQ(atoD("abc", err), 0.0);
-    EXPECT_EQ(err, 1);
-    EXPECT_EQ(atoD("", err), 0.0);
-    EXPECT_EQ(err, 1);
-
-    EXPECT_EQ(atoF("0.5", err), 0.5f);
-    EXPECT_EQ(err, 0);
-    EXPECT_EQ(atoF("x", err), 0.0f);
-    EXPECT_EQ(err, 1);
-
-    EXPECT_EQ(atoI(" 42 apples", err), 42);
-    EXPECT_EQ(err, 0);
-    EXPECT_EQ(atoI("-", err), 0);
-    EXPECT_EQ(err, 1);
-
+    // Leading blanks are skipped and trailing text ignored; the flag says whether a field converted.
+    EXPECT_EQ(Scan(atoD, "  2.5e1xyz"), std::make_pair(25.0, 0));
+    EXPECT_EQ(Scan(atoD, "abc"), std::make_pair(0.0, 1));
+    EXPECT_EQ(Scan(atoD, ""), std::make_pair(0.0, 1));
+    EXPECT_EQ(Scan(atoD, nullptr), std::make_pair(0.0, 1));
+    EXPECT_EQ(Scan(atoF, "0.5"), std::make_pair(0.5f, 0));
+    EXPECT_EQ(Scan(atoF, "x"), std::make_pair(0.0f, 1));
+    EXPECT_EQ(Scan(atoI, " 42 apples"), std::make_pair(42, 0));
+    EXPECT_EQ(Scan(atoI, "-"), std::make_pair(0, 1));
     EXPECT_EQ(hexatoI("0x1A"), 26);
     EXPECT_EQ(hexatoI("ffffffff"), -1);
-    err = 7;
-    EXPECT_EQ(hexatoI("zz", err), 0);
-    EXPECT_EQ(err, 0);   // never reports
-
-    EXPECT_EQ(atoCx("(1.5,-2)", err), cx(1.5, -2));
-    EXPECT_EQ(err, 0);
-    EXPECT_EQ(atoCx(" (3, 4) trailing", err), cx(3, 4));
-    EXPECT_EQ(err, 0);
-    EXPECT_EQ(atoCx("(1,)", err), cx());
-    EXPECT_EQ(err, 1);
-    EXPECT_EQ(atoCx("1,2", err), cx());
-    EXPECT_EQ(err, 1);
-    EXPECT_EQ(atoD(nullptr, err), 0.0);
-    EXPECT_EQ(err, 1);
+    EXPECT_EQ(Scan(hexatoI, "zz"), std::make_pair(0, 0));   // never reports
+    EXPECT_EQ(Scan(atoCx, "(1.5,-2)"), std::make_pair(cx(1.5, -2), 0));
+    EXPECT_EQ(Scan(atoCx, " (3, 4) trailing"), std::make_pair(cx(3, 4), 0));
+    EXPECT_EQ(Scan(atoCx, "(1,)"), std::make_pair(cx(), 1));
+    EXPECT_EQ(Scan(atoCx, "1,2"), std::make_pair(cx(), 1));
 }
 
 TEST(KXNumTextTest, StrictDoubleReader)
 {
-    double v = 99;
-    EXPECT_TRUE(kxStringToNumber("  -12.5e-3  ", v));
-    EXPECT_TRUE(DoublesAreEqual(v, -0.0125, 1e-15));
-    EXPECT_TRUE(kxStringToNumber("+7.25", v));
-    EXPECT_EQ(v, 7.25);
-    EXPECT_TRUE(kxStringToNumber("1E+2", v));
-    EXPECT_TRUE(DoublesAreEqual(v, 100.0, 1e-12));
-    EXPECT_TRUE(kxStringToNumber(".5", v));
-    EXPECT_EQ(v, 0.5);
-    EXPECT_TRUE(kxStringToNumber("1e308", v));
-    EXPECT_TRUE(std::isfinite(v));
-    EXPECT_TRUE(kxStringToNumber("1e-308", v));
-    EXPECT_GT(v, 0.0);
-
-    // Leniencies kept on purpose.
-    v = 99;
-    EXPECT_TRUE(kxStringToNumber(".", v));
-    EXPECT_EQ(v, 0.0);
-    v = 99;
-    EXPECT_TRUE(kxStringToNumber("-.", v));
-    EXPECT_EQ(v, 0.0);
-    EXPECT_TRUE(kxStringToNumber("1e", v));
-    EXPECT_EQ(v, 1.0);
-    v = 99;
-    EXPECT_TRUE(kxStringToNumber("- ", v));
-    EXPECT_EQ(v, 0.0);
-    EXPECT_TRUE(kxStringToNumber("3.e", v));
-    EXPECT_EQ(v, 3.0);
+    // The last five are leniencies kept on purpose: a point alone, a sign and a point, a bare
+    // exponent letter, a sign followed by a blank.
+    const std::pair<const char *, double> good[] = {
+        {"  -12.5e-3  ", -0.0125}, {"+7.25", 7.25}, {"1E+2", 100.0}, {".5", 0.5}, {"1e308", 1e308},
+        {"1e-308", 1e-308}, {".", 0.0}, {"-.", 0.0}, {"1e", 1.0}, {"- ", 0.0}, {"3.e", 3.0}};
+    for (const auto &g : good) {
+        double v = 99;
+        EXPECT_TRUE(kxStringToNumber(g.first, v)) << '"' << g.first << '"';
+        EXPECT_LE(std::fabs(v - g.second), 1e-12 * std::fabs(g.second)) << g.first;
+    }
 
     // Failures leave the value alone.
-    v = 99;
+    double v = 99;
     for (const char *bad : {"", "1 2", "1e309", "1e-309", "--1", "e5", "1.2.3", "+", "-", " ",
                             "1-", "1e5e", "1ee", "1e+-2", "1x", "\t1", "1 .", "nan", "inf",
                             "1,5"}) {
@@ -124,34 +92,28 @@ TEST(KXNumTextTest, StrictDoubleReader)
 
 TEST(KXNumTextTest, StrictIntFloatComplexReaders)
 {
+    // Integers: the double reader, then the range +-2147483647, then the nearest integer.
+    const std::pair<const char *, int> ints[] = {
+        {"2.5", 3}, {"-2.5", -3}, {"2147483647", 2147483647}, {"-2147483647", -2147483647}};
+    for (const auto &in : ints) {
+        int i = 0;
+        EXPECT_TRUE(kxStringToNumber(in.first, i));
+        EXPECT_EQ(i, in.second) << in.first;
+    }
     int i = -5;
-    EXPECT_FALSE(kxStringToNumber("3e9", i));
+    for (const char *bad : {"3e9", "-2147483648", "abc"})
+        EXPECT_FALSE(kxStringToNumber(bad, i)) << bad;
     EXPECT_EQ(i, -5);
-    EXPECT_TRUE(kxStringToNumber("2.5", i));
-    EXPECT_EQ(i, 3);
-    EXPECT_TRUE(kxStringToNumber("-2.5", i));
-    EXPECT_EQ(i, -3);
-    EXPECT_TRUE(kxStringToNumber("2147483647", i));
-    EXPECT_EQ(i, 2147483647);
-    EXPECT_TRUE(kxStringToNumber("-2147483647", i));
-    EXPECT_EQ(i, -2147483647);
-    EXPECT_FALSE(kxStringToNumber("-2147483648", i));
-    EXPECT_FALSE(kxStringToNumber("abc", i));
 
-    float f = 0;
-    EXPECT_TRUE(kxStringToNumber("0.25", f));
-    EXPECT_EQ(f, 0.25f);
-    EXPECT_TRUE(kxStringToNumber("1e300", f));
-    EXPECT_TRUE(std::isinf(f));
-    f = 3;
+    float f = 3;
     EXPECT_FALSE(kxStringToNumber("x", f));
     EXPECT_EQ(f, 3.0f);
+    EXPECT_TRUE(kxStringToNumber("0.25", f) && f == 0.25f);
+    EXPECT_TRUE(kxStringToNumber("1e300", f) && std::isinf(f));
 
     cx z(9, 9);
-    EXPECT_TRUE(kxStringToNumber("3", z));
-    EXPECT_EQ(z, cx(3, 0));
-    EXPECT_TRUE(kxStringToNumber("(1,2)", z));
-    EXPECT_EQ(z, cx(1, 2));
+    EXPECT_TRUE(kxStringToNumber("3", z) && z == cx(3, 0));
+    EXPECT_TRUE(kxStringToNumber("(1,2)", z) && z == cx(1, 2));
     EXPECT_TRUE(kxStringToNumber("  ( 1.5 , -2e3 )  ", z));
     EXPECT_TRUE(DoublesAreEqual(z.real(), 1.5) && DoublesAreEqual(z.imag(), -2000.0));
     z = cx(9, 9);
@@ -164,15 +126,14 @@ TEST(KXNumTextTest, StrictIntFloatComplexReaders)
 
 TEST(KXNumTextTest, ComplexToNumber)
 {
-    int i = 0;
-    kxComplexToNumber(cx(2.5, 7), i);
-    EXPECT_EQ(i, 3);
-    kxComplexToNumber(cx(-3e10, 0), i);
-    EXPECT_EQ(i, -2147483647);
-    kxComplexToNumber(cx(3e10, 0), i);
-    EXPECT_EQ(i, 2147483647);
-    kxComplexToNumber(cx(NAN, 0), i);
-    EXPECT_EQ(i, 0);
+    // To int: the real part clamped to +-2147483647, else the nearest integer (NaN gives 0).
+    const std::pair<cx, int> ints[] = {
+        {cx(2.5, 7), 3}, {cx(-3e10, 0), -2147483647}, {cx(3e10, 0), 2147483647}, {cx(NAN, 0), 0}};
+    for (const auto &in : ints) {
+        int i = -1;
+        kxComplexToNumber(in.first, i);
+        EXPECT_EQ(i, in.second) << in.first;
+    }
     float f = 0;
     kxComplexToNumber(cx(1.25, 9), f);
     EXPECT_EQ(f, 1.25f);

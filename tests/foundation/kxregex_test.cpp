@@ -3,10 +3,22 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
+#include <utility>
 
 namespace {
+
 std::string Str(const KXSubString &v) { return std::string(v.Data(), static_cast<size_t>(v.Length())); }
+
+/// Position and length of the match Search finds in text.
+std::pair<int, int> Found(const KXRegex &re, const char *text, int start)
+{
+    int len = -1;
+    const int pos = re.Search(text, static_cast<int>(std::strlen(text)), start, len);
+    return {pos, len};
+}
+
 } // namespace
 
 TEST(KXRegexTest, CompileAndSearch)
@@ -14,47 +26,31 @@ TEST(KXRegexTest, CompileAndSearch)
     const KXRegex digits("[0-9]+");
     ASSERT_TRUE(digits.IsValid());
     EXPECT_STREQ(digits.ErrorText(), "");
-    int len = 0;
-    EXPECT_EQ(digits.Search("ab12cd345", 9, 0, len), 2);
-    EXPECT_EQ(len, 2);
-    EXPECT_EQ(digits.Search("ab12cd345", 9, 4, len), 6);
-    EXPECT_EQ(len, 3);
-    EXPECT_EQ(digits.Search("ab12cd345", 9, -1, len), 8);   // the last start with a match
-    EXPECT_EQ(len, 1);
-    EXPECT_EQ(digits.Search("ab12cd345", 9, -4, len), 3);   // must end at or before 5
-    EXPECT_EQ(digits.Search("abcd", 4, 0, len), -1);
-    EXPECT_EQ(len, 0);
-    EXPECT_EQ(digits.Search("", 0, 0, len), -1);
+    // {start, position, length}: backward starts take the last start whose match ends in range.
+    const int cases[][3] = {{0, 2, 2}, {4, 6, 3}, {-1, 8, 1}, {-4, 3, 1}};
+    for (const auto &c : cases)
+        EXPECT_EQ(Found(digits, "ab12cd345", c[0]), std::make_pair(c[1], c[2])) << c[0];
+    EXPECT_EQ(Found(digits, "abcd", 0), std::make_pair(-1, 0));
+    EXPECT_EQ(Found(digits, "", 0).first, -1);
     EXPECT_EQ(digits.Match("12ab", 4, 0), 2);
     EXPECT_EQ(digits.Match("a12", 3, 0), -1);
     EXPECT_EQ(digits.Match("a12", 3, 1, true), 2);
     EXPECT_EQ(digits.Match("a12b", 4, 1, true), -1);
 
     const KXRegex bad("(unclosed");
-    EXPECT_FALSE(bad.IsValid());
-    EXPECT_FALSE(bad.ErrorText().Empty());
+    EXPECT_FALSE(bad.IsValid() || bad.ErrorText().Empty());
     EXPECT_GE(bad.ErrorOffset(), 0);
-    EXPECT_EQ(bad.Search("(unclosed", 9, 0, len), -1);
+    EXPECT_EQ(Found(bad, "(unclosed", 0).first, -1);
     const KXRegex badCopy(bad);
     EXPECT_FALSE(badCopy.IsValid());
     EXPECT_STREQ(badCopy.Pattern(), "(unclosed");
 
-    // Empty matches never count.
-    const KXRegex star("x*");
-    EXPECT_EQ(star.Search("abxx", 4, 0, len), 2);
-    EXPECT_EQ(len, 2);
-
-    const KXRegex caseless("hello", true);
-    EXPECT_EQ(caseless.Search("say HeLLo", 9, 0, len), 4);
+    EXPECT_EQ(Found(KXRegex("x*"), "abxx", 0), std::make_pair(2, 2));   // empty matches never count
     KXRegex copy;
-    copy = caseless;
-    EXPECT_TRUE(copy.IsValid());
-    EXPECT_TRUE(copy.IgnoresCase());
-    EXPECT_EQ(copy.Search("HELLO", 5, 0, len), 0);
-    // Bytes above 127 are plain bytes.
-    const KXRegex high("\xe9+");
-    EXPECT_EQ(high.Search("a\xe9\xe9", 3, 0, len), 1);
-    EXPECT_EQ(len, 2);
+    copy = KXRegex("hello", true);
+    EXPECT_TRUE(copy.IsValid() && copy.IgnoresCase());
+    EXPECT_EQ(Found(copy, "say HeLLo", 0).first, 4);
+    EXPECT_EQ(Found(KXRegex("\xe9+"), "a\xe9\xe9", 0), std::make_pair(1, 2));   // high bytes are plain bytes
 }
 
 TEST(KXRegexTest, StringOverloads)
@@ -63,11 +59,11 @@ TEST(KXRegexTest, StringOverloads)
     KXString s("x=12, y=-7, z=3");
     EXPECT_EQ(s.Index(num), 2);
     EXPECT_EQ(s.Index(num, -1), 14);
+    // Contains(pos): a match starting at pos, or for a negative pos ending at length + pos.
+    const int contains[][2] = {{2, 1}, {1, 0}, {-1, 1}, {-2, 0}};
+    for (const auto &c : contains)
+        EXPECT_EQ(s.Contains(num, c[0]), c[1]) << c[0];
     EXPECT_EQ(s.Contains(num), 1);
-    EXPECT_EQ(s.Contains(num, 2), 1);
-    EXPECT_EQ(s.Contains(num, 1), 0);
-    EXPECT_EQ(s.Contains(num, -1), 1);   // "3" ends at the last position
-    EXPECT_EQ(s.Contains(num, -2), 0);
     EXPECT_EQ(Str(s.At(num)), "12");
     EXPECT_EQ(Str(s.At(num, 5)), "-7");
     EXPECT_EQ(Str(s.Before(num)), "x=");
@@ -86,7 +82,6 @@ TEST(KXRegexTest, StringOverloads)
     s.Del(KXRegex("[xyz]="), 1);
     EXPECT_STREQ(s, "x=N, N, z=N");
     EXPECT_EQ(s.GSub(KXRegex("Q"), KXString("")), 0);
-    KXString e;
-    EXPECT_EQ(e.Index(num), -1);
-    EXPECT_EQ(e.GSub(num, "x"), 0);
+    EXPECT_EQ(KXString().Index(num), -1);
+    EXPECT_EQ(KXString().GSub(num, "x"), 0);
 }

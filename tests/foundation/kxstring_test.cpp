@@ -5,13 +5,25 @@
 
 #include <unistd.h>
 
+#include <cctype>
 #include <string>
+#include <utility>
 
 namespace {
 
 std::string Str(const KXSubString &v) { return std::string(v.Data(), static_cast<size_t>(v.Length())); }
 
+/// A small deterministic generator, so that a failing random case can be replayed.
+struct Lcg {
+    unsigned seed;
+    unsigned operator()(unsigned n) { seed = seed * 1103515245u + 12345u; return ((seed >> 16) & 0x7fff) % n; }
+};
+
 } // namespace
+
+// Fatal faults are printed on stdout: route it to stderr, where the death test looks.
+#define EXPECT_FATAL(statement, message) \
+    EXPECT_EXIT((dup2(2, 1), statement), ::testing::ExitedWithCode(1), message)
 
 TEST(KXStringTest, EmptyStringsShareTheStaticRepresentation)
 {
@@ -20,18 +32,12 @@ TEST(KXStringTest, EmptyStringsShareTheStaticRepresentation)
     KXString c(nullptr);
     KXString d;
     d = "";
-    EXPECT_TRUE(a.IsNull());
-    EXPECT_TRUE(b.IsNull());
-    EXPECT_TRUE(c.IsNull());
-    EXPECT_TRUE(d.IsNull());
-    EXPECT_EQ(a.Rep(), b.Rep());
-    EXPECT_EQ(a.Rep(), d.Rep());
-    EXPECT_TRUE(a.Empty());
+    for (const KXString *e : {&a, &b, &c, &d}) {
+        EXPECT_TRUE(e->IsNull() && e->Empty());
+        EXPECT_EQ(e->Rep(), a.Rep());
+    }
     EXPECT_STREQ(a, "");
-    EXPECT_TRUE(a.OK());
-
-    a += 'x';
-    EXPECT_FALSE(a.IsNull());
+    a += 'x';   // the first write allocates a block of its own
     EXPECT_TRUE(a.IsDefined());
     EXPECT_EQ(a.Allocation(), 16);
     EXPECT_EQ(b.Rep()->length, 0u);   // the shared representation was not written
@@ -40,12 +46,9 @@ TEST(KXStringTest, EmptyStringsShareTheStaticRepresentation)
 
 TEST(KXStringTest, AllocationRule)
 {
-    EXPECT_EQ(KXStrRep::BlockSize(0), 16u);
-    EXPECT_EQ(KXStrRep::BlockSize(1), 32u);
-    EXPECT_EQ(KXStrRep::BlockSize(16), 32u);
-    EXPECT_EQ(KXStrRep::BlockSize(17), 64u);
-    EXPECT_EQ(KXStrRep::BlockSize(112), 128u);
-    EXPECT_EQ(KXStrRep::BlockSize(113), 256u);
+    const uint32_t sizes[][2] = {{0, 16}, {1, 32}, {16, 32}, {17, 64}, {112, 128}, {113, 256}};
+    for (const auto &ns : sizes)
+        EXPECT_EQ(KXStrRep::BlockSize(ns[0]), ns[1]) << ns[0];
 
     KXString s(std::string(16, 'a').c_str());
     EXPECT_EQ(s.Allocation(), 16);
@@ -53,20 +56,15 @@ TEST(KXStringTest, AllocationRule)
     s += 'b';   // length 17 moves to capacity 48
     EXPECT_EQ(s.Allocation(), 48);
     EXPECT_NE(s.Rep(), block);
-    EXPECT_EQ(s.Length(), 17);
-    EXPECT_EQ(s.Lastchar(), 'b');
-
     block = s.Rep();
     s.Append(std::string(31, 'c').c_str());   // 48 still fits
     EXPECT_EQ(s.Rep(), block);
-    EXPECT_EQ(s.Length(), 48);
     s += "d";
     EXPECT_EQ(s.Allocation(), 112);
 
     // Shortening keeps the block; so does assigning something that fits.
     block = s.Rep();
     s.Del(0, 40);
-    EXPECT_EQ(s.Rep(), block);
     s = "short";
     EXPECT_EQ(s.Rep(), block);
     EXPECT_EQ(s.Allocation(), 112);
@@ -75,7 +73,6 @@ TEST(KXStringTest, AllocationRule)
     s.Alloc(4);
     EXPECT_EQ(s.Length(), 4);
     EXPECT_EQ(s[2], '\0');   // grown bytes are zero
-    EXPECT_TRUE(s.OK());
 }
 
 TEST(KXStringTest, CopiesOwnTheirCharacters)
@@ -85,69 +82,48 @@ TEST(KXStringTest, CopiesOwnTheirCharacters)
     EXPECT_NE(a.Rep(), b.Rep());
     b[0] = 'j';
     EXPECT_STREQ(a, "hello");
-    EXPECT_STREQ(b, "jello");
-
     KXString c(std::move(b));
     EXPECT_STREQ(c, "jello");
     EXPECT_TRUE(b.IsNull());   // NOLINT: the moved-from string is the shared empty one
     b = "again";
     EXPECT_STREQ(b, "again");
-
-    KXString d("abc", 2);
-    EXPECT_STREQ(d, "ab");
-    EXPECT_EQ(KXString('q').Length(), 1);
-
-    // Embedded zero bytes are kept by length.
-    KXString z("a\0b", 3);
+    EXPECT_STREQ(KXString("abc", 2), "ab");
+    KXString z("a\0b", 3);   // embedded zero bytes are kept by length
     EXPECT_EQ(z.Length(), 3);
     EXPECT_EQ(z[2], 'b');
 }
 
 TEST(KXStringTest, SelfReferencingEdits)
 {
+    // The raw-pointer forms are covered by the randomized edit test below.
     KXString s("abc");
     s += s;
     EXPECT_STREQ(s, "abcabc");
-    s.Append(s.c_str() + 1, 2);
-    EXPECT_STREQ(s, "abcabcbc");
     s = s(2, 3);
     EXPECT_STREQ(s, "cab");
     s.Prepend(s);
     EXPECT_STREQ(s, "cabcab");
     s.Insert(3, s);
     EXPECT_STREQ(s, "cabcabcabcab");
-    KXString digits("0123456789");
-    digits.Replace(0, 2, digits.c_str() + 5);
-    EXPECT_STREQ(digits, "5678923456789");
-    KXString big(std::string(40, 'x').c_str());
-    big.Scat(big, big.Length(), "-", 1, big, big.Length());
-    EXPECT_EQ(big.Length(), 81);
-    EXPECT_EQ(big[40], '-');
-    EXPECT_TRUE(big.OK());
+    EXPECT_TRUE(s.OK());
 }
 
 TEST(KXStringTest, ConcatenationOperators)
 {
     const KXString a("ab");
     const KXString b("cd");
-    EXPECT_STREQ(a + b, "abcd");
-    EXPECT_STREQ(a + b(1, 1), "abd");
-    EXPECT_STREQ(a + "x", "abx");
-    EXPECT_STREQ(a + 'y', "aby");
-    EXPECT_STREQ(a(0, 1) + b, "acd");
-    EXPECT_STREQ(a(0, 1) + b(0, 1), "ac");
-    EXPECT_STREQ(a(1, 1) + "z", "bz");
-    EXPECT_STREQ(a(1, 1) + '!', "b!");
-    EXPECT_STREQ("x" + a, "xab");
-    EXPECT_STREQ("x" + b(1, 1), "xd");
-    EXPECT_STREQ(a + b + "e" + 'f' + a, "abcdefab");
+    const std::pair<KXString, const char *> sums[] = {
+        {a + b, "abcd"}, {a + b(1, 1), "abd"}, {a + "x", "abx"}, {a + 'y', "aby"},
+        {a(0, 1) + b, "acd"}, {a(0, 1) + b(0, 1), "ac"}, {a(1, 1) + "z", "bz"},
+        {a(1, 1) + '!', "b!"}, {"x" + a, "xab"}, {"x" + b(1, 1), "xd"}};
+    for (const auto &sum : sums)
+        EXPECT_STREQ(sum.first, sum.second);
     EXPECT_TRUE((KXString() + KXString()).IsNull());
 
     KXString p("end");
     p.Prepend('<');
     p.Prepend("<<");
     p.Prepend(a(0, 1));
-    EXPECT_STREQ(p, "a<<<end");
     p += b(0, 1);
     EXPECT_STREQ(p, "a<<<endc");
 }
@@ -156,20 +132,16 @@ TEST(KXStringTest, ElementAccessAndFaults)
 {
     KXString s("abc");
     EXPECT_EQ(s.Firstchar(), 'a');
-    EXPECT_EQ(s.Lastchar(), 'c');
     EXPECT_EQ(s.Elem(1), 'b');
     s[1] = 'X';
     EXPECT_STREQ(s, "aXc");
 
-    EXPECT_EXIT((dup2(2, 1), (void)KXString().Lastchar()), ::testing::ExitedWithCode(1),
-                "KXString.*invalid index");
-    EXPECT_EXIT((dup2(2, 1), (void)s[3]), ::testing::ExitedWithCode(1), "invalid index");
-    EXPECT_EXIT((dup2(2, 1), (void)s[-1]), ::testing::ExitedWithCode(1), "invalid index");
-    EXPECT_EXIT((dup2(2, 1), s.Insert(4, "x")), ::testing::ExitedWithCode(1), "invalid index");
-    EXPECT_EXIT((dup2(2, 1), s.Alloc(-1)), ::testing::ExitedWithCode(1),
-                "Requested length out of range");
-    EXPECT_EXIT((dup2(2, 1), s.Alloc(0x40000000)), ::testing::ExitedWithCode(1),
-                "Requested length out of range");
+    EXPECT_FATAL((void)KXString().Lastchar(), "KXString.*invalid index");
+    EXPECT_FATAL((void)s[3], "invalid index");
+    EXPECT_FATAL((void)s[-1], "invalid index");
+    EXPECT_FATAL(s.Insert(4, "x"), "invalid index");
+    EXPECT_FATAL(s.Alloc(-1), "Requested length out of range");
+    EXPECT_FATAL(s.Alloc(0x40000000), "Requested length out of range");
 }
 
 TEST(KXStringTest, InsertReplaceDelete)
@@ -179,24 +151,20 @@ TEST(KXStringTest, InsertReplaceDelete)
     s.Insert(s.Length(), KXString("]"));
     EXPECT_STREQ(s, "[hello world]");
     s.Replace(1, 5, "goodbye");
-    EXPECT_STREQ(s, "[goodbye world]");
     s.Replace(9, 100, KXString("all"));   // length clipped at the end
     EXPECT_STREQ(s, "[goodbye all");
     s.Del(0, 1);
     s.Remove(7, 1);
-    EXPECT_STREQ(s, "goodbyeall");
     s.Del(20, 3);   // outside: nothing
     s.Del(-1, 3);
     EXPECT_STREQ(s, "goodbyeall");
     s.Del('o', 0);
-    EXPECT_STREQ(s, "godbyeall");
     s.Del('l', -1);   // the last l
     EXPECT_STREQ(s, "godbyeal");
     s.Del("bye");
-    EXPECT_STREQ(s, "godal");
     s.Del(KXString("zz"));   // not found: unchanged
     EXPECT_STREQ(s, "godal");
-    KXString pat("goal");
+    const KXString pat("goal");
     s.Del(pat(3, 1));
     EXPECT_STREQ(s, "goda");
 }
@@ -209,16 +177,13 @@ TEST(KXStringTest, GSubReplacesNonOverlappingMatches)
     KXString t("a.b.c");
     EXPECT_EQ(t.GSub(".", KXString("::")), 2);
     EXPECT_STREQ(t, "a::b::c");
-    EXPECT_EQ(t.GSub("", "x"), 0);
-    EXPECT_EQ(t.GSub("q", "x"), 0);
-    EXPECT_STREQ(t, "a::b::c");
+    EXPECT_EQ(t.GSub("", "x") + t.GSub("q", "x"), 0);
     EXPECT_EQ(t.GSub(KXString("::"), ""), 2);
     EXPECT_STREQ(t, "abc");
     KXString u("xyxy");
     EXPECT_EQ(u.GSub(u(0, 2), u), 2);   // pattern and replacement inside the string itself
     EXPECT_STREQ(u, "xyxyxyxy");
-    KXString empty;
-    EXPECT_EQ(empty.GSub("a", "b"), 0);
+    EXPECT_EQ(KXString().GSub("a", "b"), 0);
 }
 
 TEST(KXStringTest, CaseEditing)
@@ -233,62 +198,35 @@ TEST(KXStringTest, CaseEditing)
     EXPECT_STREQ(Reverse(KXString()), "");
 
     // Words run through letters, digits and apostrophes; non-letters never begin one.
-    EXPECT_STREQ(Capitalize(KXString("hELLO wORLD")), "Hello World");
     EXPECT_STREQ(Capitalize(KXString("don'T STOP-me 2ND x1Y")), "Don't Stop-Me 2Nd X1y");
     EXPECT_STREQ(Capitalize(KXString("'quoted'")), "'Quoted'");
 }
 
-TEST(KXStringTest, SearchForwardAndBackward)
+TEST(KXStringTest, SearchOverloadsAndEdges)
 {
+    // Text searches in both directions are checked against std::string below; here the other
+    // overloads and the cases the random texts never make.
     const KXString s("abxab");
     EXPECT_EQ(s.Index("ab", -1), 3);
     EXPECT_EQ(s.Index("ab", 0), 0);
-    EXPECT_EQ(s.Index("ab", -2), 0);   // must end at or before position 3
     EXPECT_EQ(s.Index("", 0), -1);
     EXPECT_EQ(s.Index("", -1), -1);
-    EXPECT_EQ(KXString().Index("a"), -1);
-    EXPECT_EQ(s.Index('b'), 1);
-    EXPECT_EQ(s.Index('b', 2), 4);
-    EXPECT_EQ(s.Index('b', -1), 4);
-    EXPECT_EQ(s.Index('b', -2), 1);
-    EXPECT_EQ(s.Index('a', -5), 0);
-    EXPECT_EQ(s.Index('a', -6), -1);
     EXPECT_EQ(s.Index(KXString("xa")), 2);
     const KXString pat("zab");
     EXPECT_EQ(s.Index(pat(1, 2), -1), 3);
-    EXPECT_EQ(s.Index("AB", -1, KXString::ignoreCase), 3);
-    EXPECT_EQ(s.Index("XA", 0, KXString::ignoreCase), 2);
     EXPECT_EQ(s.Index("XA", 0, KXString::exact), -1);
     EXPECT_EQ(s.Index(KXString("B"), 2, KXString::ignoreCase), 4);
 
-}
-
-TEST(KXStringTest, ContainsMatchesAndFreq)
-{
-    const KXString s("abcabc");
-    EXPECT_EQ(s.Contains("ca"), 1);
-    EXPECT_EQ(s.Contains("cb"), 0);
-    EXPECT_EQ(s.Contains('c'), 1);
-    EXPECT_EQ(s.Contains("CA", KXString::ignoreCase), 1);
-    EXPECT_EQ(s.Contains("bc", 1), 1);
-    EXPECT_EQ(s.Contains("bc", 2), 0);
-    EXPECT_EQ(s.Contains("bc", -1), 1);   // ending at the last position
-    EXPECT_EQ(s.Contains("ab", -2), 1);   // "ab" ending at position 4
-    EXPECT_EQ(s.Contains("ab", -3), 0);
-    EXPECT_EQ(s.Matches("abcabc"), 1);
-    EXPECT_EQ(s.Matches("cabc", 2), 1);
-    EXPECT_EQ(s.Matches("cab", 2), 0);
-    EXPECT_EQ(s.Matches("abca", -3), 1);   // exactly 0 .. 3
-    EXPECT_EQ(s.Matches("abc", -3), 0);
+    EXPECT_EQ(s.Contains('x'), 1);
+    EXPECT_EQ(s.Contains("XA", KXString::ignoreCase), 1);
+    EXPECT_EQ(s.Contains(KXString("ba")), 0);
+    EXPECT_EQ(s.Matches('b', 4), 1);
+    EXPECT_EQ(s.Matches(pat(1, 2), 3), 1);
     EXPECT_EQ(s.Matches("", 0), 0);
-    EXPECT_EQ(s.Matches('c', 5), 1);
     EXPECT_EQ(KXString().Matches(""), 0);
-
-    EXPECT_EQ(s.Freq('a'), 2);
-    EXPECT_EQ(s.Freq("bc"), 2);
-    EXPECT_EQ(KXString("aaaa").Freq("aa"), 3);
     EXPECT_EQ(s.Freq(""), 0);
-    EXPECT_EQ(s.Freq(KXString("x")), 0);
+    EXPECT_EQ(s.Freq(KXString("ab")), 2);
+    EXPECT_EQ(s(20, 1).Index('a'), -1);
 }
 
 TEST(KXStringTest, SubStringViews)
@@ -299,30 +237,20 @@ TEST(KXStringTest, SubStringViews)
     EXPECT_EQ(s(2, 10).Position(), 0);
     EXPECT_NE(&s(2, 10).Owner(), &s);
     EXPECT_TRUE(s(-1, 2).Empty());
-    EXPECT_EQ(s(5, 0).Length(), 0);
     EXPECT_STREQ(s.SubString(1, 2), "el");
     EXPECT_STREQ(s.SubString(4, 2), "");
     EXPECT_EQ(s(1, 3)[2], 'l');
-    EXPECT_TRUE(s(1, 3).OK());
 
     const KXString t("key=value=x");
-    EXPECT_EQ(Str(t.Before('=')), "key");
-    EXPECT_EQ(Str(t.Through('=')), "key=");
-    EXPECT_EQ(Str(t.After('=')), "value=x");
-    EXPECT_EQ(Str(t.From('=')), "=value=x");
-    EXPECT_EQ(Str(t.After('=', -1)), "x");
-    EXPECT_EQ(Str(t.Before("=v")), "key");
-    EXPECT_EQ(Str(t.At("val")), "val");
-    EXPECT_EQ(Str(t.Through(KXString("lu"))), "key=valu");
-    EXPECT_TRUE(t.After("#").Empty());
-    EXPECT_TRUE(t.Before("#").Empty());
-    EXPECT_EQ(Str(t.Through(3)), "key=");
-    EXPECT_EQ(Str(t.After(3)), "value=x");
-    EXPECT_EQ(Str(t.From(3)), "=value=x");
-    EXPECT_EQ(Str(t.At(4, 5)), "value");
-
-    KXString copy(t.After('='));
-    EXPECT_STREQ(copy, "value=x");
+    const std::pair<KXSubString, const char *> pieces[] = {
+        {t.Before('='), "key"}, {t.Through('='), "key="}, {t.After('='), "value=x"},
+        {t.From('='), "=value=x"}, {t.After('=', -1), "x"}, {t.Before("=v"), "key"},
+        {t.At("val"), "val"}, {t.Through(KXString("lu")), "key=valu"}, {t.After("#"), ""},
+        {t.Before("#"), ""}, {t.Through(3), "key="}, {t.After(3), "value=x"},
+        {t.From(3), "=value=x"}, {t.At(4, 5), "value"}};
+    for (const auto &piece : pieces)
+        EXPECT_EQ(Str(piece.first), piece.second);
+    EXPECT_STREQ(KXString(t.After('=')), "value=x");
 }
 
 TEST(KXStringTest, StripAndClassify)
@@ -336,13 +264,9 @@ TEST(KXStringTest, StripAndClassify)
     EXPECT_EQ(all.Strip(KXString::both, 'x').Length(), 0);
     EXPECT_EQ(all.Strip(KXString::trailing, 'x').Length(), 0);
 
-    EXPECT_TRUE(KXString().IsAscii());
-    EXPECT_TRUE(KXString("abc\x7f").IsAscii());
-    EXPECT_FALSE(KXString("ab\x80").IsAscii());
-    EXPECT_TRUE(KXString("abcXYZ").IsWord());
-    EXPECT_FALSE(KXString("abc1").IsWord());
-    EXPECT_TRUE(KXString("0123").IsNumber());
-    EXPECT_FALSE(KXString("12.3").IsNumber());
+    EXPECT_TRUE(KXString().IsAscii() && KXString().IsWord() && KXString().IsNumber());
+    EXPECT_TRUE(KXString("abc\x7f").IsAscii() && KXString("abcXYZ").IsWord() && KXString("0123").IsNumber());
+    EXPECT_FALSE(KXString("ab\x80").IsAscii() || KXString("abc1").IsWord() || KXString("12.3").IsNumber());
 }
 
 TEST(KXStringTest, ComparisonsUseTheSigned8BitRule)
@@ -358,32 +282,21 @@ TEST(KXStringTest, ComparisonsUseTheSigned8BitRule)
     EXPECT_TRUE(a < "abcd" && "ab" < a && "abd" > v && v < "abd");
 
     // Bytes 128 or more apart order in reverse.
-    const KXString low("a");           // 0x61
-    const KXString near("\xe0");        // 0x61 - 0xe0 = -127: still below
-    const KXString far("\xf0");         // 0x61 - 0xf0 = -143 wraps to 113: above
-    EXPECT_LT(low, near);
-    EXPECT_GT(low, far);
-    EXPECT_LT(low.CompareTo(near), 0);
-    EXPECT_EQ(low.CompareTo(far), 113);
+    const KXString low("a");            // 0x61
+    EXPECT_LT(low, KXString("\xe0"));   // 0x61 - 0xe0 = -127: still below
+    EXPECT_GT(low, KXString("\xf0"));   // 0x61 - 0xf0 = -143 wraps to 113: above
+    EXPECT_EQ(low.CompareTo("\xf0"), 113);
     EXPECT_GT(KXString("ab"), KXString("ab\xe0"));   // terminator 0 - 0xe0 wraps to 32
-    EXPECT_LT(KXString("ab"), KXString("abc"));
-
-    EXPECT_GT(KXString("b").CompareTo("a"), 0);
     EXPECT_EQ(KXString("b").CompareTo(KXString("a")), 1);
+
+    // Case-blind: only a-z fold; equal prefixes leave the length difference.
     EXPECT_EQ(KXString("abc").CompareTo("ABC", KXString::ignoreCase), 0);
     EXPECT_LT(KXString("abc").CompareTo(KXString("ABCD"), KXString::ignoreCase), 0);
     EXPECT_EQ(KXString("abcde").CompareTo("ABC", KXString::ignoreCase), 2);
     EXPECT_EQ(KXString("abz").CompareTo("ABA", KXString::ignoreCase), 'Z' - 'A');
     EXPECT_LT(FCompare("abc", "ABCD"), 0);
     EXPECT_EQ(FCompare("Hello", "hELLO"), 0);
-    EXPECT_EQ(FCompare("[", "a"), '[' - 'A');   // only a-z fold: '[' lies between Z and a
-
-    // Long strings differing late: word-at-a-time scan.
-    std::string x(200, 'q');
-    std::string y = x;
-    y[150] = 'r';
-    EXPECT_LT(KXString(x.c_str()), KXString(y.c_str()));
-    EXPECT_EQ(kxCompareBytes(x.data(), 200, y.data(), 200), -1);
+    EXPECT_EQ(FCompare("[", "a"), '[' - 'A');   // '[' lies between Z and a
 }
 
 TEST(KXStringTest, SprintfFormatsAnyLength)
@@ -391,17 +304,13 @@ TEST(KXStringTest, SprintfFormatsAnyLength)
     KXString s;
     EXPECT_EQ(s.sprintf("%d-%s", 42, "x"), 4);
     EXPECT_STREQ(s, "42-x");
-    const std::string big(5000, 'z');
-    EXPECT_EQ(s.sprintf("<%s>", big.c_str()), 5002);
-    EXPECT_EQ(s.Length(), 5002);
-    EXPECT_EQ(s[5001], '>');
+    // Around the 1024-byte stack buffer (1023 fills it with its zero) and the heap retries.
+    for (const size_t n : {1022u, 1023u, 2047u, 2048u, 5001u}) {
+        const std::string text(n, 'z');
+        EXPECT_EQ(s.sprintf("%s>", text.c_str()), static_cast<int>(n) + 1);
+        EXPECT_EQ(std::string(s.c_str(), static_cast<size_t>(s.Length())), text + ">");
+    }
     EXPECT_EQ(s.Allocation(), 8192 - 16);
-    const std::string edge(1023, 'e');   // exactly fills the stack buffer with its zero
-    s.sprintf("%s", edge.c_str());
-    EXPECT_EQ(s.Length(), 1023);
-    s.sprintf("%s", (edge + "f").c_str());
-    EXPECT_EQ(s.Length(), 1024);
-    EXPECT_EQ(s.Lastchar(), 'f');
     s.sprintf("%s", "");
     EXPECT_TRUE(s.Empty());
     KXString self("me");
@@ -416,69 +325,71 @@ TEST(KXStringTest, FreeFunctions)
     EXPECT_STREQ(KX_Replicate('-', -2), "");
     EXPECT_STREQ(KX_Replicate(KXString("ab"), 3), "ababab");
 
-    KXString m(" \t\r\n text  here \n\t ");
-    minimisestring(m);
-    EXPECT_STREQ(m, "text  here");
-    KXString blank(" \t ");
-    minimisestring(blank);
-    EXPECT_TRUE(blank.Empty());
+    const auto minimised = [](KXString m) { minimisestring(m); return m; };
+    EXPECT_STREQ(minimised(" \t\r\n text  here \n\t "), "text  here");
+    EXPECT_TRUE(minimised(" \t ").Empty());
+    const auto cut = [](std::string t) { minimisestring(&t[0], ';'); return std::string(t.c_str()); };
+    EXPECT_EQ(cut("name;; ; "), "name");
+    EXPECT_EQ(cut("a;b"), "a;b");
 
-    char raw[] = "name;; ; ";
-    minimisestring(raw, ';');
-    EXPECT_STREQ(raw, "name");
-    char keep[] = "a;b";
-    minimisestring(keep, ';');
-    EXPECT_STREQ(keep, "a;b");
-
-    KXString code("a = 1; // one\nb = 2;\n// whole line\nc = 3; //last");
-    RemoveComments(code);
-    EXPECT_STREQ(code, "a = 1; b = 2;c = 3; ");
-    KXString url("x // y // z\nw");
-    RemoveComments(url);
-    EXPECT_STREQ(url, "x w");
+    const auto uncommented = [](KXString code) { RemoveComments(code); return code; };
+    EXPECT_STREQ(uncommented("a = 1; // one\nb = 2;\n// whole line\nc = 3; //last"), "a = 1; b = 2;c = 3; ");
+    EXPECT_STREQ(uncommented("x // y // z\nw"), "x w");
 }
 
-TEST(KXStringTest, SearchInsideAView)
+TEST(KXStringTest, SearchesAgreeWithStdStringOnRandomTexts)
 {
-    const KXString s("abcabcabc");
-    const KXSubString v = s(3, 5);   // "abcab"
-    EXPECT_EQ(v.Index('a'), 0);
-    EXPECT_EQ(v.Index('a', -1), 3);
-    EXPECT_EQ(v.Index('c', -2), 2);   // the c at 8 lies outside the view
-    EXPECT_EQ(v.Index("ab", -1), 3);
-    EXPECT_EQ(v.Index("abc", -1), 0);
-    EXPECT_EQ(v.Index("bca"), 1);
-    EXPECT_EQ(v.Index("cabc"), -1);
-    EXPECT_EQ(v.Contains("cab"), 1);
-    EXPECT_EQ(s(20, 1).Index('a'), -1);
-}
-
-TEST(KXStringTest, SearchAgreesWithStdStringOnRandomTexts)
-{
-    // Over a two-letter alphabet matches are frequent and overlapping: forward searches must
-    // agree with find, backward ones with rfind of the last start ending in range.
-    unsigned seed = 12345;
-    const auto next = [&seed] { seed = seed * 1103515245u + 12345u; return (seed >> 16) & 0x7fff; };
+    // Over a two-letter alphabet matches are frequent and overlapping. A start of 0 or more
+    // must agree with find; a negative one with rfind of the last start whose match ends at or
+    // before length + start. A view searches its own window only; upper-case patterns find
+    // the same places when case is ignored.
+    const auto find = [](const std::string &t, const std::string &p, int start) {
+        const int last = static_cast<int>(t.size()) + start - static_cast<int>(p.size()) + 1;
+        const size_t at = start >= 0 ? t.find(p, static_cast<size_t>(start))
+                          : last < 0 ? std::string::npos : t.rfind(p, static_cast<size_t>(last));
+        return at == std::string::npos ? -1 : static_cast<int>(at);
+    };
+    Lcg next{12345};
     for (int round = 0; round < 2000; ++round) {
-        std::string text, pat;
-        for (unsigned n = next() % 40; n > 0; --n)
-            text += static_cast<char>('a' + next() % 2);
-        for (unsigned n = 1 + next() % 4; n > 0; --n)
-            pat += static_cast<char>('a' + next() % 2);
+        std::string text, pat, upper;
+        for (unsigned n = next(40); n > 0; --n)
+            text += static_cast<char>('a' + next(2));
+        for (unsigned n = 1 + next(4); n > 0; --n)
+            pat += static_cast<char>('a' + next(2));
+        for (const char c : pat)
+            upper += static_cast<char>(std::toupper(c));
         const KXString s(text.c_str());
         const int n = static_cast<int>(text.size());
         const int len = static_cast<int>(pat.size());
+        int freq = 0;
+        for (size_t p = text.find(pat); p != std::string::npos; p = text.find(pat, p + 1))
+            ++freq;
+        ASSERT_EQ(s.Freq(pat.c_str()), freq) << text << " / " << pat;
+        if (len == 1) {
+            ASSERT_EQ(s.Freq(pat[0]), freq);
+        }
         for (int start = -n - 1; start <= n; ++start) {
-            int expected;
-            if (start >= 0) {
-                const size_t p = text.find(pat, static_cast<size_t>(start));
-                expected = p == std::string::npos ? -1 : static_cast<int>(p);
-            } else {
-                const int lastStart = n + start - len + 1;
-                const size_t p = lastStart < 0 ? std::string::npos : text.rfind(pat, static_cast<size_t>(lastStart));
-                expected = p == std::string::npos ? -1 : static_cast<int>(p);
-            }
+            const int expected = find(text, pat, start);
+            const int at = start >= 0 ? start : n + start - len + 1;   // where Contains looks
+            const std::string stretch = start >= 0 ? text.substr(static_cast<size_t>(start))
+                                                   : text.substr(0, static_cast<size_t>(n + start + 1));
             ASSERT_EQ(s.Index(pat.c_str(), start), expected) << text << " / " << pat << " from " << start;
+            ASSERT_EQ(s.Index(upper.c_str(), start, KXString::ignoreCase), expected);
+            ASSERT_EQ(s.Contains(pat.c_str(), start), at >= 0 && text.compare(static_cast<size_t>(at), pat.size(), pat) == 0);
+            ASSERT_EQ(s.Matches(pat.c_str(), start), stretch == pat);
+            if (len == 1) {
+                ASSERT_EQ(s.Index(pat[0], start), expected);
+            }
+        }
+        const int off = static_cast<int>(next(static_cast<unsigned>(n) + 1));
+        const int width = static_cast<int>(next(static_cast<unsigned>(n - off) + 1));
+        const KXSubString view = s(off, width);
+        const std::string window = text.substr(static_cast<size_t>(off), static_cast<size_t>(width));
+        for (int start = -width - 1; start <= width; ++start) {
+            ASSERT_EQ(view.Index(pat.c_str(), start), find(window, pat, start)) << window << " / " << pat << " from " << start;
+            if (len == 1) {
+                ASSERT_EQ(view.Index(pat[0], start), find(window, pat, start));
+            }
         }
     }
 }
@@ -487,7 +398,7 @@ TEST(KXStringTest, ComparisonAgreesWithTheByteRuleOnRandomTexts)
 {
     // The reference: bytes compared up to the first difference or the terminator, the
     // difference wrapped to a signed 8-bit value. High bytes make the wrap matter; lengths up
-    // to 40 run through the 16- and 8-byte paths.
+    // to 80 run through the 16- and 8-byte paths more than once.
     const auto reference = [](const std::string &a, const std::string &b) {
         const char *x = a.c_str();
         const char *y = b.c_str();
@@ -496,15 +407,14 @@ TEST(KXStringTest, ComparisonAgreesWithTheByteRuleOnRandomTexts)
         return static_cast<int>(static_cast<signed char>(static_cast<unsigned char>(*x - *y)));
     };
     const unsigned char alphabet[] = {0x41, 0x61, 0x7f, 0xc1, 0xe0, 0xf0};
-    unsigned seed = 777;
-    const auto next = [&seed] { seed = seed * 1103515245u + 12345u; return (seed >> 16) & 0x7fff; };
+    Lcg next{777};
     for (int round = 0; round < 5000; ++round) {
         std::string a;
-        for (unsigned n = next() % 40; n > 0; --n)
-            a += static_cast<char>(alphabet[next() % 6]);
-        std::string b = a.substr(0, next() % (a.size() + 1));   // often a common prefix
-        for (unsigned n = next() % 8; n > 0; --n)
-            b += static_cast<char>(alphabet[next() % 6]);
+        for (unsigned n = next(80); n > 0; --n)
+            a += static_cast<char>(alphabet[next(6)]);
+        std::string b = a.substr(0, next(static_cast<unsigned>(a.size()) + 1));   // often a common prefix
+        for (unsigned n = next(8); n > 0; --n)
+            b += static_cast<char>(alphabet[next(6)]);
         const KXString ka(a.c_str());
         const KXString kb(b.c_str());
         const int expected = reference(a, b);
@@ -519,8 +429,7 @@ TEST(KXStringTest, EditsAgreeWithStdStringIncludingSelfReferences)
 {
     // Random edits whose inserted text is often a piece of the string itself, across block
     // sizes; the result must match std::string and the representation stay consistent.
-    unsigned seed = 4242;
-    const auto next = [&seed](unsigned n) { seed = seed * 1103515245u + 12345u; return ((seed >> 16) & 0x7fff) % n; };
+    Lcg next{4242};
     KXString s;
     std::string model;
     for (int step = 0; step < 20000; ++step) {

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -33,29 +34,22 @@ using V = std::vector<std::string>;
 
 TEST(KXTokenizerTest, SplitsAtDelimitersWithoutEmptyTokens)
 {
-    KXStringTokenizer t("a,,b", ",");
-    EXPECT_EQ(t.CountTokens(), 2);
-    EXPECT_EQ(All(t), (V{"a", "b"}));
-    EXPECT_FALSE(t.HasMoreTokens());
-    EXPECT_STREQ(t.GetNextToken(), "");   // nothing left: the empty string
-
-    KXStringTokenizer d("a,,b", ",", true);
-    EXPECT_EQ(All(d), (V{"a", ",", ",", "b"}));
-
-    KXStringTokenizer ends(",;x;,", ",;");
-    EXPECT_EQ(All(ends), V{"x"});
-    KXStringTokenizer endsDelims(";x,", ",;", true);
-    EXPECT_EQ(All(endsDelims), (V{";", "x", ","}));
-
-    KXStringTokenizer blanks("  one two\tthree\n");
+    const std::tuple<const char *, const char *, bool, V> cases[] = {
+        {"a,,b", ",", false, {"a", "b"}},
+        {"a,,b", ",", true, {"a", ",", ",", "b"}},
+        {",;x;,", ",;", false, {"x"}},
+        {";x,", ",;", true, {";", "x", ","}},
+        {"", ",", false, {}},
+        {",,,", ",", false, {}},
+        {"whole text", "", false, {"whole text"}}};
+    for (const auto &[text, delimiters, returnDelims, tokens] : cases) {
+        KXStringTokenizer t(text, delimiters, returnDelims);
+        EXPECT_EQ(t.CountTokens(), static_cast<int>(tokens.size())) << text;
+        EXPECT_EQ(All(t), tokens) << text;
+        EXPECT_STREQ(t.GetNextToken(), "");   // nothing left: the empty string
+    }
+    KXStringTokenizer blanks("  one two\tthree\r\n");   // blanks, tabs, returns, line feeds
     EXPECT_EQ(All(blanks), (V{"one", "two", "three"}));
-
-    KXStringTokenizer none("", ",");
-    EXPECT_FALSE(none.HasMoreTokens());
-    KXStringTokenizer onlyDelims(",,,", ",");
-    EXPECT_EQ(onlyDelims.CountTokens(), 0);
-    KXStringTokenizer noDelims("whole text", "");
-    EXPECT_EQ(All(noDelims), V{"whole text"});
 }
 
 TEST(KXTokenizerTest, CopyKeepsListAndCursor)
@@ -73,42 +67,34 @@ TEST(KXTokenizerTest, CopyKeepsListAndCursor)
 
 TEST(KXTokenizerTest, SliceupByTemplate)
 {
-    int n = -1;
-    EXPECT_EQ(Slice("  \tcmd   arg1 arg2;", "% %;", n), (V{"  \t", "cmd", "arg1 arg2"}));
-    EXPECT_EQ(n, 2);
-    EXPECT_EQ(Slice("name=value;rest", "%=%;", n), (V{"", "name", "value"}));
-    // An end character met at once gives an empty piece; the blank is kept when the first
-    // end character is not a blank.
-    EXPECT_EQ(Slice("name = value;", "% %= %;", n), (V{"", "name", "", " value"}));
-    EXPECT_EQ(n, 3);
-
-    // Blanks after an end are skipped only when the first end character is a blank.
-    EXPECT_EQ(Slice("a,  b", "%,%", n), (V{"", "a", "  b"}));
-    EXPECT_EQ(Slice("a   b", "% %", n), (V{"", "a", "b"}));
-
-    // Several end characters; the first one met ends the piece.
-    EXPECT_EQ(Slice("x;y:z", "%:;%:;%", n), (V{"", "x", "y", "z"}));
-    EXPECT_EQ(n, 3);
-
-    // Brackets of the opening kind nest; other kinds do not count; quotes hide ends.
-    EXPECT_EQ(Slice("f(a,(b,c)),g", "%,%", n), (V{"", "f(a,(b,c))", "g"}));
-    EXPECT_EQ(Slice("[a(,]x,y", "%,%", n), (V{"", "[a(,]x", "y"}));
-    EXPECT_EQ(Slice("(a])x,y", "%,%", n), (V{"", "(a])x", "y"}));
-    EXPECT_EQ(Slice("\"a,b\",c", "%,%", n), (V{"", "\"a,b\"", "c"}));
-    EXPECT_EQ(Slice("{a,{b,}},c", "%,%", n), (V{"", "{a,{b,}}", "c"}));
-
-    // The line runs out before the template: only the pieces found.
-    EXPECT_EQ(Slice("only", "%,%,%", n), (V{"", "only"}));
-    EXPECT_EQ(n, 1);
-    EXPECT_EQ(Slice("   ", "%", n), V{"   "});
-    EXPECT_EQ(n, 0);
-    EXPECT_EQ(Slice(nullptr, "%", n), V{""});
-    EXPECT_EQ(n, 0);
-    EXPECT_EQ(Slice("abc", "", n), V{""});
-    EXPECT_EQ(n, 0);
-    // An unclosed bracket runs to the end of the line.
-    EXPECT_EQ(Slice("(a,b", "%,%", n), (V{"", "(a,b"}));
-    EXPECT_EQ(n, 1);
+    // The pieces, the indentation first; count is the number of pieces after it.
+    const std::tuple<const char *, const char *, V> cases[] = {
+        {"  \tcmd   arg1 arg2;", "% %;", {"  \t", "cmd", "arg1 arg2"}},
+        {"name=value;rest", "%=%;", {"", "name", "value"}},
+        // An end character met at once gives an empty piece; blanks after an end are skipped
+        // only when the first end character is a blank.
+        {"name = value;", "% %= %;", {"", "name", "", " value"}},
+        {"a,  b", "%,%", {"", "a", "  b"}},
+        {"a   b", "% %", {"", "a", "b"}},
+        {"x;y:z", "%:;%:;%", {"", "x", "y", "z"}},   // the first end character met ends it
+        // Brackets of the opening kind nest; other kinds do not count; quotes hide ends; an
+        // unclosed bracket runs to the end of the line.
+        {"f(a,(b,c)),g", "%,%", {"", "f(a,(b,c))", "g"}},
+        {"[a(,]x,y", "%,%", {"", "[a(,]x", "y"}},
+        {"(a])x,y", "%,%", {"", "(a])x", "y"}},
+        {"\"a,b\",c", "%,%", {"", "\"a,b\"", "c"}},
+        {"{a,{b,}},c", "%,%", {"", "{a,{b,}}", "c"}},
+        {"(a,b", "%,%", {"", "(a,b"}},
+        // The line runs out before the template: only the pieces found.
+        {"only", "%,%,%", {"", "only"}},
+        {"   ", "%", {"   "}},
+        {nullptr, "%", {""}},
+        {"abc", "", {""}}};
+    for (const auto &[text, pattern, pieces] : cases) {
+        int n = -1;
+        EXPECT_EQ(Slice(text, pattern, n), pieces) << pattern;
+        EXPECT_EQ(n, static_cast<int>(pieces.size()) - 1) << pattern;
+    }
 }
 
 TEST(KXTokenizerTest, StringTokFreesLongLists)
