@@ -519,26 +519,26 @@ TEST_F(BlockTest, HandEditedFileRoundTrip)
 
 TEST_F(BlockTest, VersionPredicates)
 {
+    // Per block version: IsVersion(1, -1), IsVersion(1, 3), IsVersion(1, 3, 5),
+    // IsAfterVersion(1, 3), VersionAtLeast(1, 3), IsBeforeVersion(1, 3).
+    const struct {
+        const char *version, *answers;
+    } rows[] = {{"0.9", "-----B"}, {"1.0", "V----B"}, {"1.2", "V----B"}, {"1.3", "VVV-L-"},
+                {"1.4", "V-VAL-"}, {"1.5", "V-VAL-"}, {"1.6", "V--AL-"}, {"2.0", "---AL-"}};
     TextBlock tb;
-    auto at = [&](const char *version) {
-        EXPECT_TRUE(tb.LoadBlock((std::string("begin <V(") + version + ")>\nend\n").c_str()));
-        return &tb;
-    };
-    EXPECT_TRUE(at("1.0")->IsVersion(1, -1));
-    EXPECT_TRUE(at("1.7")->IsVersion(TBlockSig{"V", 1, -1}));
-    EXPECT_FALSE(at("2.0")->IsVersion(1, -1));
-    EXPECT_TRUE(at("1.3")->IsVersion(TBlockSig{"V", 1, 3}));
-    EXPECT_FALSE(at("1.4")->IsVersion(1, 3));
-    EXPECT_TRUE(at("1.4")->IsVersion(1, 3, 5));
-    EXPECT_FALSE(at("1.6")->IsVersion(1, 3, 5));
-    EXPECT_TRUE(at("1.4")->IsAfterVersion(1, 3));
-    EXPECT_TRUE(at("2.0")->IsAfterVersion(TBlockSig{"V", 1, 3}));
-    EXPECT_FALSE(at("1.3")->IsAfterVersion(1, 3));
-    EXPECT_TRUE(at("1.3")->VersionAtLeast(1, 3));
-    EXPECT_FALSE(at("1.3")->IsBeforeVersion(1, 3));
-    EXPECT_TRUE(at("1.2")->IsBeforeVersion(1, 3));
-    EXPECT_TRUE(at("0.9")->IsBeforeVersion(TBlockSig{"V", 1, 0}));
-    EXPECT_TRUE(at("1.2")->IsType("v"));
+    const TBlockSig anyMinor{"V", 1, -1}, v13{"V", 1, 3};
+    for (const auto &row : rows) {
+        ASSERT_TRUE(tb.LoadBlock((std::string("begin <V(") + row.version + ")>\nend\n").c_str()));
+        const std::string answers = {tb.IsVersion(1, -1) ? 'V' : '-', tb.IsVersion(1, 3) ? 'V' : '-',
+                                     tb.IsVersion(1, 3, 5) ? 'V' : '-', tb.IsAfterVersion(1, 3) ? 'A' : '-',
+                                     tb.VersionAtLeast(1, 3) ? 'L' : '-', tb.IsBeforeVersion(1, 3) ? 'B' : '-'};
+        EXPECT_EQ(answers, row.answers) << row.version;
+        EXPECT_EQ(tb.IsVersion(anyMinor), answers[0] == 'V') << row.version;   // signature forms
+        EXPECT_EQ(tb.IsVersion(v13), answers[1] == 'V') << row.version;
+        EXPECT_EQ(tb.IsAfterVersion(v13), answers[3] == 'A') << row.version;
+        EXPECT_EQ(tb.IsBeforeVersion(v13), answers[5] == 'B') << row.version;
+    }
+    EXPECT_TRUE(tb.IsType("v"));
     EXPECT_FALSE(tb.IsType("W"));
 }
 
@@ -567,14 +567,11 @@ TEST_F(BlockTest, StartReadAndChecks)
     EXPECT_FALSE(tb.StartRead(kAb));
     takeError("Expected version (1.2)");
     EXPECT_TRUE(tb.StartRead(kAb, false));
-    EXPECT_TRUE(tb.StartRead(TBlockSig{"ab", 1, -1}));
+    EXPECT_TRUE(tb.StartRead(TBlockSig{"ab", 1, -1}));   // leading comments are skipped
     EXPECT_EQ(tb.getNBodyLines(), 2);
     EXPECT_EQ(Str(tb.gets()), "  one\n");
-    EXPECT_FALSE(tb.EOB());
     EXPECT_EQ(Str(tb.gets()), "  two\n");
     EXPECT_TRUE(tb.EOB());
-    tb.GotoBody();
-    EXPECT_EQ(Str(tb.gets()), "  one\n");
     tb.EndRead();
     EXPECT_EQ(tb.getPosn(), tb.getLen());
 
