@@ -117,8 +117,8 @@ TEST(KXNumTextTest, StrictIntFloatComplexReaders)
     EXPECT_TRUE(kxStringToNumber("  ( 1.5 , -2e3 )  ", z));
     EXPECT_TRUE(DoublesAreEqual(z.real(), 1.5) && DoublesAreEqual(z.imag(), -2000.0));
     z = cx(9, 9);
-    for (const char *bad : {"(1,2", "(1,2)x", "x(1,2)", "(1)", "(,2)", "(1,)", "(1,2,3)",
-                            "(1 2,3)", "((1,2))", "", "1,2"}) {
+    for (const char *bad : {"(1,2", "(1,2)x", "x(1,2)", "x1,2)", "(1)", "(,2)", "(1,)",
+                            "(1,2,3)", "(1 2,3)", "((1,2))", "", "1,2"}) {
         EXPECT_FALSE(kxStringToNumber(bad, z)) << '"' << bad << '"';
         EXPECT_EQ(z, cx(9, 9)) << bad;
     }

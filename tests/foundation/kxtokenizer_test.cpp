@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
 #include <memory>
 #include <string>
 #include <tuple>
@@ -29,6 +31,12 @@ std::vector<std::string> Slice(const char *text, const char *pattern, int &count
 }
 
 using V = std::vector<std::string>;
+
+void *FreeList(void *head)
+{
+    delete static_cast<StringTok *>(head);
+    return nullptr;
+}
 
 } // namespace
 
@@ -99,7 +107,8 @@ TEST(KXTokenizerTest, SliceupByTemplate)
 
 TEST(KXTokenizerTest, StringTokFreesLongLists)
 {
-    // One record per "%": deleting the head frees all of them without deep recursion.
+    // One record per "%". Deleting the head must free all of them without one stack frame per
+    // record: it runs on a thread with a 256 KiB stack, which 20000 nested frames would overflow.
     const std::string text(20000, 'x');
     std::string pattern;
     for (int i = 0; i < 20000; ++i)
@@ -107,5 +116,11 @@ TEST(KXTokenizerTest, StringTokFreesLongLists)
     int n = 0;
     StringTok *list = sliceup(text.c_str(), pattern.c_str(), n);
     EXPECT_EQ(n, 20000);
-    delete list;
+    pthread_attr_t attr;
+    pthread_attr_init(&attr);
+    pthread_attr_setstacksize(&attr, 256 * 1024);
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, &attr, FreeList, list), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attr);
 }
