@@ -24,13 +24,13 @@ public:
     explicit kxDynArray(int blockSize = 64) : blockSize_(blockSize < 1 ? 1 : blockSize) {}
     kxDynArray(const kxDynArray &other) : kxDynArray(other.blockSize_) { CopyFrom(other); }
     kxDynArray &operator=(const kxDynArray &other);
-    ~kxDynArray() { Clear(); }
+    ~kxDynArray() { FreeBlocks(first_, further_); }
 
     /// Appends a copy of `value`; returns its 0-based index.
     int Add(const T &value)
     {
         if (next_ == end_)
-            NewBlock();
+            StartBlock(NewBlock(first_, further_, blockSize_));
         *next_ = value;
         return static_cast<int>(blockBase_ + (next_++ - block_));
     }
@@ -48,7 +48,27 @@ public:
     void Clear();
 
 private:
-    void NewBlock();
+    // The slow paths take the block pointers by value and never see `this`, so that an array
+    // filled in a loop can live in registers (its address never escapes).
+    struct Grown {
+        T *block;
+        kxDynArray<void *> *further;
+    };
+    static Grown NewBlock(T *first, kxDynArray<void *> *further, int blockSize);
+    static void FreeBlocks(T *first, kxDynArray<void *> *further);
+    [[noreturn]] static void IndexFault(int i, int count);
+    void StartBlock(Grown grown)
+    {
+        if (!first_) {
+            first_ = grown.block;
+            blockBase_ = 0;
+        } else {
+            further_ = grown.further;
+            blockBase_ += blockSize_;
+        }
+        block_ = next_ = grown.block;
+        end_ = grown.block + blockSize_;
+    }
     void CopyFrom(const kxDynArray &other);
 
     int blockSize_;
@@ -82,28 +102,41 @@ void kxDynArray<T>::CopyFrom(const kxDynArray &other)
 }
 
 template <class T>
-void kxDynArray<T>::NewBlock()
+typename kxDynArray<T>::Grown kxDynArray<T>::NewBlock(T *first, kxDynArray<void *> *further,
+                                                      int blockSize)
 {
-    T *block = new T[blockSize_];
-    if (!first_) {
-        first_ = block;
-        blockBase_ = 0;
-    } else {
-        if (!further_)
-            further_ = new kxDynArray<void *>(blockSize_);
-        further_->Add(block);
-        blockBase_ += blockSize_;
+    T *block = new T[blockSize];
+    if (first) {
+        if (!further)
+            further = new kxDynArray<void *>(blockSize);
+        further->Add(block);
     }
-    block_ = next_ = block;
-    end_ = block + blockSize_;
+    return {block, further};
 }
 
 template <class T>
-T &kxDynArray<T>::operator[](int i) const
+void kxDynArray<T>::FreeBlocks(T *first, kxDynArray<void *> *further)
+{
+    if (further) {
+        for (int b = 0; b < further->Size(); ++b)
+            delete[] static_cast<T *>((*further)[b]);
+        delete further;
+    }
+    delete[] first;
+}
+
+template <class T>
+void kxDynArray<T>::IndexFault(int i, int count)
+{
+    exitfn(1, "Dynamic array index %d out of bounds 0 <= index < %d\n", i, count);
+}
+
+template <class T>
+inline T &kxDynArray<T>::operator[](int i) const
 {
     const int count = Size();
     if (i < 0 || i >= count)
-        exitfn(1, "Dynamic array index %d out of bounds 0 <= index < %d\n", i, count);
+        IndexFault(i, count);
     const int block = i / blockSize_;
     const int slot = i % blockSize_;
     if (block == 0)
@@ -112,16 +145,11 @@ T &kxDynArray<T>::operator[](int i) const
 }
 
 template <class T>
-void kxDynArray<T>::Clear()
+inline void kxDynArray<T>::Clear()
 {
-    if (further_) {
-        for (int b = 0; b < further_->Size(); ++b)
-            delete[] static_cast<T *>((*further_)[b]);
-        delete further_;
-        further_ = nullptr;
-    }
-    delete[] first_;
+    FreeBlocks(first_, further_);
     first_ = nullptr;
+    further_ = nullptr;
     block_ = next_ = end_ = nullptr;
     blockBase_ = 0;
 }
