@@ -242,7 +242,14 @@ void KXString::Scat(const char *a, int la, const char *b, int lb, const char *c,
         return p && q >= lo && q <= lo + rep->capacity;
     };
     KXStrRep *r = rep;
-    if (rep == &kxEmptyStrRep || total > rep->capacity || inside(a) || inside(b) || inside(c)) {
+    if (rep != &kxEmptyStrRep && total <= rep->capacity && (inside(a) || inside(b) || inside(c))) {
+        // The block is kept: join the pieces elsewhere first, then copy the result back.
+        KXString joined;
+        joined.Scat(a, la, b, lb, c, lc);
+        Assign(joined.rep->chars, joined.Length());
+        return;
+    }
+    if (rep == &kxEmptyStrRep || total > rep->capacity) {
         if (total == 0) {
             Assign(nullptr, 0);
             return;
@@ -289,7 +296,13 @@ void KXString::Replace(int pos, int len, const char *text, int textLength)
     const auto t = reinterpret_cast<uintptr_t>(text);
     const auto lo = reinterpret_cast<uintptr_t>(rep->chars);
     const bool inside = textLength > 0 && t >= lo && t <= lo + rep->capacity;
-    if (rep != &kxEmptyStrRep && newLength <= rep->capacity && !inside) {
+    if (rep != &kxEmptyStrRep && newLength <= rep->capacity) {
+        if (inside) {
+            // The block is kept: the text moves while the tail shifts, so copy it out first.
+            const KXString copy(text, textLength);
+            Replace(pos, len, copy.rep->chars, textLength);
+            return;
+        }
         std::memmove(rep->chars + pos + textLength, rep->chars + pos + len,
                      static_cast<size_t>(n - pos - len) + 1);
         CopyBytes(rep->chars + pos, text, static_cast<size_t>(textLength));

@@ -109,6 +109,17 @@ TEST(KXStringTest, SelfReferencingEdits)
     s.Insert(3, s);
     EXPECT_STREQ(s, "cabcabcabcab");
     EXPECT_TRUE(s.OK());
+
+    // Sources inside the string keep a block that is large enough.
+    KXString t(KX_Replicate('x', 40));
+    t = "abcdef";
+    const KXStrRep *const block = t.Rep();
+    t.Replace(0, 2, t.c_str() + 3, 3);
+    EXPECT_STREQ(t, "defcdef");
+    t.Scat(t.c_str() + 4, 3, t.c_str(), 3, t.c_str() + 1, 1);
+    EXPECT_STREQ(t, "defdefe");
+    EXPECT_EQ(t.Rep(), block);
+    EXPECT_EQ(t.Allocation(), 48);
 }
 
 TEST(KXStringTest, ConcatenationOperators)
@@ -282,6 +293,15 @@ TEST(KXStringTest, ComparisonsUseTheSigned8BitRule)
     EXPECT_GT(KXString("ab"), KXString("ab\xe0"));   // terminator 0 - 0xe0 wraps to 32
     EXPECT_EQ(KXString("b").CompareTo(KXString("a")), 1);
 
+    // The texts end at their first zero byte, embedded or terminating.
+    const KXString z1("a\0b", 3);
+    const KXString z2("a\0c", 3);
+    EXPECT_TRUE(z1 == z2 && !(z1 != z2) && z1 <= z2 && z1 >= z2 && !(z1 < z2));
+    EXPECT_TRUE(z1 == "a" && "a" == z1 && z1 == KXString("a") && z1(0, 3) == z2(0, 2));
+    EXPECT_EQ(z1.CompareTo(z2), 0);
+    EXPECT_EQ(KXString("a").CompareTo(KXString("a\0\xf0", 3)), 0);
+    EXPECT_TRUE(KXString("ab\0", 3) != KXString("abc") && KXString("ab\0", 3) < KXString("abc"));
+
     // Case-blind: only a-z fold; equal prefixes leave the length difference.
     const int folded[][2] = {
         {KXString("abc").CompareTo("ABC", KXString::ignoreCase), 0},
@@ -402,22 +422,23 @@ TEST(KXStringTest, ComparisonAgreesWithTheByteRuleOnRandomTexts)
             ++x, ++y;
         return static_cast<int>(static_cast<signed char>(static_cast<unsigned char>(*x - *y)));
     };
-    const unsigned char alphabet[] = {0x41, 0x61, 0x7f, 0xc1, 0xe0, 0xf0};
+    const unsigned char alphabet[] = {0x41, 0x61, 0x7f, 0xc1, 0xe0, 0xf0, 0x00};
     Lcg next{777};
     for (int round = 0; round < 5000; ++round) {
         std::string a;
         for (unsigned n = next(80); n > 0; --n)
-            a += static_cast<char>(alphabet[next(6)]);
+            a += static_cast<char>(alphabet[next(7)]);
         std::string b = a.substr(0, next(static_cast<unsigned>(a.size()) + 1));   // often a common prefix
         for (unsigned n = next(8); n > 0; --n)
-            b += static_cast<char>(alphabet[next(6)]);
-        const KXString ka(a.c_str());
-        const KXString kb(b.c_str());
+            b += static_cast<char>(alphabet[next(7)]);
+        const KXString ka(a.c_str(), static_cast<int>(a.size()));   // embedded zeros kept
+        const KXString kb(b.c_str(), static_cast<int>(b.size()));
         const int expected = reference(a, b);
         ASSERT_EQ(ka.CompareTo(kb), expected) << a << " / " << b;
         ASSERT_EQ(ka < kb, expected < 0);
         ASSERT_EQ(ka >= b.c_str(), expected >= 0);
         ASSERT_EQ(ka == kb, expected == 0);
+        ASSERT_EQ(ka(0, ka.Length()) != kb, expected != 0);
     }
 }
 
@@ -441,6 +462,8 @@ TEST(KXStringTest, EditsAgreeWithStdStringIncludingSelfReferences)
                                        : std::string(next(40), static_cast<char>('a' + next(26)));
         const char *src = self ? s.c_str() + pos : piece.c_str();
         const int srcLen = static_cast<int>(piece.size());
+        const KXStrRep *const block = s.IsNull() ? nullptr : s.Rep();
+        const int capacity = s.Allocation();
         switch (next(5)) {
         case 0: s.Append(src, srcLen); model += piece; break;
         case 1: s.Replace(0, 0, src, srcLen); model.insert(0, piece); break;
@@ -450,5 +473,8 @@ TEST(KXStringTest, EditsAgreeWithStdStringIncludingSelfReferences)
         }
         ASSERT_EQ(std::string(s.c_str(), static_cast<size_t>(s.Length())), model) << "step " << step;
         ASSERT_TRUE(s.OK());
+        if (block && s.Length() <= capacity) {   // a block that is large enough is kept
+            ASSERT_EQ(s.Rep(), block) << "step " << step;
+        }
     }
 }

@@ -26,11 +26,11 @@
 // which hands "KXString" and the message to kxLibraryError (fatal, exit code 1).
 //
 // Choices made where the behaviour was open:
-// - Comparisons are length-aware: bytes are compared up to the first difference, the shorter
-//   string counting as followed by its terminating zero byte. For strings without embedded zero
-//   bytes this is exactly the zero-terminated comparison. The exact comparisons (the relational
-//   operators, CompareTo(exact)) take the first difference as a signed 8-bit value (wrapped to
-//   -128 .. 127), so bytes 128 or more apart order in reverse; this is deliberate.
+// - The exact comparisons (the six relational operators, CompareTo(exact)) compare as
+//   zero-terminated texts: bytes up to the first difference or the first zero byte, so a string
+//   with an embedded zero compares equal to its part ahead of it; a view counts as ending in a
+//   zero byte. The first difference is taken as a signed 8-bit value (wrapped to -128 .. 127),
+//   so bytes 128 or more apart order in reverse; this is deliberate.
 // - CompareTo(ignoreCase) and FCompare return the difference of the first differing folded
 //   bytes as unsigned byte values (not wrapped), else the difference of the lengths.
 // - Freq counts every position where the pattern occurs, overlapping ones included ("aaaa"
@@ -75,22 +75,18 @@ struct KXStrRep {
 /// The shared empty representation (length 0, capacity 0). Never written, never freed.
 extern KXStrRep kxEmptyStrRep;
 
-/// Exact comparison of two byte ranges, the shorter one counting as followed by a zero byte:
-/// the first difference as a signed 8-bit value (0 when equal); the sign orders them. Compares
-/// sixteen bytes at a time (SSE2), then eight, to find the first differing byte.
-[[nodiscard]] inline int kxCompareBytes(const char *a, int la, const char *b, int lb) noexcept
+/// Index of the first differing byte of the n bytes at a and b (n when there is none).
+/// Compares sixteen bytes at a time (SSE2), then eight.
+[[nodiscard]] inline int kxFirstDifference(const char *a, const char *b, int n) noexcept
 {
-    const int n = la < lb ? la : lb;
     int i = 0;
 #if defined(__SSE2__)
     for (; i + 16 <= n; i += 16) {
         const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + i));
         const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b + i));
         const unsigned same = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, y)));
-        if (same != 0xFFFFu) {
-            i += __builtin_ctz(~same);
-            return static_cast<signed char>(static_cast<unsigned char>(a[i] - b[i]));
-        }
+        if (same != 0xFFFFu)
+            return i + __builtin_ctz(~same);
     }
 #endif
     for (; i + 8 <= n; i += 8) {
@@ -99,21 +95,29 @@ extern KXStrRep kxEmptyStrRep;
         std::memcpy(&y, b + i, 8);
         if (x != y) {
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-            const int shift = 56 - (__builtin_clzll(x ^ y) & ~7);
+            return i + (__builtin_clzll(x ^ y) >> 3);
 #else
-            const int shift = __builtin_ctzll(x ^ y) & ~7;
+            return i + (__builtin_ctzll(x ^ y) >> 3);
 #endif
-            return static_cast<signed char>(static_cast<unsigned char>((x >> shift) - (y >> shift)));
         }
     }
     for (; i < n; ++i)
         if (a[i] != b[i])
-            return static_cast<signed char>(static_cast<unsigned char>(a[i] - b[i]));
-    if (la == lb)
-        return 0;
-    // The longer one's next byte against the shorter one's terminator.
-    const int d = la > lb ? static_cast<signed char>(a[n]) : static_cast<signed char>(-static_cast<unsigned char>(b[n]));
-    return d != 0 ? d : (la < lb ? -1 : 1);   // 0 only for an embedded zero byte
+            return i;
+    return n;
+}
+
+/// Exact comparison of two byte ranges as zero-terminated texts: each text ends at its first
+/// zero byte (embedded or the terminator; a range counts as followed by one). The result is the
+/// first difference as a signed 8-bit value (0 when equal); its sign orders them.
+[[nodiscard]] inline int kxCompareBytes(const char *a, int la, const char *b, int lb) noexcept
+{
+    const int d = kxFirstDifference(a, b, la < lb ? la : lb);
+    if (d > 0 && std::memchr(a, 0, static_cast<size_t>(d)))
+        return 0;   // both texts ended at the same zero byte ahead of the difference
+    const unsigned char x = d < la ? static_cast<unsigned char>(a[d]) : 0;
+    const unsigned char y = d < lb ? static_cast<unsigned char>(b[d]) : 0;
+    return static_cast<signed char>(static_cast<unsigned char>(x - y));
 }
 
 class KXString {
@@ -447,7 +451,9 @@ inline KXString &KXString::operator+=(const KXSubString &view) { return Append(v
 // -- comparison -------------------------------------------------------------------------------
 inline bool kxEqualBytes(const char *a, int la, const char *b, int lb) noexcept
 {
-    return la == lb && std::memcmp(a, b, static_cast<size_t>(la)) == 0;
+    if (la == lb && std::memcmp(a, b, static_cast<size_t>(la)) == 0)
+        return true;
+    return kxCompareBytes(a, la, b, lb) == 0;   // equal up to a zero byte
 }
 
 #define KX_STRING_COMPARISONS(LeftType, RightType, LEFT, RIGHT)                                     \
