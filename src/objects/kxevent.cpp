@@ -64,8 +64,8 @@ void kxEventSource::Deliver(kxEventNode &entry, kxEvent &event)
     const int cookie = entry.cookie;
     event.delegate_ = false;
     listener->OnEvent(event, cookie);
-    if (entry.removed) {
-        // The listener detached itself (or was destroyed): it is not followed any further.
+    if (!entry.listener) {
+        // The listener was destroyed in OnEvent: its delegate can no longer be asked for.
         event.delegate_ = false;
         return;
     }
@@ -155,7 +155,8 @@ void kxEventSource::AddEntry(kxEventListener &listener, int eventId, int cookie)
     list_->tail = entry;
 }
 
-void kxEventSource::RemoveEntries(const kxEventListener &listener, bool all, int eventId)
+void kxEventSource::RemoveEntries(const kxEventListener &listener, bool all, int eventId,
+                                  bool listenerGone)
 {
     if (!list_)
         return;
@@ -163,6 +164,8 @@ void kxEventSource::RemoveEntries(const kxEventListener &listener, bool all, int
     for (kxEventNode *e = list_->head; e;) {
         kxEventNode *next = e->next;
         const bool hit = !e->removed && e->listener == &listener && (all || e->eventId == eventId);
+        if (hit && listenerGone)
+            e->listener = nullptr;   // a raise in progress must not touch it again
         if (!hit || !DropEntry(e, previous))
             previous = e;
         e = next;
@@ -186,7 +189,14 @@ bool kxEventSource::DropEntry(kxEventNode *entry, kxEventNode *previous)
 // ---------------------------------------------------------------------------------------------
 // kxEventListener
 
-kxEventListener::~kxEventListener() { RemoveAllSources(); }
+kxEventListener::~kxEventListener()
+{
+    while (sources_) {
+        kxEventSource &source = *sources_->source;
+        source.RemoveEntries(*this, true, 0, true);
+        ForgetSource(source, true, 0);
+    }
+}
 
 void kxEventListener::ListenTo(kxEventSource &source, int eventId, int cookie)
 {
@@ -202,13 +212,13 @@ void kxEventListener::ListenTo(kxEventSource &source, int eventId, int cookie)
 
 void kxEventListener::RemoveSource(kxEventSource &source)
 {
-    source.RemoveEntries(*this, true, 0);
+    source.RemoveEntries(*this, true, 0, false);
     ForgetSource(source, true, 0);
 }
 
 void kxEventListener::RemoveSource(kxEventSource &source, int eventId)
 {
-    source.RemoveEntries(*this, false, eventId);
+    source.RemoveEntries(*this, false, eventId, false);
     ForgetSource(source, false, eventId);
 }
 

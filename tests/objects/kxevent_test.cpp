@@ -182,6 +182,14 @@ TEST_F(kxEventTest, DelegatesAlongTheChain)
     pending.Delegate();
     source.RaiseEvent(pending);
     ExpectLog({"front:3:7", "plain:3:8"});
+
+    // A listener that detaches itself and delegates still hands the event down its chain.
+    front.delegates = true;
+    front.action = [&](kxEvent &) { front.RemoveSource(source); };
+    source.RaiseEvent(4);
+    ExpectLog({"front:4:7", "middle:4:7", "back:4:7", "plain:4:8"});
+    source.RaiseEvent(5);
+    ExpectLog({"plain:5:8"});
 }
 
 TEST_F(kxEventTest, EventHandlerObjectGetsAMessage)

@@ -9,8 +9,9 @@
 // during a raise receive later events, not the one being raised.
 //
 // Delegation: a listener that calls event.Delegate() in OnEvent passes the event on to its
-// delegate listener (setDelegate), which may delegate further along the chain. A listener
-// whose entry was removed during its OnEvent is not followed to its delegate.
+// delegate listener (setDelegate), which may delegate further along the chain. This holds also
+// for a listener that detached itself in OnEvent; only a listener destroyed in its OnEvent is
+// not followed to its delegate (it can no longer be asked for one).
 //
 // Lifetimes: a source and a listener unregister from each other when either is destroyed.
 // Copying a source or a listener copies no registrations (the copy starts unconnected), nor a
@@ -94,8 +95,9 @@ private:
     /// Hands the event to the entry's listener and along its delegate chain.
     static void Deliver(kxEventNode &entry, kxEvent &event);
     void AddEntry(kxEventListener &listener, int eventId, int cookie);
-    /// Removes the listener's entries (all of them when `all`, else those for eventId).
-    void RemoveEntries(const kxEventListener &listener, bool all, int eventId);
+    /// Removes the listener's entries (all of them when `all`, else those for eventId);
+    /// `listenerGone`: the listener is being destroyed, so entries only marked lose it too.
+    void RemoveEntries(const kxEventListener &listener, bool all, int eventId, bool listenerGone);
     /// Unlinks and frees an entry now (true), or only marks it while a raise is in progress.
     bool DropEntry(kxEventNode *entry, kxEventNode *previous);
 
