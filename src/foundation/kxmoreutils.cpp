@@ -1012,7 +1012,14 @@ void TextBlock::setType(const char *type)
     type_[sizeof type_ - 1] = '\0';
 }
 
-bool TextBlock::IsType(const char *type) const { return type && SameNoCase(type_, type); }
+bool TextBlock::IsType(const char *type) const
+{
+    if (!type)
+        return false;
+    // Only the characters a type keeps count: the rest of a longer type is not compared.
+    const std::string significant(type, strnlen(type, sizeof type_ - 1));
+    return SameNoCase(type_, significant.c_str());
+}
 
 bool TextBlock::IsVersion(int major, int minorLow, int minorHigh) const
 {

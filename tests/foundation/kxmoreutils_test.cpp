@@ -301,6 +301,18 @@ TEST_F(BlockTest, HeaderFormatsAndNameLimits)
     w.StartRead(TBlockSig{"cd", 2, 0});
     EXPECT_EQ(Str(w.gets()), "  v 1\n");
     EXPECT_TRUE(w.EOB());
+
+    // Only the first 31 characters of a type count: a long type reads back as its own.
+    const std::string longType(40, 'L');
+    const TBlockSig longSig{longType.c_str(), 1, 0};
+    w.StartWrite(longSig, nullptr);
+    w.EndWrite();
+    ASSERT_TRUE(tb.LoadBlock(w.getText()));
+    EXPECT_TRUE(tb.IsType(longSig));
+    EXPECT_FALSE(tb.IsType(std::string(30, 'L').c_str()));
+    EXPECT_TRUE(tb.StartRead(longSig));
+    EXPECT_TRUE(tb.eCheckSig(longSig));
+    EXPECT_EQ(int(error), 0);
 }
 
 TEST_F(BlockTest, NestingIgnoresCaseAndEndsEarly)

@@ -15,6 +15,10 @@
 // - LoadBlock leaves the source's position where it was when the line there is not a header.
 // - After a failed LoadBlock the block is empty and not Loaded(). Loaded() means "version
 //   known", so a header that gives the version (-1.-1) reads as a block never loaded.
+// - Types are compared on their first 31 characters (all a block keeps), without regard to
+//   case.
+// - Messages that quote a header line (the missing "end" too) give it without its leading
+//   blanks and its line end.
 // - getHeader() gives the header line without its leading blanks and its line end.
 // - EndRead() moves to the end of the block and turns skip-comments mode off.
 // - getNBodyLines() counts every line between the header and the closing line, nested blocks'
