@@ -30,19 +30,52 @@ void AddEvents(std::vector<Event> &events, const std::vector<double> &bounds, in
 
 } // namespace
 
+kxLineShapeIntersections::kxLineShapeIntersections(List<double> *target)
+    : bounds_(&own_), list_(target)
+{
+    if (!list_)
+        return;
+    for (int i = 1; i <= list_->size(); ++i)
+        own_.push_back((*list_)[i]);
+}
+
 kxLineShapeIntersections &kxLineShapeIntersections::operator=(const kxLineShapeIntersections &other)
 {
     if (this != &other) {
         *bounds_ = *other.bounds_;
         mode_ = other.mode_;
+        MirrorToList();
     }
     return *this;
 }
 
+void kxLineShapeIntersections::Clear()
+{
+    bounds_->clear();
+    if (list_)
+        list_->unalloc();
+}
+
+void kxLineShapeIntersections::Append(double t)
+{
+    bounds_->push_back(t);
+    if (list_)
+        list_->append(t);
+}
+
 void kxLineShapeIntersections::Append(double t1, double t2)
 {
-    bounds_->push_back(std::min(t1, t2));
-    bounds_->push_back(std::max(t1, t2));
+    Append(std::min(t1, t2));
+    Append(std::max(t1, t2));
+}
+
+void kxLineShapeIntersections::MirrorToList()
+{
+    if (!list_)
+        return;
+    list_->unalloc();
+    for (double t : *bounds_)
+        list_->append(t);
 }
 
 void kxLineShapeIntersections::Add(double t1, double t2) { Combine(Op::Union, {t1, t2}, 0.0); }
@@ -123,4 +156,5 @@ void kxLineShapeIntersections::Combine(Op op, const std::vector<double> &other, 
         state = now;
     }
     *bounds_ = std::move(result);
+    MirrorToList();
 }

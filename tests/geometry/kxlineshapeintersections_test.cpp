@@ -74,6 +74,27 @@ TEST(KXLineShapeIntersectionsTest, CallerStorageAppendAndModes)
     s = copy;   // assignment writes into the caller's array
     EXPECT_EQ(Bounds({1, 4, 10, 11}), mine);
 
+    // A caller's List<double> (from 1) starts the set and follows every change.
+    List<double> list;
+    list.append(5);
+    list.append(6);
+    auto listBounds = [&list] {
+        Bounds b;
+        for (int i = 1; i <= list.size(); ++i)
+            b.push_back(list[i]);
+        return b;
+    };
+    kxLineShapeIntersections onList(&list);
+    EXPECT_EQ(1, onList.GetNumIntersections());
+    onList.Append(8, 7);
+    EXPECT_EQ(Bounds({5, 6, 7, 8}), listBounds());
+    onList.Add(6, 7);
+    EXPECT_EQ(Bounds({5, 8}), listBounds());
+    onList = copy;
+    EXPECT_EQ(Bounds({1, 4, 10, 11}), listBounds());
+    onList.Clear();
+    EXPECT_EQ(0, list.size());
+
     kxLineShapeIntersections m;
     EXPECT_EQ(1, m.DoLineShapeIntersect(0, 10));
     m.SetMode(kxLineShapeIntersections::kxRemoveMode);

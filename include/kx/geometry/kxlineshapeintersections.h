@@ -9,9 +9,13 @@
 //
 // Storage: by default the set owns its array. Constructed on a caller's array, it writes
 // there instead; that array must outlive the set, and the set replaces its content only when
-// an operation changes the set (Clear empties it).
+// an operation changes the set (Clear empties it). Constructed on a caller's List<double>, it
+// starts from the list's boundaries, keeps its own array and mirrors every change into the
+// list (boundaries from index 1); that list too must outlive the set.
 #ifndef KX_GEOMETRY_KXLINESHAPEINTERSECTIONS_H
 #define KX_GEOMETRY_KXLINESHAPEINTERSECTIONS_H
+
+#include "kx/foundation/kxlist.h"
 
 #include <vector>
 
@@ -28,6 +32,8 @@ public:
     kxLineShapeIntersections() : bounds_(&own_) {}
     /// Works on the caller's array (not owned; it must outlive this set).
     explicit kxLineShapeIntersections(std::vector<double> *target) : bounds_(target ? target : &own_) {}
+    /// Mirrors the boundaries into the caller's list (not owned; it must outlive this set).
+    explicit kxLineShapeIntersections(List<double> *target);
     /// A copy owns a copy of the other's boundaries, wherever those were kept.
     kxLineShapeIntersections(const kxLineShapeIntersections &other)
         : own_(*other.bounds_), bounds_(&own_), mode_(other.mode_) {}
@@ -36,10 +42,10 @@ public:
     virtual ~kxLineShapeIntersections() = default;
 
     /// Empties the set.
-    void Clear() { bounds_->clear(); }
+    void Clear();
     /// Appends one boundary as it is. Two successive appends in increasing order make an
     /// interval; this is the fast path for crossings that are already ordered.
-    void Append(double t) { bounds_->push_back(t); }
+    void Append(double t);
     /// Appends the interval [min(t1, t2), max(t1, t2)] at the end without merging.
     void Append(double t1, double t2);
     /// Union with [t1, t2] (either order).
@@ -76,9 +82,12 @@ private:
     enum class Op { Union, Difference, Xor, Intersection };
     /// Replaces the set by (set op other), where other is given as boundary pairs.
     void Combine(Op op, const std::vector<double> &other, double tol);
+    /// Rewrites the caller's list, if any, from the boundaries.
+    void MirrorToList();
 
     std::vector<double> own_;
     std::vector<double> *bounds_;
+    List<double> *list_ = nullptr;   ///< caller's list mirrored after each change, not owned
     Mode mode_ = kxAddMode;
 };
 
