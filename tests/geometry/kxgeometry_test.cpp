@@ -247,7 +247,11 @@ TEST(KXPlaneGeomTest, IntersectLines)
     EXPECT_FALSE(kxIntersectLines(P(0, 0), P(4, 0), P(1, 0), P(6, 0), r));    // collinear overlap
     EXPECT_FALSE(kxIntersectLines(P(0, 0), P(4, 0), P(4, 0), P(6, 0), r));    // collinear touch
     EXPECT_FALSE(kxIntersectLines(P(0, 0), P(1, 1), P(2, 0), P(3, -5), r));   // lines cross, segments not
+    EXPECT_FALSE(kxIntersectLines(P(1, 1), P(1, 1), P(0, 0), P(2, 2), r));    // both products zero
     EXPECT_EQ(P(9, 9), r);
+    // The parallel test is relative: tiny perpendicular segments still cross.
+    ASSERT_TRUE(kxIntersectLines(P(0, 0), P(1e-10, 0), P(5e-11, -1e-10), P(5e-11, 1e-10), r));
+    ExpectNear(P(5e-11, 0), r, 1e-24);
 }
 
 TEST(KXPlaneGeomTest, LineCircleEllipseAndCurve)
