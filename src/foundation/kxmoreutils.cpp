@@ -174,13 +174,16 @@ FBuff &FBuff::operator=(const FBuff &other)
 
 FBuff::~FBuff()
 {
-    std::free(text_);
+    if (!shared_)
+        std::free(text_);
     std::free(line_);
 }
 
 void FBuff::unalloc()
 {
-    std::free(text_);
+    if (!shared_)
+        std::free(text_);
+    shared_.reset();
     std::free(line_);
     text_ = line_ = nullptr;
     capacity_ = lineCapacity_ = 0;
@@ -189,14 +192,49 @@ void FBuff::unalloc()
     ++edits_;
 }
 
+const char *FBuff::getText() const
+{
+    if (!text_)
+        return "";
+    if (shared_ && text_[len_] != '\0' && !Unshare(len_)) {
+        KX_CODE_ERROR("FBuff: not enough memory to copy a text");
+        return "";
+    }
+    return text_;
+}
+
+void FBuff::ShareText()
+{
+    if (shared_ || !text_)
+        return;
+    shared_.reset(text_, std::free);
+    capacity_ = 0;
+}
+
+bool FBuff::Unshare(size_t needed) const
+{
+    const size_t size = (std::max<size_t>(needed, len_) / kStep + 1) * kStep;
+    char *own = static_cast<char *>(std::malloc(size));
+    if (!own)
+        return false;
+    std::memcpy(own, text_, len_);
+    own[len_] = '\0';
+    text_ = own;
+    capacity_ = size;
+    shared_.reset();
+    return true;
+}
+
 bool FBuff::Reserve(size_t needed)
 {
     ++edits_;
     avgSize_ = (7 * avgSize_ + needed) / 8;
-    if (needed < capacity_)
-        return true;
     if (needed > kMaxText)
         return false;
+    if (shared_)
+        return Unshare(needed);
+    if (needed < capacity_)
+        return true;
     const size_t want = needed + 1 - capacity_;   // room for the terminator
     size_t steps = (want + kStep - 1) / kStep;
     const size_t minimal = capacity_ + steps * kStep;
@@ -250,7 +288,11 @@ void FBuff::ClearText()
     ++edits_;
     posn_ = len_ = 0;
     avgSize_ = avgSize_ * 7 / 8;
-    if (capacity_ > 16 * kStep && capacity_ / 4 > avgSize_) {
+    if (shared_) {   // a view: let go of the storage
+        shared_.reset();
+        text_ = nullptr;
+        capacity_ = 0;
+    } else if (capacity_ > 16 * kStep && capacity_ / 4 > avgSize_) {
         std::free(text_);
         text_ = nullptr;
         capacity_ = 0;
@@ -542,9 +584,12 @@ void TextBlock::CopyBlockFields(const TextBlock &other)
     name_ = other.name_;
     hasName_ = other.hasName_;
     const bool nestedValid = other.nestedEdits_ == other.edits_;
-    nested_ = nestedValid ? other.nested_ : std::vector<Nested>();
+    nested_ = nestedValid ? other.nested_ : nullptr;
+    nestedFirst_ = nestedValid ? other.nestedFirst_ : 0;
+    nestedLast_ = nestedValid ? other.nestedLast_ : 0;
+    nestedBase_ = nestedValid ? other.nestedBase_ : 0;
     nestedEdits_ = nestedValid ? edits_ : UINT32_MAX;
-    nestedCursor_ = 0;
+    nestedCursor_ = nestedFirst_;
 }
 
 void TextBlock::ResetBlock()
@@ -554,7 +599,9 @@ void TextBlock::ResetBlock()
     major_ = minor_ = -1;
     type_[0] = '\0';
     hasName_ = false;
-    nested_.clear();
+    nested_.reset();
+    nestedFirst_ = nestedLast_ = 0;
+    nestedBase_ = 0;
     nestedEdits_ = UINT32_MAX;
 }
 
@@ -726,7 +773,10 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
             s = e;
         }
     }
-    nested_.swap(nested);
+    nestedLast_ = nested.size();
+    nested_ = std::make_shared<std::vector<Nested>>(std::move(nested));
+    nestedFirst_ = 0;
+    nestedBase_ = 0;
     FinishLoad(src, srcLen, head, headEnd, p, posn);
     if (skipWhitespace)
         nestedEdits_ = UINT32_MAX;   // the text moved: nested blocks are found by scanning
@@ -735,53 +785,67 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
 
 int TextBlock::LoadNested(TextBlock &source, uint32_t &posn)
 {
-    if (source.nestedEdits_ != source.edits_ || source.SkippingWhitespace())
+    if (source.nestedEdits_ != source.edits_ || source.SkippingWhitespace() || !source.nested_)
         return kNestedUnknown;
-    const std::vector<Nested> &table = source.nested_;
+    // The source's nested blocks are entries [first, last) of the shared table, at offsets
+    // `base` above the source's own.
+    const std::vector<Nested> &table = *source.nested_;
+    const size_t first = source.nestedFirst_, last = source.nestedLast_;
+    const uint32_t base = source.nestedBase_;
+    const uint32_t key = posn + base;
+    const auto byBegin = [](const Nested &n, uint32_t b) { return n.begin < b; };
     size_t at = source.nestedCursor_;
-    if (at >= table.size() || table[at].begin != posn) {
+    if (at >= last || table[at].begin != key) {
         // Every header line inside the source is in the table: a line start that is not
         // there is no header. Reading goes forward, so the cursor mostly answers at once.
         const bool lineStart = posn > 0 && posn < source.len_ && source.text_[posn - 1] == '\n';
-        if (lineStart && (at == 0 || table[at - 1].begin < posn) &&
-            (at >= table.size() || posn < table[at].begin))
+        if (lineStart && at >= first && at <= last && (at == first || table[at - 1].begin < key) &&
+            (at >= last || key < table[at].begin))
             return kNestedNone;
-        at = size_t(std::lower_bound(table.begin(), table.end(), posn,
-                                     [](const Nested &n, uint32_t b) { return n.begin < b; }) -
+        at = size_t(std::lower_bound(table.begin() + first, table.begin() + last, key, byBegin) -
                     table.begin());
-        if (at >= table.size() || table[at].begin != posn)
+        if (at >= last || table[at].begin != key)
             return lineStart ? kNestedNone : kNestedUnknown;
     }
+    // The nested block views its part of the source's text and of its table of nested blocks
+    // instead of copying them, so a walk through deeply nested blocks costs no more than
+    // their text.
     const Nested block = table[at];
-    const char *src = source.text_;
+    const size_t next = size_t(
+        std::lower_bound(table.begin() + at + 1, table.begin() + last, block.end, byBegin) -
+        table.begin());
+    source.ShareText();
+    std::shared_ptr<char> storage = source.shared_;
+    std::shared_ptr<const std::vector<Nested>> nestedTable = source.nested_;
+    char *const src = source.text_;
     ClearText();
-    if (!Reserve(block.end - block.begin))
-        return kNestedUnknown;   // the scan reports it
-    std::memcpy(text_, src + block.begin, block.end - block.begin);
+    shared_ = std::move(storage);
+    text_ = src + (block.begin - base);
+    capacity_ = 0;
     len_ = block.end - block.begin;
     bodyEnd_ = block.bodyEnd - block.begin;
-    nested_.clear();
-    size_t next = at + 1;
-    for (; next < table.size() && table[next].begin < block.end; ++next)
-        nested_.push_back(Nested{table[next].begin - block.begin,
-                                 table[next].bodyStart - block.begin,
-                                 table[next].bodyEnd - block.begin, table[next].end - block.begin});
+    nested_ = std::move(nestedTable);
+    nestedFirst_ = at + 1;
+    nestedLast_ = next;
+    nestedBase_ = block.begin;
     source.nestedCursor_ = next;
-    FinishLoad(src, source.len_, block.begin, block.bodyStart, block.end, posn);
+    FinishLoad(src, source.len_, block.begin - base, block.bodyStart - base, block.end - base,
+               posn);
     return kNestedLoaded;
 }
 
 void TextBlock::FinishLoad(const char *src, uint32_t srcLen, uint32_t head, uint32_t headEnd,
                            uint32_t next, uint32_t &posn)
 {
-    text_[len_] = '\0';
+    if (!shared_)
+        text_[len_] = '\0';
     bodyStart_ = headEnd - head;
     blockEnd_ = len_;
     posn_ = len_;
     ParseHeader(src + head, headEnd - head);
     posn = SkipCommentLinesIn(src, srcLen, next);
     nestedEdits_ = edits_;
-    nestedCursor_ = 0;
+    nestedCursor_ = nestedFirst_;
 }
 
 bool TextBlock::LoadBlock(FBuff &source)
@@ -814,9 +878,11 @@ bool TextBlock::LoadBlock(const char *text)
         ResetBlock();
         return false;
     }
-    if (text_ && text >= text_ && text < text_ + capacity_) {   // our own text: copy it first
+    // Our own text, or storage we view: copy it first, since loading lets go of it.
+    if (shared_ || (text_ && text >= text_ && text < text_ + capacity_)) {
         const std::string copy(text, n);
-        return LoadBlock(copy.c_str());
+        uint32_t posn = 0;
+        return LoadFrom(copy.c_str(), uint32_t(n), posn, false);
     }
     uint32_t posn = 0;
     return LoadFrom(text ? text : "", uint32_t(n), posn, false);

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -429,20 +430,55 @@ TEST_F(BlockTest, HugeLineAndDeepNestingLoad)
         text += "begin <N(1.0)>\nv\n";
     for (int i = 0; i < depth; ++i)
         text += "end\n";
-    // Loading is linear in the text; each level of a walk copies its inner text once more, so
-    // only the outer levels are walked here and the innermost block is loaded on its own.
+    // A nested block views its parent's text instead of copying it, so walking every level
+    // is linear (a copy per level would move 10,000 x 210 KB).
     TextBlock a, b;
     ASSERT_TRUE(a.LoadBlock(text.c_str()));
     EXPECT_EQ(a.getLen(), text.size());
     EXPECT_TRUE(a.StartRead(TBlockSig{"N", 1, 0}));
     EXPECT_EQ(a.getNBodyLines(), 3 * depth - 2);
     int levels = 1;
-    for (TextBlock *outer = &a, *inner = &b; levels < 100 && outer->StartRead(TBlockSig{"N", 1, 0});
+    for (TextBlock *outer = &a, *inner = &b; outer->StartRead(TBlockSig{"N", 1, 0});
          std::swap(outer, inner), ++levels) {
         EXPECT_EQ(Str(outer->gets()), "v\n");
+        if (levels == depth) {
+            EXPECT_TRUE(outer->EOB());
+            EXPECT_FALSE(inner->LoadBlock(*outer));
+            break;
+        }
         ASSERT_TRUE(inner->LoadBlock(*outer));
-        EXPECT_EQ(inner->getLen(), text.size() - 21u * levels);
+        ASSERT_EQ(inner->getLen(), text.size() - 21u * levels);
     }
+    EXPECT_EQ(levels, depth);
+
+    // A view outlives its parent, and changing either leaves the other as it was.
+    auto parent = std::make_unique<TextBlock>();
+    ASSERT_TRUE(parent->LoadBlock("begin <P(1.0)>\n  begin <C(1.0)> \"c\"\n    x\n  end\ny\nend\n"));
+    ASSERT_TRUE(parent->StartRead(TBlockSig{"P", 1, 0}));
+    TextBlock child, grandchild;
+    ASSERT_TRUE(child.LoadBlock(*parent));
+    EXPECT_STREQ(child.getText(), "  begin <C(1.0)> \"c\"\n    x\n  end\n");
+    EXPECT_FALSE(child.LoadBlock(*parent));   // past the child: "y" is no block
+    EXPECT_FALSE(child.Loaded());
+    parent->GotoBody();
+    ASSERT_TRUE(child.LoadBlock(*parent));
+    TextBlock copy(child);
+    parent->setHeader(TBlockSig{"Q", 2, 0}, nullptr);
+    EXPECT_STREQ(parent->getText(), "begin <Q(2.0)>\n  begin <C(1.0)> \"c\"\n    x\n  end\ny\nend\n");
+    parent.reset();
+    ASSERT_TRUE(child.StartRead(TBlockSig{"C", 1, 0}));
+    EXPECT_EQ(Str(child.gets()), "    x\n");
+    EXPECT_TRUE(child.EOB());
+    child.AppendEnd();
+    EXPECT_STREQ(child.getText(), "  begin <C(1.0)> \"c\"\n    x\n  end\nend\n");
+    EXPECT_STREQ(copy.getText(), "  begin <C(1.0)> \"c\"\n    x\n  end\n");
+    ASSERT_TRUE(grandchild.LoadBlock("begin <G(1.0)>\n  begin <H(1.0)>\n  end\nend\n"));
+    ASSERT_TRUE(grandchild.StartRead(TBlockSig{"G", 1, 0}));
+    ASSERT_TRUE(child.LoadBlock(grandchild));
+    ASSERT_TRUE(child.LoadBlock(child.getText()));   // its own (viewed) text
+    EXPECT_STREQ(child.getType(), "H");
+    grandchild.unalloc();
+    EXPECT_STREQ(child.getText(), "  begin <H(1.0)>\n  end\n");
     FBuff src;
     src.Append(text.c_str());
     src.setPosn(uint32_t(17 * (depth - 1)));

@@ -30,6 +30,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 class TextBlock;
 
@@ -63,7 +64,7 @@ public:
     /// While set, every WriteLine carries over the next comment of `source` (not owned).
     void setCommentSrc(FBuff *source) { commentSrc_ = source; }
     /// The whole text, NUL-terminated; "" when there is none. Valid until the next change.
-    const char *getText() const { return text_ ? text_ : ""; }
+    const char *getText() const;
 
     /// Replaces the text by the whole file, read in 4,096-byte pieces; the position goes to 0.
     /// A file that cannot be read sets "Failed to open file \"%s\"\n" in the global error.
@@ -119,6 +120,12 @@ protected:
     /// This buffer as a block, when it is one (a block loads its nested blocks faster).
     virtual TextBlock *asTextBlock() { return nullptr; }
 
+    /// Lets other buffers view this text: from now on it is kept in shared storage, and a
+    /// change of it first makes a copy of its own.
+    void ShareText();
+    /// Gives a text that views shared storage a copy of its own, with room for `needed` bytes
+    /// and the terminator; false when out of memory.
+    [[nodiscard]] bool Unshare(size_t needed) const;
     /// Makes room for `needed` bytes of text plus the terminator; false when out of memory.
     [[nodiscard]] bool Reserve(size_t needed);
     /// Appends raw bytes (no indent); false when out of memory.
@@ -137,8 +144,12 @@ protected:
     char *SetLine(const char *from, size_t n, bool addNewline = false);
     void setFlag(uint32_t flag, bool on) { flags_ = on ? (flags_ | flag) : (flags_ & ~flag); }
 
-    char *text_ = nullptr;
-    size_t capacity_ = 0;
+    // While `shared_` is set the text is a read-only view into storage that other buffers may
+    // view too (a nested block views its parent's text), capacity_ is 0 and the view need not
+    // be NUL-terminated; getText() and every change first make the text a copy of its own.
+    mutable char *text_ = nullptr;
+    mutable size_t capacity_ = 0;
+    mutable std::shared_ptr<char> shared_;
     size_t avgSize_ = 0;
     int32_t indent_ = 0;
     uint32_t posn_ = 0;

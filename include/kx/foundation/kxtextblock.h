@@ -38,8 +38,10 @@
 //   runaway header line cannot overflow the message.
 //
 // Cost: loading a block scans its text once for the closing line and records where every
-// nested block begins and ends, so loading a nested block from its parent is a copy without a
-// second scan. A full read of a file nested d levels deep copies each line about d times.
+// nested block begins and ends. Loading a nested block from its parent neither scans nor
+// copies: the nested block views its part of the parent's text (kept alive while it is
+// viewed, even when the parent goes) and gets a copy of its own only when it is changed, so a
+// full read of a file is linear in its size however deep the nesting.
 // Copies of a block never carry its writing state (previous text, comment source).
 #ifndef KX_FOUNDATION_KXTEXTBLOCK_H
 #define KX_FOUNDATION_KXTEXTBLOCK_H
@@ -168,7 +170,13 @@ private:
     char type_[32] = {};
     TextBlock *previousText_ = nullptr;
     mutable std::string headerLine_;   ///< what getHeader() last returned
-    std::vector<Nested> nested_;   ///< sorted by begin; valid while nestedEdits_ == edits_
+    /// The nested blocks of the text this block was loaded from, sorted by begin and shared
+    /// with every block loaded from it: this block's are entries [nestedFirst_, nestedLast_),
+    /// their offsets nestedBase_ above this block's own. Valid while nestedEdits_ == edits_.
+    std::shared_ptr<const std::vector<Nested>> nested_;
+    size_t nestedFirst_ = 0;
+    size_t nestedLast_ = 0;
+    uint32_t nestedBase_ = 0;
     uint32_t nestedEdits_ = UINT32_MAX;
     size_t nestedCursor_ = 0;      ///< where the next nested lookup starts
 };
