@@ -23,7 +23,7 @@ namespace {
 
 constexpr double kTiny = 1e-307;
 
-kxPoint ReadPoint(const CMDPoint &pt) { return kxPoint(kxReadParam(pt.x), kxReadParam(pt.y)); }
+kxPoint ReadPoint(const CMDPoint &pt) { return kxPoint(pt.x, pt.y); }
 
 /// The coordinates as written between the parentheses of the text form.
 KXString PointsText(const CMDPointList &points)
@@ -32,9 +32,9 @@ KXString PointsText(const CMDPointList &points)
     for (int i = 1; i <= points.size(); ++i) {
         if (i > 1)
             s += ",";
-        kxAppendDefParam(s, points[i].x);
+        kxAppendDefParam(s, points[i].x.Param());
         s += ",";
-        kxAppendDefParam(s, points[i].y);
+        kxAppendDefParam(s, points[i].y.Param());
     }
     return s;
 }
@@ -56,6 +56,33 @@ bool SetPointsText(KXObject &owner, void *, int, const char *text)
 
 const kxPublishedKind kPointListKind = {"CMDPointList", AppendPointsCheckSum, GetPointsText, SetPointsText};
 
+// A coordinate published as the shapes' parameters are, written through the coordinate itself.
+void AppendCoordCheckSum(const void *member, int extent, CheckSum &sum)
+{
+    kxPublishedShapeParamDouble.appendCheckSum(&static_cast<const kxCoordParameter *>(member)->Param(),
+                                               extent, sum);
+}
+
+KXString GetCoordText(const KXObject &owner, const void *member, int extent)
+{
+    return kxPublishedShapeParamDouble.getText(owner, &static_cast<const kxCoordParameter *>(member)->Param(),
+                                               extent);
+}
+
+bool SetCoordText(KXObject &owner, void *member, int, const char *text)
+{
+    kxCoordParameter &c = *static_cast<kxCoordParameter *>(member);
+    if (c.SetValue(text))
+        return true;
+    kxNameSpace *ns = owner.GetNameSpace();
+    if (!ns || kxIsReservedNameSpace(ns))
+        return false;
+    c.SetExpression(ns, text);
+    return true;
+}
+
+const kxPublishedKind kCoordKind = {"kxParameter<double>", AppendCoordCheckSum, GetCoordText, SetCoordText};
+
 std::string StripBlanks(const char *text)
 {
     std::string s = text ? text : "";
@@ -76,6 +103,8 @@ bool ReadPosition(const List<KXString> &args, int &at)
 // ---------------------------------------------------------------------------------------------
 // CMDPoint and CMDPointList
 
+unsigned long kxCoordParameter::writes_ = 0;
+
 void CMDPoint::CopyFrom(kxNameSpace *ns, const CMDPoint &other)
 {
     x.CopyFrom(ns, other.x);
@@ -95,8 +124,8 @@ kxNameSpace *CMDPoint::GetNameSpace() const
 void CMDPoint::OnPublish()
 {
     KXObject::OnPublish();
-    kxPublishParam(*this, "x", x, kxMicronsHelp("x coordinate in ").c_str());
-    kxPublishParam(*this, "y", y, kxMicronsHelp("y coordinate in ").c_str());
+    PublishValue("x", kxMicronsHelp("x coordinate in ").c_str(), 0, kCoordKind, &x, 0);
+    PublishValue("y", kxMicronsHelp("y coordinate in ").c_str(), 0, kCoordKind, &y, 0);
 }
 
 CMDPointList::CMDPointList(const CMDPointList &other) : List<CMDPoint>(other) { SetParent(nullptr); }
@@ -234,34 +263,26 @@ std::vector<kxPoint> KXPolygon::GetVertices() const
 
 const kxPolygonIndex &KXPolygon::Index() const
 {
-    // Plain points can only have changed after a non-const use of the list; points with formulas
-    // are evaluated every time. Either way the outline is rebuilt only when a vertex moved.
-    if (indexed_ && !indexedFormula_ && points.Version() == indexedVersion_)
+    // Plain points can only have changed after a change of the list's structure or a write to
+    // some coordinate (both counted); points with formulas are evaluated every time. Either way
+    // the outline is rebuilt only when a vertex moved.
+    const unsigned long writes = kxCoordParameter::Writes();
+    if (indexed_ && !indexedFormula_ && points.Version() == indexedVersion_ && writes == indexedWrites_)
         return index_;
     const std::vector<const CMDPoint *> &pts = points.Pointers();
     const size_t n = pts.size();
-    const std::vector<kxPoint> &kept = index_.Vertices();
-    if (indexed_ && kept.size() == n) {
-        bool differ = false, formula = false;
-        for (size_t i = 0; i < n && !differ; ++i) {
-            differ = ReadPoint(*pts[i]) != kept[i];
-            formula |= pts[i]->x.HasExpression() || pts[i]->y.HasExpression();
-        }
-        if (!differ) {
-            indexedVersion_ = points.Version();
-            indexedFormula_ = formula;
-            return index_;
-        }
-    }
     std::vector<kxPoint> v(n);
-    indexedFormula_ = false;
+    bool formula = false;
     for (size_t i = 0; i < n; ++i) {
         v[i] = ReadPoint(*pts[i]);
-        indexedFormula_ |= pts[i]->x.HasExpression() || pts[i]->y.HasExpression();
+        formula = formula || pts[i]->x.HasExpression() || pts[i]->y.HasExpression();
     }
-    index_.Build(v.data(), static_cast<int>(n));
+    if (!indexed_ || v != index_.Vertices())
+        index_.Build(v.data(), static_cast<int>(n));
     indexed_ = true;
+    indexedFormula_ = formula;
     indexedVersion_ = points.Version();
+    indexedWrites_ = writes;
     return index_;
 }
 

@@ -368,13 +368,16 @@ TEST_F(ShapeTest, PointListKeepsParentsAndCountsChanges)
     ASSERT_EQ(ptrs.size(), 3u);
     EXPECT_EQ(ptrs[1], &list.AsList()[2]);
 
-    // Non-const access and structural changes advance the count; const access does not.
-    const unsigned long v0 = list.Version();
+    // Structural changes advance the list's count; access alone does not, and a coordinate
+    // write advances the count of coordinate writes instead.
+    const unsigned long v0 = list.Version(), w0 = kxCoordParameter::Writes();
     const CMDPointList &view = list;
     (void)view[2];
-    EXPECT_EQ(list.Version(), v0);
+    (void)list[2];
+    EXPECT_EQ(kxCoordParameter::Writes(), w0);
     list[2].x = 9.0;
-    EXPECT_GT(list.Version(), v0);
+    EXPECT_EQ(list.Version(), v0);
+    EXPECT_GT(kxCoordParameter::Writes(), w0);
     const unsigned long v1 = list.Version();
     EXPECT_TRUE(list.move(1, 3));
     EXPECT_GT(list.Version(), v1);
@@ -401,4 +404,22 @@ TEST_F(ShapeTest, PointListKeepsParentsAndCountsChanges)
     poly.points.erase(2);
     EXPECT_FALSE(poly.Contains(kxPoint(1.5, 0.2)));   // now the triangle (0,0) (2,2) (0,2)
     EXPECT_TRUE(poly.Contains(kxPoint(0.5, 1.5)));
+
+    // A reference taken before a query and written through after it: every query sees the
+    // current values, whatever the write path.
+    CMDPoint &kept = poly.points[2];                  // (2,2)
+    EXPECT_FALSE(poly.Contains(kxPoint(2.5, 1.9)));
+    kept.x = 3.0;
+    EXPECT_TRUE(poly.Contains(kxPoint(2.5, 1.9)));
+    kept.x -= 1.0;
+    EXPECT_FALSE(poly.Contains(kxPoint(2.5, 1.9)));
+    kept.x.SetValue(3.0);
+    EXPECT_TRUE(poly.Contains(kxPoint(2.5, 1.9), 1e-9));
+    kept = CMDPoint(2, 2);
+    EXPECT_FALSE(poly.Contains(kxPoint(2.5, 1.9)));
+    ASSERT_TRUE(kept.getPublishedElt("x").SetValueString("3"));
+    EXPECT_TRUE(poly.Contains(kxPoint(2.5, 1.9)));
+    EXPECT_STREQ(kept.getPublishedElt("x").GetValueString().c_str(), "3");
+    kept.CopyFrom(nullptr, CMDPoint(2, 2));
+    EXPECT_FALSE(poly.Contains(kxPoint(2.5, 1.9)));
 }

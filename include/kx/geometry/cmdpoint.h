@@ -3,6 +3,14 @@
 //
 // A point resolves its namespace through its parent object (the polygon holding it) unless it
 // was given one of its own. EqualsTo compares the coordinates in form (formula texts or values).
+//
+// The coordinates are kxCoordParameters: a kxParameter<double> that can be read as one (a const
+// view, Param()) but is written only through its own operations, each of which advances one
+// process-wide count of coordinate writes (kxCoordParameter::Writes()). A polygon that keeps a
+// prepared copy of its outline compares that count (and its list's count of structural changes)
+// at every query, so every query sees the current values - also writes made through a
+// CMDPoint& kept from before the query - at the cost of two loads when nothing was written.
+// There is no way to reach the wrapped parameter for writing; that is the point of the wrapper.
 #ifndef KX_GEOMETRY_CMDPOINT_H
 #define KX_GEOMETRY_CMDPOINT_H
 
@@ -14,6 +22,60 @@
 #include <vector>
 
 class kxNameSpace;
+
+/// A kxParameter<double> whose every write is counted (see the top).
+class kxCoordParameter {
+public:
+    kxCoordParameter() = default;
+    explicit kxCoordParameter(double value) : p_(value) {}
+    kxCoordParameter(const kxCoordParameter &other) : p_(other.p_) {}
+    kxCoordParameter &operator=(const kxCoordParameter &other) { return Write([&] { p_ = other.p_; }); }
+    kxCoordParameter &operator=(double value) { return Write([&] { p_ = value; }); }
+
+    /// Number of coordinate writes in the process so far.
+    [[nodiscard]] static unsigned long Writes() { return writes_; }
+
+    // -- Reading: as kxParameter<double> --------------------------------------------------------
+    [[nodiscard]] const kxParameter<double> &Param() const { return p_; }
+    operator const kxParameter<double> &() const { return p_; }
+    /// The value (a formula is evaluated now).
+    operator double() const { return p_.HasExpression() ? p_.GetValue() : p_.GetStoredValue(); }
+    [[nodiscard]] double GetValue() const { return *this; }
+    [[nodiscard]] bool HasExpression() const { return p_.HasExpression(); }
+    [[nodiscard]] KXString GetExpression() const { return p_.GetExpression(); }
+    [[nodiscard]] KXString GetValueString() const { return p_.GetValueString(); }
+    [[nodiscard]] const double &GetStoredValue() const { return p_.GetStoredValue(); }
+    /// Comparison in form, as kxParameter's.
+    bool operator==(const kxCoordParameter &other) const { return p_ == other.p_; }
+    bool operator!=(const kxCoordParameter &other) const { return !(p_ == other.p_); }
+
+    // -- Writing: kxParameter<double>'s operations, counted --------------------------------------
+    void SetValue(double value) { Write([&] { p_.SetValue(value); }); }
+    bool SetValue(const char *text) { bool ok = false; Write([&] { ok = p_.SetValue(text); }); return ok; }
+    void SetExpression(kxNameSpace *ns, const char *text) { Write([&] { p_.SetExpression(ns, text); }); }
+    void SetValueOrExpression(kxNameSpace *ns, const char *text)
+    {
+        Write([&] { p_.SetValueOrExpression(ns, text); });
+    }
+    void CopyFrom(kxNameSpace *ns, const kxCoordParameter &other) { Write([&] { p_.CopyFrom(ns, other.p_); }); }
+    bool Read(kxNameSpace *ns, KXString &text) { bool ok = false; Write([&] { ok = p_.Read(ns, text); }); return ok; }
+    kxCoordParameter &operator+=(double v) { return Write([&] { p_ += v; }); }
+    kxCoordParameter &operator-=(double v) { return Write([&] { p_ -= v; }); }
+    kxCoordParameter &operator*=(double v) { return Write([&] { p_ *= v; }); }
+    kxCoordParameter &operator/=(double v) { return Write([&] { p_ /= v; }); }
+
+private:
+    template <class F>
+    kxCoordParameter &Write(F f)
+    {
+        f();
+        ++writes_;
+        return *this;
+    }
+
+    kxParameter<double> p_;
+    static unsigned long writes_;
+};
 
 class CMDPoint : public KXObject {
     KX_DECLARE_CLASS(CMDPoint)
@@ -36,8 +98,8 @@ public:
     [[nodiscard]] KXObject *GetParent() const { return parent_; }
     void OnPublish() override;
 
-    kxParameter<double> x;
-    kxParameter<double> y;
+    kxCoordParameter x;
+    kxCoordParameter y;
 
 private:
     KXObject *parent_ = nullptr;   ///< not owned
@@ -46,13 +108,11 @@ private:
 /// A list of CMDPoints (indexed from 1, with List's current position) whose insertions give the
 /// new point the list's parent.
 ///
-/// It is built on List<CMDPoint> privately, so that everything that may change it goes through
-/// the operations below. Each of them - a change of structure, and every non-const access to a
-/// point (operator[], curr_cpt, last_cpt) - advances a modification count (Version()), which lets
-/// a polygon know when its points may have been changed without reading them all. A reference to
-/// a point is for immediate use: writing through one kept across other uses of the list is not
-/// seen as a change. Every List operation is available under the same name; AsList() gives the
-/// list for reading.
+/// It is built on List<CMDPoint> privately, so that everything that changes its structure goes
+/// through the operations below, each of which advances a modification count (Version()).
+/// Writes to the points' coordinates are counted by kxCoordParameter instead, so a reference to
+/// a point may be kept and written through at any time. Every List operation is available under
+/// the same name; AsList() gives the list for reading.
 class CMDPointList : private List<CMDPoint> {
 public:
     CMDPointList() = default;
@@ -70,25 +130,10 @@ public:
     bool move(int to, int from);
     void reverse();
 
-    // Access to the points: the non-const forms count as a change.
-    CMDPoint &operator[](int i)
-    {
-        ++version_;
-        return List<CMDPoint>::operator[](i);
-    }
-    const CMDPoint &operator[](int i) const { return List<CMDPoint>::operator[](i); }
-    CMDPoint &curr_cpt()
-    {
-        ++version_;
-        return List<CMDPoint>::curr_cpt();
-    }
-    const CMDPoint &curr_cpt() const { return List<CMDPoint>::curr_cpt(); }
-    CMDPoint &last_cpt()
-    {
-        ++version_;
-        return List<CMDPoint>::last_cpt();
-    }
-    const CMDPoint &last_cpt() const { return List<CMDPoint>::last_cpt(); }
+    // Access to the points (writes to their coordinates are counted by the coordinates).
+    using List<CMDPoint>::operator[];
+    using List<CMDPoint>::curr_cpt;
+    using List<CMDPoint>::last_cpt;
 
     // Operations that change neither the structure nor the points.
     using List<CMDPoint>::set_idx;

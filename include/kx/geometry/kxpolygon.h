@@ -7,8 +7,9 @@
 // of its outline, so repeated queries cost about the edges near the point's height. The copy is
 // checked at every query: when any point holds a formula every vertex is evaluated and compared
 // (so the shape follows its variables); with plain values only, the vertices are read again
-// after any non-const use of `points` (see CMDPointList). The outline is rebuilt when a vertex
-// has moved.
+// after any change of the list's structure or any write to a coordinate (both are counted, see
+// cmdpoint.h), so every query sees the current values. The outline is rebuilt when a vertex has
+// moved.
 //
 // Choices where the behaviour was open:
 //   - Expand computes every new vertex from the outline as it stood before the call; when a
@@ -81,6 +82,7 @@ private:
     mutable bool indexed_ = false;
     mutable bool indexedFormula_ = false;     ///< some kept point holds a formula
     mutable unsigned long indexedVersion_ = 0;   ///< points.Version() when last read
+    mutable unsigned long indexedWrites_ = 0;    ///< kxCoordParameter::Writes() when last read
     int npoints_ = 0;   ///< published copy of the vertex count
 };
 
