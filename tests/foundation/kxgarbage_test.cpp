@@ -22,6 +22,14 @@ void *Allocate(std::size_t n)
     throw std::bad_alloc();
 }
 
+// Every form of delete ends here, so that the sized and unsized forms free alike.
+void Release(void *p, void **freed, int &n)
+{
+    if (tracking && p && n < 1024)
+        freed[n++] = p;
+    std::free(p);
+}
+
 int Count(void *const *freed, int n, const void *p)
 {
     return static_cast<int>(std::count(freed, freed + n, p));
@@ -30,20 +38,10 @@ int Count(void *const *freed, int n, const void *p)
 
 void *operator new(std::size_t n) { return Allocate(n); }
 void *operator new[](std::size_t n) { return Allocate(n); }
-void operator delete(void *p) noexcept
-{
-    if (tracking && p && singlesFreed < 1024)
-        freedSingles[singlesFreed++] = p;
-    std::free(p);
-}
-void operator delete[](void *p) noexcept
-{
-    if (tracking && p && arraysFreed < 1024)
-        freedArrays[arraysFreed++] = p;
-    std::free(p);
-}
-void operator delete(void *p, std::size_t) noexcept { operator delete(p); }
-void operator delete[](void *p, std::size_t) noexcept { operator delete[](p); }
+void operator delete(void *p) noexcept { Release(p, freedSingles, singlesFreed); }
+void operator delete[](void *p) noexcept { Release(p, freedArrays, arraysFreed); }
+void operator delete(void *p, std::size_t) noexcept { Release(p, freedSingles, singlesFreed); }
+void operator delete[](void *p, std::size_t) noexcept { Release(p, freedArrays, arraysFreed); }
 
 TEST(GarbageCollectorTest, FreesLiveRegistrationsWhenArmed)
 {
