@@ -14,6 +14,15 @@
 
 KX_IMPLEMENT_CLASS(KXRectangle, KXShape)
 
+namespace {
+/// a equal to b within tol: |a - b| < tol (never for tol 0); a negative tol takes the relative
+/// rule.
+bool EqualWithin(double a, double b, double tol)
+{
+    return tol >= 0.0 ? std::fabs(a - b) < tol : DoublesAreEqual(a, b);
+}
+} // namespace
+
 void KXRectangle::CopyFrom(kxNameSpace *ns, const KXRectangle &other)
 {
     if (this == &other)
@@ -91,7 +100,7 @@ bool KXRectangle::Contains(const kxPoint &p, double tol, bool &onBoundary) const
     onBoundary = false;
     const double hw = kxReadParam(width) / 2, hh = kxReadParam(height) / 2;
     const double ax = std::fabs(p.x), ay = std::fabs(p.y);
-    const bool onX = DoublesAreEqual(ax, hw, tol), onY = DoublesAreEqual(ay, hh, tol);
+    const bool onX = EqualWithin(ax, hw, tol), onY = EqualWithin(ay, hh, tol);
     if ((ax > hw && !onX) || (ay > hh && !onY))
         return false;
     onBoundary = onX || onY;

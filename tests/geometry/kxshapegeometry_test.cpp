@@ -64,6 +64,10 @@ TEST_F(ShapeGeometryTest, RectangleContainment)
     EXPECT_TRUE(r.Contains(kxPoint(1, 0.2), -1, onB));
     EXPECT_TRUE(onB);
     EXPECT_FALSE(r.Contains(kxPoint(1 + 1e-9, 0.2), -1, onB));
+    // tol 0: nothing is within it, so an edge point is inside but not on the boundary.
+    EXPECT_TRUE(r.Contains(kxPoint(1, 0.2), 0.0, onB));
+    EXPECT_FALSE(onB);
+    EXPECT_FALSE(r.Contains(kxPoint(1 + 1e-12, 0.2), 0.0, onB));
 }
 
 TEST_F(ShapeGeometryTest, EllipseContainmentAndToleranceRule)
