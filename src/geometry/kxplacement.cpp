@@ -55,10 +55,12 @@ void KXPlacement::CopyFrom(kxNameSpace *ns, const KXPlacement &other)
 void KXPlacement::Refresh() const
 {
     const double v[4] = {kxReadParam(x), kxReadParam(y), kxReadParam(z), kxReadParam(angle)};
-    if (v[0] == cache_[0] && v[1] == cache_[1] && v[2] == cache_[2] && v[3] == cache_[3])
+    if (v[0] == cache_[0] && v[1] == cache_[1] && v[2] == cache_[2] && v[3] == cache_[3] &&
+        (plane != 0) == cachedXY_)
         return;
     for (int i = 0; i < 4; ++i)
         cache_[i] = v[i];
+    cachedXY_ = plane != 0;
     const double h = plane ? v[0] : v[2];
     const double vert = plane ? v[1] : v[0];
     toParent_.Set(v[3], h, vert);

@@ -47,6 +47,10 @@ TEST(KXPlacementTest, PlanesAndMaps)
     xy.x = -1.0;
     EXPECT_EQ(xy.ToAbs(kxPoint(1, 0)), kxPoint(0, 4));
     EXPECT_TRUE(xy.GetToParent().IsTranslation());
+    // ... and of the plane flag: (x, y) = (-1, 4) as z-x offsets (z, x) = (0, -1).
+    xy.plane = 0;
+    EXPECT_EQ(xy.ToAbs(kxPoint(1, 0)), kxPoint(1, -1));
+    EXPECT_EQ(xy.ToObj(kxPoint(1, -1)), kxPoint(1, 0));
 }
 
 TEST(KXPlacementTest, FormulasComparisonAndCopies)

@@ -8,7 +8,8 @@
 // ToAbs maps object -> parent coordinates and ToObj parent -> object. Both read the four
 // parameters at each call and compare them exactly with the values they last used; when any
 // differs, the two matrices are rebuilt (to-parent by kxTransformMatrix::Set, to-object by
-// SetInverse), so a placement follows the variables its formulas use. The cache is refreshed
+// SetInverse), so a placement follows the variables its formulas use. A change of the public
+// plane flag also rebuilds them. The cache is refreshed
 // inside const calls (it is mutable), so a placement is not to be shared between threads.
 //
 // A plain value class: no virtual functions. Copies carry the parameters (formulas stay in the
@@ -64,6 +65,7 @@ private:
     void Refresh() const;
 
     mutable double cache_[4];
+    mutable bool cachedXY_ = true;   ///< the plane the matrices were built for
     mutable kxTransformMatrix toParent_;
     mutable kxTransformMatrix toObject_;
 };
