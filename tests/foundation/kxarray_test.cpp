@@ -97,6 +97,16 @@ TEST(Array1dTest, ExternalStorageIsSharedOnAssignment)
     Array1d<double> constructed(owned);
     EXPECT_EQ(constructed[4], 9);
 
+    // An owned source of the same size is copied into a view's external memory.
+    double target[3] = {0, 0, 0};
+    Array1d<double> intoView;
+    intoView.alloc(0, 2, target);
+    intoView = owned;
+    EXPECT_FALSE(intoView.owned());
+    EXPECT_EQ(intoView.get_lbd(), 2);
+    EXPECT_EQ(target[0], 7);
+    EXPECT_EQ(target[2], 9);
+
     Array1d<double> &alias = copy;
     copy = alias;
     EXPECT_EQ(copy[3], -1);

@@ -5,7 +5,9 @@
 // wraps memory that the caller owns, which the array never frees. Assigning from an array that
 // wraps external memory does not copy: the destination becomes a second view of the same
 // memory with the same bounds (the caller keeps that memory alive for both). Assigning from an
-// owned array copies the elements.
+// owned array copies the elements, taking the source's bounds; storage is reallocated (owned)
+// only when the sizes differ or there is none, so an external view of the same size receives
+// the copy in the caller's memory and stays a view.
 //
 // Re-basing an owned array to a new range of the same size (alloc(10, 19) on an array of 10)
 // keeps the contents and allocates nothing. Fresh storage is not initialised for plain types.
@@ -80,7 +82,12 @@ Array1d<T> &Array1d<T>::operator=(const Array1d &other)
         alloc(other.lbd_, other.ubd_, other.data_);
         return *this;
     }
-    alloc(other.lbd_, other.ubd_);
+    if (data_ && get_dim() == other.get_dim()) {
+        lbd_ = other.lbd_;   // same size: copy into the storage in place, even external
+        ubd_ = other.ubd_;
+    } else {
+        alloc(other.lbd_, other.ubd_);
+    }
     const int n = get_dim();
     for (int k = 0; k < n; ++k)
         data_[k] = other.data_[k];
