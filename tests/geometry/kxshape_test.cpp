@@ -266,7 +266,8 @@ TEST_F(ShapeTest, ContainerOwnsOneShape)
     EXPECT_EQ(Def(*box.GetShape()), "ELLIPSE(1,1)");
     copy = box;
     EXPECT_EQ(Def(*copy.GetShape()), "ELLIPSE(1,1)");
-    copy = copy;
+    const KXShapeContainer &same = copy;
+    copy = same;   // self-assignment keeps the shape
     EXPECT_NE(copy.GetShape(), nullptr);
 
     EXPECT_EQ(box.SetShape(&ns, "NOTASHAPE(1)"), 0);
