@@ -5,6 +5,7 @@
 #include "kx/foundation/kxunits.h"
 
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -108,6 +109,25 @@ void WaitForLine()
 {
     for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) {
     }
+}
+
+// An illegal instruction cannot be resumed: record it in `error` (code 501) and end the process
+// through exitfn with the same text, exit code 1. SA_RESETHAND makes a second fault fatal at once.
+void OnIllegalInstruction(int)
+{
+    static const char text[] = "An illegal instruction has occurrred!\n";
+    error.set("%s", text);
+    error.SetCode(kxErrIllegalInstruction);
+    exitfn(text, 1);
+}
+
+void InstallIllegalInstructionHandler()
+{
+    struct sigaction action = {};
+    action.sa_handler = OnIllegalInstruction;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESETHAND;
+    sigaction(SIGILL, &action, nullptr);
 }
 
 } // namespace
@@ -262,6 +282,7 @@ void InitialiseKXUtils(const char *name, const KXString &versionName, int versio
     errorCaption = appName + " Error";
 
     kxUseAsciiUnitStrings(!kxLocaleIsUtf8());
+    InstallIllegalInstructionHandler();
 }
 
 const char *kxGetAppName()

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -31,7 +32,7 @@ bool Choose(int style, const char *message)
 }
 void ExitToStderr(const char *message, int code)
 {
-    std::fprintf(stderr, "hook %d: %s", code, message);
+    std::fprintf(stderr, "hook %d/%d: %s", code, static_cast<int>(error), message);
     std::fflush(stderr);
     _exit(code + 40);
 }
@@ -341,9 +342,13 @@ TEST_F(KXUtilsDeathTest, FatalFaultsEndTheProcess)
     EXPECT_EXIT((dup2(2, 1), exitfn(3, "three")), ::testing::ExitedWithCode(3), "^three\n$");
     EXPECT_KX_FATAL(kxLibraryError("KXString", "invalid index"), "error in KXString: invalid index");
     EXPECT_KX_FATAL(wlprintf("%s", std::string(4096, 'x').c_str()), "Code error in lprintf()");
+    EXPECT_KX_FATAL(std::raise(SIGILL), "An illegal instruction has occurrred!\n");
 
     InitialiseKXUtils("kxTest", KXString("v"), 1, ExitToStderr, nullptr, nullptr, nullptr, nullptr);
-    EXPECT_EXIT(exitfn(2, "via %s", "hook"), ::testing::ExitedWithCode(42), "^hook 2: via hook$");
+    EXPECT_EXIT(exitfn(2, "via %s", "hook"), ::testing::ExitedWithCode(42), "^hook 2/0: via hook$");
+    // An illegal instruction is recorded as 501 and ends through exitfn.
+    EXPECT_EXIT(std::raise(SIGILL), ::testing::ExitedWithCode(41),
+                "^hook 1/501: An illegal instruction has occurrred!\n$");
     InitialiseKXUtils("kxTest", KXString("v"), 1, ExitReturns, nullptr, nullptr, nullptr, nullptr);
     EXPECT_EXIT(exitfn("m", 6), ::testing::ExitedWithCode(6), "^returned from m$");
 }

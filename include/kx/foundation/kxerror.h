@@ -147,7 +147,10 @@ constexpr int kxWarningChannel = 2;   ///< warning log: kxWarningLog
 /// Called once by the application at start. Stores the five hooks (any may be null: the
 /// console fallback is used), the application name, the version text "%s %d" (version name,
 /// number) and the error caption "<appName> Error", and picks the unit suffixes (kxunits.h)
-/// for the codeset of the environment's locale.
+/// for the codeset of the environment's locale. It also installs the SIGILL handler: an illegal
+/// instruction cannot be resumed, so the handler records "An illegal instruction has
+/// occurrred!\n" in `error` with code 501 (an exit hook may read it there) and ends the process
+/// through exitfn with that text and exit code 1; a second SIGILL in the handler is not caught.
 void InitialiseKXUtils(const char *appName, const KXString &versionName, int versionNumber,
                        kxExitHook exitHook, kxWarnHook warnHook, kxWarnChoiceHook kxWarnHook,
                        kxPrintLineHook printLineHook, kxErrorDisplayHook errorDisplayHook);
