@@ -29,7 +29,8 @@ void kxStreambuf::Open(IntReceiver receiver)
 void kxStreambuf::Close()
 {
     if (saved_) {
-        sync();
+        if (!pending_.empty())
+            sync();
         stream_->rdbuf(saved_);
         saved_ = nullptr;
     }
@@ -54,9 +55,7 @@ std::streamsize kxStreambuf::xsputn(const char *s, std::streamsize n)
 
 int kxStreambuf::sync()
 {
-    if (pending_.empty())
-        return 0;
-    // c_str() supplies the terminating NUL.
+    // Every flush is delivered, an empty one as "". c_str() supplies the terminating NUL.
     if (voidReceiver_)
         voidReceiver_(pending_.c_str());
     else if (intReceiver_)

@@ -38,18 +38,18 @@ TEST(StreambufTest, CapturesUntilFlushAndRestores)
         EXPECT_EQ(received, "[x = 42\n][abc]");
 
         capture.Open(IntReceiver);   // re-opening detaches first
-        stream << "n" << std::flush;
-        EXPECT_EQ(intCalls, 1);
-        EXPECT_EQ(received, "[x = 42\n][abc]{n}");
+        stream << "n" << std::flush << std::flush;   // an empty flush delivers ""
+        EXPECT_EQ(intCalls, 2);
+        EXPECT_EQ(received, "[x = 42\n][abc]{n}{}");
         stream << "pending";
         capture.Close();             // pending text is delivered before detaching
-        EXPECT_EQ(received, "[x = 42\n][abc]{n}{pending}");
+        EXPECT_EQ(received, "[x = 42\n][abc]{n}{}{pending}");
         EXPECT_EQ(out.rdbuf(), own);
         stream << "direct";
 
         capture.Open();              // no receiver: text is dropped
         stream << "dropped" << std::flush;
-        EXPECT_EQ(received, "[x = 42\n][abc]{n}{pending}");
+        EXPECT_EQ(received, "[x = 42\n][abc]{n}{}{pending}");
         stream << std::string(10000, 'z');
     }                                // the destructor closes
     EXPECT_EQ(out.rdbuf(), own);
