@@ -193,7 +193,9 @@ List_element<T> *List<T>::Walk(int i) const
 }
 
 // The element at i (1 <= i <= count_), reached from the nearest of current, head and tail
-// (ties in that order); it becomes current.
+// (ties in that order); it becomes current. The current element is used when it is at least as
+// near as both ends; otherwise the walk starts from the nearer end. Only the number of steps
+// depends on the start: element i and the new current position are the same from any of them.
 template <class T>
 List_element<T> *List<T>::Seek(int i) const
 {
