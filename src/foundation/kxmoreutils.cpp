@@ -713,7 +713,8 @@ TextBlock::Extent TextBlock::ScanExtent(const char *src, uint32_t srcLen, uint32
     return extent;
 }
 
-bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool skipWhitespace)
+bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool skipWhitespace,
+                         FBuff *owner)
 {
     const uint32_t entry = posn;
     auto lineStart = [&](uint32_t p) {
@@ -750,15 +751,24 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
     const uint32_t lastLine = extent.lastLine;
 
     ClearText();
-    if (!Reserve(bytes)) {
+    if (owner && !skipWhitespace) {
+        // The block is an unchanged part of the owner's text: view it instead of copying.
+        owner->ShareText();
+        std::shared_ptr<char> storage = owner->shared_;
+        std::free(text_);   // storage of our own, kept by ClearText for reuse: a view needs none
+        shared_ = std::move(storage);
+        text_ = owner->text_ + head;
+        capacity_ = 0;
+        len_ = uint32_t(bytes);
+        bodyEnd_ = lastLine - head;
+    } else if (!Reserve(bytes)) {
         const uint32_t cut = std::min<uint32_t>(headEnd - head, 40);
         ResetBlock();
         posn = entry;
         error.set("not enough memory to read text block beginning \r\n%.*s...\r\n", int(cut),
                   src + head);
         return false;
-    }
-    if (!skipWhitespace) {
+    } else if (!skipWhitespace) {
         std::memcpy(text_, src + head, bytes);
         len_ = uint32_t(bytes);
         bodyEnd_ = lastLine - head;
@@ -819,6 +829,7 @@ int TextBlock::LoadNested(TextBlock &source, uint32_t &posn)
     std::shared_ptr<const std::vector<Nested>> nestedTable = source.nested_;
     char *const src = source.text_;
     ClearText();
+    std::free(text_);   // storage of our own, kept by ClearText for reuse: a view needs none
     shared_ = std::move(storage);
     text_ = src + (block.begin - base);
     capacity_ = 0;
@@ -866,7 +877,8 @@ bool TextBlock::LoadBlock(FBuff &source)
             return nested == kNestedLoaded;
         }
     }
-    const bool loaded = LoadFrom(source.getText(), source.getLen(), posn, source.SkippingWhitespace());
+    const bool loaded =
+        LoadFrom(source.getText(), source.getLen(), posn, source.SkippingWhitespace(), &source);
     source.setPosn(posn);
     return loaded;
 }
@@ -1083,8 +1095,11 @@ bool TextBlock::IsType(const char *type) const
     if (!type)
         return false;
     // Only the characters a type keeps count: the rest of a longer type is not compared.
-    const std::string significant(type, strnlen(type, sizeof type_ - 1));
-    return SameNoCase(type_, significant.c_str());
+    size_t i = 0;
+    for (; i < sizeof type_ - 1 && type_[i] && type[i]; ++i)
+        if (Lower(type_[i]) != Lower(type[i]))
+            return false;
+    return i == sizeof type_ - 1 || type_[i] == type[i];
 }
 
 bool TextBlock::IsVersion(int major, int minorLow, int minorHigh) const

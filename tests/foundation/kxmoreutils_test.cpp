@@ -479,6 +479,18 @@ TEST_F(BlockTest, HugeLineAndDeepNestingLoad)
     EXPECT_STREQ(child.getType(), "H");
     grandchild.unalloc();
     EXPECT_STREQ(child.getText(), "  begin <H(1.0)>\n  end\n");
+    auto file = std::make_unique<FBuff>();   // a block loaded from a file buffer views it too
+    file->Append("begin <F(1.0)>\nz\nend\nrest\n");
+    file->setPosn(0);
+    ASSERT_TRUE(child.LoadBlock(*file));
+    file->setPosn(0);
+    file->WriteLine("more");
+    EXPECT_STREQ(file->getText(), "begin <F(1.0)>\nz\nend\nrest\nmore\n");
+    file.reset();
+    ASSERT_TRUE(child.StartRead(TBlockSig{"F", 1, 0}));
+    EXPECT_EQ(Str(child.gets()), "z\n");
+    EXPECT_TRUE(child.EOB());
+    EXPECT_STREQ(child.getText(), "begin <F(1.0)>\nz\nend\n");
     FBuff src;
     src.Append(text.c_str());
     src.setPosn(uint32_t(17 * (depth - 1)));

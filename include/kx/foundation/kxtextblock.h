@@ -148,7 +148,10 @@ private:
 
     static Extent ScanExtent(const char *src, uint32_t srcLen, uint32_t head,
                              bool skipWhitespace, std::vector<Nested> &nested);
-    bool LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool skipWhitespace);
+    /// Loads the block at `posn` of `src`; when `owner` (the buffer holding `src`) is given
+    /// and the text needs no change, the block views the owner's text instead of copying it.
+    bool LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool skipWhitespace,
+                  FBuff *owner = nullptr);
     enum { kNestedLoaded, kNestedNone, kNestedUnknown };
     /// Loads the nested block of `source` at `posn` from its recorded place: kNestedLoaded,
     /// kNestedNone when no block starts there, kNestedUnknown when the scan must decide.
