@@ -105,6 +105,7 @@ public:
     /// When the code is non-zero, builds one report ("ERROR %d in unit %s()\n", the message,
     /// the text; code 504 shows "Syntax error - see Message Window" as its message) and shows
     /// it through the error display hook or standard output. clear != 0 then clears the error.
+    /// The exclamation beep belongs to the graphical error display hook; the console is quiet.
     void display(int clear);
 
     /// Appends this error's text to `other` through other.set (the text acts as the format),
