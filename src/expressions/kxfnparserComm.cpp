@@ -13,7 +13,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
+#include <utility>
 #include <type_traits>
 
 using Cx = std::complex<double>;
@@ -558,20 +560,26 @@ KXFuncParserR &kxGetRealParser()
 template <class T>
 class KXExpressionT<T>::Compiler {
 public:
-    explicit Compiler(KXExpressionT &expr) : e_(expr), code_(expr.code_) {}
+    explicit Compiler(KXExpressionT &expr) : e_(expr) {}
 
     bool Run()
     {
         Source src;
-        if (!Open(e_.text_, src))
+        const KXString &text = e_.GetExpression();
+        if (!Open(text, src))
             return false;
-        Parse(src, 0, e_.text_.Length());
+        Parse(src, 0, text.Length());
         if (failed_)
             return false;
         if (stack_ != 1)
             return Fail("parse error\n");
         return true;
     }
+
+    /// The program built by a successful Run (without its end instruction), and the stack it
+    /// needs.
+    std::vector<KXExprInstr<T>> &Program() { return code_; }
+    int MaxStack() const { return maxStack_; }
 
 private:
     struct Source {
@@ -585,9 +593,10 @@ private:
     };
 
     KXExpressionT &e_;
-    std::vector<KXExprInstr<T>> &code_;
+    std::vector<KXExprInstr<T>> code_;
     int depth_ = 0;
     int stack_ = 0;
+    int maxStack_ = 0;
     int barrier_ = 0;        // first instruction that folding may consume (after the last label)
     int visible_ = INT_MAX;  // parameters visible by name (limited inside named sub-formulas)
     bool failed_ = false;
@@ -602,7 +611,7 @@ private:
             text.sprintf(fmt, std::string(name, length).c_str());
         else
             text = fmt;
-        e_.failure_ = text;
+        e_.MakeExtras().failure = text;
         error.Raise(kxErrSyntax, "%s", text.c_str());
         return false;
     }
@@ -649,7 +658,7 @@ private:
         stack_ += pushes - pops;
         if (stack_ > kxExprMaxStack)
             Fail("expression too complicated\n");
-        e_.maxStack_ = std::max(e_.maxStack_, stack_);
+        maxStack_ = std::max(maxStack_, stack_);
         code_.emplace_back();
         code_.back().op = op;
         code_.back().arg = arg;
@@ -665,8 +674,8 @@ private:
         const int size = static_cast<int>(code_.size());
         if (failed_ || int(error) != 0 || !LastAreConstantsBefore(size - 1, n))
             return;
-        if (n + 1 > kLocalStack && static_cast<int>(e_.stackSpace_.size()) < n + 3)
-            e_.stackSpace_.resize(n + 3);
+        if (n + 1 > kLocalStack && static_cast<int>(e_.MakeExtras().stackSpace.size()) < n + 3)
+            e_.extras_->stackSpace.resize(n + 3);
         std::vector<KXExprInstr<T>> slice(code_.begin() + (size - 1 - n), code_.end());
         slice.emplace_back();
         slice.back().op = opEnd;
@@ -1065,23 +1074,25 @@ private:
 
     int FindVisibleParam(const char *name, int length) const
     {
-        const int count = std::min(visible_, static_cast<int>(e_.params_.size()));
-        for (int i = 0; i < count; ++i)
-            if (SameName(e_.params_[i].Name(), name, length))
-                return i;
-        return -1;
+        return e_.FindParamIn(name, length, visible_);
+    }
+
+    // Plain parameters (kept as names only) are scalars without a formula.
+    bool IsVectorParam(int p) const { return e_.names_.Count() == 0 && e_.params_[p].IsVector(); }
+    bool HasFormula(int p) const
+    {
+        return e_.names_.Count() == 0 && e_.params_[p].Expression().Length() > 0;
     }
 
     void ParseName(const char *name, int length)
     {
         const int p = FindVisibleParam(name, length);
         if (p >= 0) {
-            const KXParameterT<T> &param = e_.params_[p];
-            if (param.IsVector()) {
+            if (IsVectorParam(p)) {
                 Fail("parse error\n");
                 return;
             }
-            if (param.Expression().Length() > 0) {
+            if (HasFormula(p)) {
                 ParseNamedFormula(p);
                 return;
             }
@@ -1123,7 +1134,7 @@ private:
                 Fail("undefined variable \"%s\"\n", name, length);
             return;
         }
-        if (!e_.params_[p].IsVector()) {
+        if (!IsVectorParam(p)) {
             Fail("variable \"%s\" is not a vector\n", name, length);
             return;
         }
@@ -1260,8 +1271,9 @@ private:
             if (i > 0 && !(Re((*table)[i]) > Re((*table)[i - 2])))
                 return;
         }
-        const int index = static_cast<int>(e_.linTables_.size());
-        e_.linTables_.push_back(table);
+        std::vector<std::shared_ptr<const std::vector<T>>> &linTables = e_.MakeExtras().linTables;
+        const int index = static_cast<int>(linTables.size());
+        linTables.push_back(table);
         code_.resize(first);
         Emit(opLinInterp, index, 1, 1);
     }
@@ -1286,12 +1298,13 @@ private:
         auto reSpline = std::make_shared<CSpline>();
         if (!reSpline->Set(xs.data(), re.data(), points))
             return;   // the evaluation reports the faulty table
-        const int index = static_cast<int>(e_.tables_.size());
-        e_.tables_.push_back(reSpline);
+        std::vector<std::shared_ptr<const CSpline>> &tables = e_.MakeExtras().tables;
+        const int index = static_cast<int>(tables.size());
+        tables.push_back(reSpline);
         if (!std::is_same<T, double>::value) {
             auto imSpline = std::make_shared<CSpline>();
             (void)imSpline->Set(xs.data(), im.data(), points);
-            e_.tables_.push_back(imSpline);
+            tables.push_back(imSpline);
         }
         code_.resize(first);
         Emit(opSpline, index, 1, 1);
@@ -1360,6 +1373,54 @@ KXExpressionT<T>::KXExpressionT(const KXFuncParserT<T> *parser) : parser_(parser
 {
 }
 
+template <class T>
+KXExpressionT<T>::KXExpressionT(const KXExpressionT &other)
+    : state_(other.state_),
+      valuesChecked_(other.valuesChecked_),
+      usesParams_(other.usesParams_),
+      usesVector_(other.usesVector_),
+      ownsText_(other.text_ != nullptr),
+      maxStack_(other.maxStack_),
+      params_(other.params_),
+      names_(other.names_),
+      parser_(other.parser_),
+      text_(other.text_ ? new KXString(*other.text_) : nullptr),
+      extras_(other.extras_ ? new Extras(*other.extras_) : nullptr)
+{
+    const int length = other.ProgramLength();
+    if (length > 0) {
+        code_.reset(new KXExprInstr<T>[length]);
+        std::copy(other.code_.get(), other.code_.get() + length, code_.get());
+    }
+}
+
+template <class T>
+KXExpressionT<T>::~KXExpressionT()
+{
+    ReleaseText();
+}
+
+template <class T>
+KXExpressionT<T> &KXExpressionT<T>::operator=(const KXExpressionT &other)
+{
+    if (this == &other)
+        return *this;
+    KXExpressionT copy(other);
+    std::swap(state_, copy.state_);
+    std::swap(valuesChecked_, copy.valuesChecked_);
+    std::swap(usesParams_, copy.usesParams_);
+    std::swap(usesVector_, copy.usesVector_);
+    std::swap(ownsText_, copy.ownsText_);
+    std::swap(maxStack_, copy.maxStack_);
+    code_.swap(copy.code_);
+    params_.swap(copy.params_);
+    std::swap(names_, copy.names_);
+    std::swap(parser_, copy.parser_);
+    std::swap(text_, copy.text_);
+    extras_.swap(copy.extras_);
+    return *this;
+}
+
 KXExpressionR::KXExpressionR(const KXFuncParserR *parser)
     : KXExpressionT<double>(parser ? parser : &kxGetRealParser())
 {
@@ -1371,20 +1432,76 @@ KXExpressionC::KXExpressionC(const KXFuncParserC *parser)
 }
 
 template <class T>
+void KXExpressionT<T>::ReleaseText()
+{
+    if (ownsText_)
+        delete text_;
+    text_ = nullptr;
+    ownsText_ = false;
+}
+
+template <class T>
+const KXString &KXExpressionT<T>::GetExpression() const
+{
+    return text_ ? *text_ : KXSubString::EmptyString();
+}
+
+template <class T>
 void KXExpressionT<T>::setExpression(const KXString &text)
 {
-    text_ = text;
+    KXString *copy = new KXString(text);   // before releasing: `text` may be the current one
+    ReleaseText();
+    text_ = copy;
+    ownsText_ = true;
     state_ = NotCompiled;
-    code_.clear();
+    code_.reset();
+}
+
+template <class T>
+void KXExpressionT<T>::BorrowExpression(const KXString &text)
+{
+    if (&text != text_)
+        ReleaseText();
+    text_ = &text;
+    state_ = NotCompiled;
+    code_.reset();
+}
+
+template <class T>
+typename KXExpressionT<T>::Extras &KXExpressionT<T>::MakeExtras()
+{
+    if (!extras_)
+        extras_.reset(new Extras());
+    return *extras_;
+}
+
+template <class T>
+int KXExpressionT<T>::FindParamIn(const char *name, int length, int limit) const
+{
+    if (names_.Count() > 0)
+        return names_.Find(name, length, limit);
+    const int count = std::min(limit, static_cast<int>(params_.size()));
+    for (int i = 0; i < count; ++i)
+        if (SameName(params_[i].name_, name, length))
+            return i;
+    return -1;
 }
 
 template <class T>
 int KXExpressionT<T>::FindParam(const KXString &name) const
 {
-    for (size_t i = 0; i < params_.size(); ++i)
-        if (params_[i].name_ == name)
-            return static_cast<int>(i);
-    return -1;
+    return FindParamIn(name.c_str(), name.Length(), INT_MAX);
+}
+
+template <class T>
+void KXExpressionT<T>::MakeParamRecords()
+{
+    std::vector<KXParameterT<T>> records;
+    records.reserve(names_.Count());
+    for (int i = 0; i < names_.Count(); ++i)
+        records.emplace_back(KXString(names_.Name(i)), KXString());
+    params_.swap(records);
+    names_.Clear();
 }
 
 template <class T>
@@ -1392,15 +1509,27 @@ void KXExpressionT<T>::DeclareParam(const KXString &name, const KXString &expres
                                     int index)
 {
     state_ = NotCompiled;
-    code_.clear();
+    code_.reset();
     const int existing = FindParam(name);
+    // A parameter without formula or flags is kept as its name while all the others are too.
+    const bool plain = expression.Length() == 0 && flags == 0 &&
+                       std::memchr(name.c_str(), '\0', name.Length()) == nullptr;
+    const bool named = params_.empty();
+    if (plain && named && existing >= 0)
+        return;   // declared again as it was
+    const int count = ParamCount();
+    const int at = (index < 0 || index > count) ? count : index;
+    if (plain && named && at == count) {
+        names_.Append(name.c_str(), name.Length());
+        return;
+    }
+    if (names_.Count() > 0)
+        MakeParamRecords();
     if (existing >= 0) {
         params_[existing].expression_ = expression;
         params_[existing].flags_ = flags;
         return;
     }
-    const int count = static_cast<int>(params_.size());
-    const int at = (index < 0 || index > count) ? count : index;
     params_.insert(params_.begin() + at, KXParameterT<T>(name, expression, flags));
 }
 
@@ -1408,45 +1537,66 @@ template <class T>
 void KXExpressionT<T>::ClearParams()
 {
     params_.clear();
+    names_.Clear();
     state_ = NotCompiled;
-    code_.clear();
+    code_.reset();
 }
+
+namespace {
+
+// The parameters an instruction reads (at most two); returns their number.
+template <class T>
+int ParamsReadBy(const KXExprInstr<T> &in, int used[2])
+{
+    int n = 0;
+    if (in.op == opParam || in.op == opVecElem || (in.op >= opAddP && in.op <= opSubMulPK) ||
+        (in.op >= opEqPK && in.op <= opGePK))
+        used[n++] = in.arg;
+    if ((in.op >= opAddPP && in.op <= opPowPP) || in.op == opAddMulPP || in.op == opSubMulPP)
+        used[n++] = in.index2;
+    return n;
+}
+
+} // namespace
 
 template <class T>
 bool KXExpressionT<T>::Compile()
 {
-    code_.clear();
-    tables_.clear();
-    linTables_.clear();
-    usedParams_.clear();
-    stackSpace_.clear();
+    code_.reset();
+    extras_.reset();
     maxStack_ = 0;
-    failure_ = KXString();
+    usesParams_ = usesVector_ = false;
     Compiler compiler(*this);
     if (!compiler.Run()) {
-        code_.clear();
-        tables_.clear();
-        linTables_.clear();
+        if (extras_) {   // keeps the failure text only
+            extras_->tables.clear();
+            extras_->linTables.clear();
+            extras_->stackSpace = std::vector<T>();
+        }
         state_ = Failed;
         return false;
     }
-    std::vector<bool> used(params_.size(), false);
-    auto use = [&](int p) {
-        if (!used[p]) {
-            used[p] = true;
-            usedParams_.push_back(p);
+    std::vector<KXExprInstr<T>> &program = compiler.Program();
+    for (const KXExprInstr<T> &in : program) {
+        int used[2];
+        const int n = ParamsReadBy(in, used);
+        for (int k = 0; k < n; ++k) {
+            usesParams_ = true;
+            if (names_.Count() == 0 && params_[used[k]].IsVector())
+                usesVector_ = true;
         }
-    };
-    for (const KXExprInstr<T> &in : code_) {
-        if (in.op == opParam || in.op == opVecElem || (in.op >= opAddP && in.op <= opSubMulPK) ||
-            (in.op >= opEqPK && in.op <= opGePK))
-            use(in.arg);
-        if ((in.op >= opAddPP && in.op <= opPowPP) || in.op == opAddMulPP || in.op == opSubMulPP)
-            use(in.index2);
     }
-    stackSpace_.resize(maxStack_ > kLocalStack ? maxStack_ + 2 : 0);
-    code_.emplace_back();
-    code_.back().op = opEnd;
+    maxStack_ = static_cast<uint16_t>(compiler.MaxStack());   // within kxExprMaxStack
+    if (maxStack_ > kLocalStack)
+        MakeExtras().stackSpace.resize(maxStack_ + 2);
+    else if (extras_)
+        extras_->stackSpace = std::vector<T>();
+    if (extras_ && extras_->tables.empty() && extras_->linTables.empty() && extras_->stackSpace.empty())
+        extras_.reset();
+    program.emplace_back();
+    program.back().op = opEnd;
+    code_.reset(new KXExprInstr<T>[program.size()]);
+    std::copy(program.begin(), program.end(), code_.get());
     valuesChecked_ = false;
     state_ = Compiled;
     return true;
@@ -1455,20 +1605,48 @@ bool KXExpressionT<T>::Compile()
 template <class T>
 bool KXExpressionT<T>::IsConstant() const
 {
-    return state_ == Compiled && code_.size() == 2 && code_[0].op == opConst;
+    return state_ == Compiled && code_[0].op == opConst && code_[1].op == opEnd;
+}
+
+template <class T>
+int KXExpressionT<T>::ProgramLength() const
+{
+    if (!code_)
+        return 0;
+    int n = 0;
+    while (code_[n].op != opEnd)
+        ++n;
+    return n + 1;
+}
+
+template <class T>
+int KXExpressionT<T>::ProgramSize() const
+{
+    const int length = ProgramLength();
+    return length > 0 ? length - 1 : 0;
 }
 
 // Scalar parameters, once found set, stay set until the next compilation, so they are checked
-// until the first success; vectors may be unbound again and are checked every time.
+// until the first success; vectors may be unbound again and are checked every time. The
+// parameters are checked in the order in which the program first reads them.
 template <class T>
 bool KXExpressionT<T>::CheckUsedValues(bool scalarsGiven) const
 {
-    for (int i : usedParams_) {
-        const KXParameterT<T> &p = params_[i];
-        const bool missing = p.IsVector() ? p.data_ == nullptr : (!scalarsGiven && !p.hasValue_);
-        if (missing) {
-            error.set("undesolved variable \"%s\"\n", p.name_.c_str());
-            return false;
+    const bool records = names_.Count() == 0;
+    for (const KXExprInstr<T> *in = code_.get(); in->op != opEnd; ++in) {
+        int used[2];
+        const int n = ParamsReadBy(*in, used);
+        for (int k = 0; k < n; ++k) {
+            const int i = used[k];
+            bool missing = !scalarsGiven;   // a plain name never has a value of its own
+            if (records) {
+                const KXParameterT<T> &p = params_[i];
+                missing = p.IsVector() ? p.data_ == nullptr : (!scalarsGiven && !p.hasValue_);
+            }
+            if (missing) {
+                error.set("undesolved variable \"%s\"\n", ParamName(i));
+                return false;
+            }
         }
     }
     return true;
@@ -1480,7 +1658,7 @@ bool KXExpressionT<T>::Prepare()
     if (state_ == NotCompiled)
         return Compile();
     if (state_ == Failed) {
-        error.Raise(kxErrSyntax, "%s", failure_.c_str());
+        error.Raise(kxErrSyntax, "%s", extras_ ? extras_->failure.c_str() : "");
         return false;
     }
     return true;
@@ -1492,19 +1670,86 @@ T KXExpressionT<T>::Evaluate()
     if (!valuesChecked_ || state_ != Compiled) {
         if (!Prepare() || !CheckUsedValues(false))
             return T();
-        valuesChecked_ = std::none_of(usedParams_.begin(), usedParams_.end(),
-                                      [this](int i) { return params_[i].IsVector(); });
+        valuesChecked_ = !usesVector_;
     }
-    return Run(code_.data(), maxStack_, OwnValues<T>{params_.data()});
+    return Run(code_.get(), maxStack_, OwnValues<T>{params_.data()});
 }
 
 template <class T>
 T KXExpressionT<T>::Evaluate(const T *values)
 {
-    if (!Prepare() || !CheckUsedValues(true))
-        return T();
-    KX_CHECK_MSG(values || usedParams_.empty(), T(), "no parameter values given");
-    return Run(code_.data(), maxStack_, ArrayValues<T>{values});
+    if (state_ != Compiled || usesVector_) {
+        if (!Prepare() || !CheckUsedValues(true))
+            return T();
+    }
+    KX_CHECK_MSG(values || !usesParams_, T(), "no parameter values given");
+    return Run(code_.get(), maxStack_, ArrayValues<T>{values});
+}
+
+// ---------------------------------------------------------------------------------------------
+// The names of plain parameters.
+
+KXExprNameList::KXExprNameList(const KXExprNameList &other) : size_(other.size_), count_(other.count_)
+{
+    if (size_ == 0)
+        return;
+    chars_ = static_cast<char *>(std::malloc(size_));
+    if (!chars_)
+        throw std::bad_alloc();
+    std::memcpy(chars_, other.chars_, size_);
+}
+
+KXExprNameList &KXExprNameList::operator=(const KXExprNameList &other)
+{
+    if (this != &other) {
+        KXExprNameList copy(other);
+        std::swap(chars_, copy.chars_);
+        std::swap(size_, copy.size_);
+        std::swap(count_, copy.count_);
+    }
+    return *this;
+}
+
+void KXExprNameList::Append(const char *name, int length)
+{
+    const uint32_t size = size_ + static_cast<uint32_t>(length) + 1;
+    char *chars = static_cast<char *>(std::realloc(chars_, size));
+    if (!chars)
+        throw std::bad_alloc();
+    chars_ = chars;
+    std::memcpy(chars_ + size_, name, static_cast<size_t>(length));
+    chars_[size - 1] = '\0';
+    size_ = size;
+    ++count_;
+}
+
+int KXExprNameList::Find(const char *name, int length, int limit) const
+{
+    const char *p = chars_;
+    const int count = std::min(limit, Count());
+    for (int i = 0; i < count; ++i) {
+        const size_t n = std::strlen(p);
+        if (n == static_cast<size_t>(length) && std::memcmp(p, name, n) == 0)
+            return i;
+        p += n + 1;
+    }
+    return -1;
+}
+
+const char *KXExprNameList::Name(int i) const
+{
+    const char *p = chars_;
+    for (; i > 0; --i)
+        p += std::strlen(p) + 1;
+    return p;
+}
+
+void KXExprNameList::Clear()
+{
+    std::free(chars_);
+    chars_ = nullptr;
+    size_ = 0;
+    count_ = 0;
 }
 
 // The evaluator: one pass over the program with a value stack on the machine stack, its top
@@ -1518,7 +1763,7 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int stackSize, const Values 
     // Depth d uses slots 1 .. d, and a call spills one more. Deep programs use the space
     // reserved when they were compiled; slot 0 is never used.
     alignas(T) unsigned char raw[sizeof(T) * (kLocalStack + 2)];
-    T *const stack = stackSize <= kLocalStack ? reinterpret_cast<T *>(raw) : stackSpace_.data();
+    T *const stack = stackSize <= kLocalStack ? reinterpret_cast<T *>(raw) : extras_->stackSpace.data();
     T *sp = stack;
     T top = T();
 #define KX_PUSH(value)        \
@@ -1716,9 +1961,9 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int stackSize, const Values 
         L_opSpline: {
             const double x = Re(top);
             if constexpr (std::is_same<T, double>::value)
-                top = tables_[in->arg]->Evaluate(x);
+                top = extras_->tables[in->arg]->Evaluate(x);
             else
-                top = T(tables_[in->arg]->Evaluate(x), tables_[in->arg + 1]->Evaluate(x));
+                top = T(extras_->tables[in->arg]->Evaluate(x), extras_->tables[in->arg + 1]->Evaluate(x));
             KX_NEXT();
         }
         L_opLinInterpN: {
@@ -1735,7 +1980,7 @@ T KXExpressionT<T>::Run(const KXExprInstr<T> *code, int stackSize, const Values 
         L_opLinInterp: {
             if (HasImag(top))
                 return Fault<T>("cannot pass complex number in this position to function \"lininterp\"\n");
-            const std::vector<T> &table = *linTables_[in->arg];
+            const std::vector<T> &table = *extras_->linTables[in->arg];
             top = LinInterpTable(table.data(), static_cast<int>(table.size()) / 2, Re(top));
             KX_NEXT();
         }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <memory>
 #include <string>
 
 using Cx = std::complex<double>;
@@ -471,6 +472,84 @@ TEST(KXExpressionTest, ParametersAndVectors)
     unbound.Evaluate();
     EXPECT_STREQ(error.chars(), "undesolved variable \"v\"\n");
     error.reset();
+}
+
+// Plain parameters are kept by name until GetParam hands one out; the two forms must agree.
+TEST(KXExpressionTest, ParameterNamesAndRecordsAgree)
+{
+    KXExpressionC e;
+    e.setExpression("a*2 + b - a");
+    for (const char *name : {"b", "a", "b", "", "c"})
+        e.DeclareParam(name, "", 0, -1);
+    ASSERT_EQ(e.ParamCount(), 4);
+    const char *order[] = {"b", "a", "", "c"};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_STREQ(e.ParamName(i), order[i]);
+        EXPECT_EQ(e.FindParam(order[i]), i);
+    }
+    EXPECT_EQ(e.FindParam(KXString("a\0b", 3)), -1);
+    const Cx values[] = {Cx(1, 1), Cx(3, 0), Cx(0, 0), Cx(0, 0)};
+    error.reset();
+    EXPECT_EQ(e.Evaluate(values), Cx(4, 1));
+    EXPECT_EQ(e.Evaluate(), Cx(0, 0));   // the program reads a first
+    EXPECT_STREQ(error.chars(), "undesolved variable \"a\"\n");
+    error.reset();
+    EXPECT_EQ(std::string(e.GetParam(1).Name().c_str()), "a");
+    EXPECT_STREQ(e.ParamName(3), "c");
+    e.GetParam(0).SetValue(Cx(1, 1));
+    e.GetParam(1).SetValue(Cx(3, 0));
+    EXPECT_EQ(e.Evaluate(), Cx(4, 1));
+    EXPECT_EQ(e.Evaluate(values), Cx(4, 1));
+
+    // A formula parameter after plain ones, and a name with a zero byte, keep the order.
+    KXExpressionR f;
+    f.setExpression("d + w");
+    f.DeclareParam("w", "", 0, -1);
+    f.DeclareParam(KXString("w\0x", 3), "", 0, -1);
+    f.DeclareParam("d", "w * 3", 0, -1);
+    ASSERT_EQ(f.ParamCount(), 3);
+    EXPECT_EQ(f.FindParam(KXString("w\0x", 3)), 1);
+    EXPECT_STREQ(f.ParamName(2), "d");
+    const double fv[] = {2.0, 0.0, 0.0};
+    EXPECT_EQ(f.Evaluate(fv), 8.0);
+}
+
+// A lent text is read where it lies; copies of the expression take their own.
+TEST(KXExpressionTest, LentTextAndCopies)
+{
+    auto text = std::make_unique<KXString>("x * 3 + spline(x, 0, 0, 1, 1, 2, 4)");
+    KXExpressionR e;
+    e.BorrowExpression(*text);
+    EXPECT_EQ(&e.GetExpression(), text.get());
+    e.DeclareParam("x", "", 0, -1);
+    const double x[] = {1.0};
+    EXPECT_DOUBLE_EQ(e.Evaluate(x), 4.0);
+    KXExpressionR copy(e);
+    KXExpressionR assigned;
+    assigned = e;
+    *text = "x";   // the owner changes its text and tells the expression
+    e.BorrowExpression(*text);
+    EXPECT_DOUBLE_EQ(e.Evaluate(x), 1.0);
+    text.reset();
+    EXPECT_STREQ(copy.GetExpression().c_str(), "x * 3 + spline(x, 0, 0, 1, 1, 2, 4)");
+    EXPECT_DOUBLE_EQ(copy.Evaluate(x), 4.0);
+    EXPECT_DOUBLE_EQ(assigned.Evaluate(x), 4.0);
+    e.setExpression("x + 1");
+    EXPECT_DOUBLE_EQ(e.Evaluate(x), 2.0);
+
+    // A failed compilation is reported again by a copy.
+    KXExpressionR bad;
+    bad.setExpression("(1");
+    error.reset();
+    EXPECT_FALSE(bad.Compile());
+    error.reset();
+    KXExpressionR badCopy(bad);
+    EXPECT_EQ(badCopy.Evaluate(), 0.0);
+    EXPECT_STREQ(error.chars(), "missing bracket\n");
+    error.reset();
+    KXExpressionR empty;
+    EXPECT_STREQ(empty.GetExpression().c_str(), "");
+    EXPECT_EQ(empty.ProgramSize(), 0);
 }
 
 TEST(KXExpressionTest, CompiledFormIsFoldedAndReused)

@@ -91,8 +91,10 @@
 
 #include "kx/foundation/kxstring.h"
 
+#include <climits>
 #include <complex>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -100,6 +102,7 @@
 constexpr int kxExprMaxCode = 16384;
 constexpr int kxExprMaxStack = 1024;
 constexpr int kxExprMaxDepth = 200;
+static_assert(kxExprMaxStack < 65536, "stack sizes are kept in 16 bits");
 
 // Internal members bound inside the library (no interposition, direct calls).
 #if defined(__GNUC__)
@@ -275,27 +278,78 @@ struct KXExprInstr {
 
 class CSpline;
 
+/// The names of parameters declared plainly (no formula, no flags) and never handed out through
+/// GetParam: one block of zero-terminated names in declaration order, sized exactly (internal to
+/// KXExpressionT, which keeps most formulas' parameters this way).
+class KXExprNameList {
+public:
+    KXExprNameList() = default;
+    KXExprNameList(const KXExprNameList &other);
+    KXExprNameList &operator=(const KXExprNameList &other);
+    ~KXExprNameList() { std::free(chars_); }
+
+    [[nodiscard]] int Count() const { return static_cast<int>(count_); }
+    void Append(const char *name, int length);
+    /// The index of the first of the first `limit` names equal to name[0 .. length), or -1.
+    [[nodiscard]] int Find(const char *name, int length, int limit = INT_MAX) const;
+    /// Name i, 0 <= i < Count(), zero-terminated.
+    [[nodiscard]] const char *Name(int i) const;
+    void Clear();
+
+private:
+    char *chars_ = nullptr;   ///< owned (malloc)
+    uint32_t size_ = 0;       ///< bytes in use, terminators included
+    uint32_t count_ = 0;
+};
+
 /// A formula compiled against a parser. Copies are independent and keep the compiled program.
+///
+/// Memory: a formula whose parameters are all declared plainly keeps them as names only (see
+/// KXExprNameList) until GetParam first hands one out; the program is sized exactly; the
+/// tables of spline and lininterp, the stack of very deep programs and the text of a failed
+/// compilation live in a block made only for the formulas that need one; BorrowExpression lets
+/// an owner that keeps the formula text anyway (a named variable) lend it instead of copying it.
 template <class T>
 class KXExpressionT {
 public:
     explicit KXExpressionT(const KXFuncParserT<T> *parser);
-    KXExpressionT(const KXExpressionT &other) = default;
-    KXExpressionT &operator=(const KXExpressionT &other) = default;
-    virtual ~KXExpressionT() = default;
+    KXExpressionT(const KXExpressionT &other);
+    KXExpressionT &operator=(const KXExpressionT &other);
+    virtual ~KXExpressionT();
 
     /// Sets the formula text; the expression must be compiled again.
     void setExpression(const KXString &text);
-    [[nodiscard]] const KXString &GetExpression() const { return text_; }
+    /// Sets the formula text without copying it: `text` stays the caller's, who keeps it alive
+    /// and unchanged until this expression is destroyed or given another text. A copy of this
+    /// expression takes a copy of the text.
+    void BorrowExpression(const KXString &text);
+    [[nodiscard]] const KXString &GetExpression() const;
 
     /// Declares a name the formula may use (see "Parameters" above).
     void DeclareParam(const KXString &name, const KXString &expression, int flags, int index);
     /// Removes every declared parameter.
     void ClearParams();
-    [[nodiscard]] int ParamCount() const { return static_cast<int>(params_.size()); }
+    [[nodiscard]] int ParamCount() const
+    {
+        return names_.Count() > 0 ? names_.Count() : static_cast<int>(params_.size());
+    }
     /// Parameter i, 0 <= i < ParamCount(), in declaration order.
-    [[nodiscard]] KXParameterT<T> &GetParam(int i) { return params_[i]; }
-    [[nodiscard]] const KXParameterT<T> &GetParam(int i) const { return params_[i]; }
+    [[nodiscard]] KXParameterT<T> &GetParam(int i)
+    {
+        if (names_.Count() > 0)
+            MakeParamRecords();
+        return params_[i];
+    }
+    [[nodiscard]] const KXParameterT<T> &GetParam(int i) const
+    {
+        return const_cast<KXExpressionT *>(this)->GetParam(i);
+    }
+    /// The name of parameter i, 0 <= i < ParamCount() (zero-terminated; valid until the
+    /// parameters are next declared, cleared or handed out through GetParam).
+    [[nodiscard]] const char *ParamName(int i) const
+    {
+        return names_.Count() > 0 ? names_.Name(i) : params_[i].Name().c_str();
+    }
     /// The 0-based index of a declared parameter, or -1.
     [[nodiscard]] int FindParam(const KXString &name) const;
 
@@ -311,31 +365,48 @@ public:
     T Evaluate(const T *values);
 
     /// Number of instructions in the compiled program (0 when not compiled).
-    [[nodiscard]] int ProgramSize() const { return code_.empty() ? 0 : static_cast<int>(code_.size()) - 1; }
+    [[nodiscard]] int ProgramSize() const;
     /// True when the compiled program is a single constant.
     [[nodiscard]] bool IsConstant() const;
 
 private:
-    enum State { NotCompiled, Compiled, Failed };
+    enum State : uint8_t { NotCompiled, Compiled, Failed };
     class Compiler;
+    /// What only some programs need: prepared spline and lininterp tables, a value stack for
+    /// programs too deep for the one on the machine stack, the text of a failed compilation.
+    struct Extras {
+        std::vector<std::shared_ptr<const CSpline>> tables;
+        std::vector<std::shared_ptr<const std::vector<T>>> linTables;
+        std::vector<T> stackSpace;
+        KXString failure;
+    };
     /// Runs a program that ends with its end instruction.
     template <class Values>
     KX_LIBRARY_INTERNAL T Run(const KXExprInstr<T> *code, int stackSize, const Values &values) const;
     [[nodiscard]] KX_LIBRARY_INTERNAL bool Prepare();
     [[nodiscard]] KX_LIBRARY_INTERNAL bool CheckUsedValues(bool scalarsGiven) const;
+    /// Turns the plain names into full parameter records (kept from then on).
+    void MakeParamRecords();
+    Extras &MakeExtras();
+    void ReleaseText();
+    /// Instructions of the compiled program, its end instruction included (0: none).
+    [[nodiscard]] int ProgramLength() const;
+    /// Index of a declared parameter among the first `limit`, or -1.
+    [[nodiscard]] int FindParamIn(const char *name, int length, int limit) const;
 
-    const KXFuncParserT<T> *parser_;
-    KXString text_;
-    std::vector<KXParameterT<T>> params_;
-    std::vector<KXExprInstr<T>> code_;
-    std::vector<int> usedParams_;
-    std::vector<std::shared_ptr<const CSpline>> tables_;     ///< splines of constant tables
-    std::vector<std::shared_ptr<const std::vector<T>>> linTables_;   ///< constant lininterp tables
-    mutable std::vector<T> stackSpace_;   ///< value stack of programs too deep for the local one
-    int maxStack_ = 0;
-    bool valuesChecked_ = false;   ///< every used scalar parameter was found set
-    KXString failure_;                ///< text of a failed compilation
+    // The fields an evaluation reads come first.
     State state_ = NotCompiled;
+    bool valuesChecked_ = false;   ///< every used scalar parameter was found set
+    bool usesParams_ = false;      ///< the program reads a parameter
+    bool usesVector_ = false;      ///< the program reads a vector parameter
+    bool ownsText_ = false;        ///< text_ was made by setExpression (else lent or null)
+    uint16_t maxStack_ = 0;        ///< stack slots the program needs (at most kxExprMaxStack)
+    std::unique_ptr<KXExprInstr<T>[]> code_;   ///< ends with the end instruction; null: none
+    std::vector<KXParameterT<T>> params_;   ///< full records (empty while names_ holds them)
+    KXExprNameList names_;                   ///< plain parameters by name only
+    const KXFuncParserT<T> *parser_;
+    const KXString *text_ = nullptr;         ///< the formula text; null: empty
+    std::unique_ptr<Extras> extras_;
 };
 
 /// A real formula (weight functions and other formulas real by nature).
