@@ -24,39 +24,39 @@ struct kxNamedVariable::Reference {
 };
 
 /// The references of a formula, one per declared parameter, in declaration order, and the value
-/// last seen for each; allocated as one block: a 16-byte header, the references, then the values
-/// (16-byte aligned).
+/// last seen for each, in one block: the references, then the values. The block is the owner's
+/// inlineReferences_ when it fits there, else allocated; the owner keeps the count and which of
+/// the two it is.
 struct kxNamedVariable::References {
-    int count;
-    bool onHeap;   ///< false: the block is the owner's inlineReferences_
+    static size_t BlockSize(int n) { return n * (sizeof(Reference) + sizeof(std::complex<double>)); }
 
-    static constexpr size_t kHeader = 16;
-    static size_t ValuesOffset(int n) { return kHeader + ((n * sizeof(Reference) + 15) & ~size_t{15}); }
-    static size_t BlockSize(int n) { return ValuesOffset(n) + n * sizeof(std::complex<double>); }
-
-    Reference *Items() { return reinterpret_cast<Reference *>(reinterpret_cast<char *>(this) + kHeader); }
-    std::complex<double> *Values()
+    static std::complex<double> *Values(const kxNamedVariable &owner)
     {
-        return reinterpret_cast<std::complex<double> *>(reinterpret_cast<char *>(this) + ValuesOffset(count));
+        return reinterpret_cast<std::complex<double> *>(owner.references_ + owner.referenceCount_);
     }
 
-    static References *Make(const std::vector<Reference> &items, kxNamedVariable &owner)
+    static void Make(const std::vector<Reference> &items, kxNamedVariable &owner)
     {
         const int n = static_cast<int>(items.size());
         const bool fits = BlockSize(n) <= sizeof(owner.inlineReferences_);
         void *block = fits ? owner.inlineReferences_ : ::operator new(BlockSize(n));
-        References *refs = new (block) References;
-        refs->count = n;
-        refs->onHeap = !fits;
-        std::memcpy(refs->Items(), items.data(), items.size() * sizeof(Reference));
+        Reference *refs = static_cast<Reference *>(block);
         for (int k = 0; k < n; ++k)
-            new (refs->Values() + k) std::complex<double>(0.0, 0.0);
-        return refs;
+            new (refs + k) Reference(items[k]);
+        owner.references_ = refs;
+        owner.referenceCount_ = n;
+        owner.referencesOnHeap_ = !fits;
+        std::complex<double> *values = Values(owner);
+        for (int k = 0; k < n; ++k)
+            new (values + k) std::complex<double>(0.0, 0.0);
     }
-    static void Free(References *refs)
+    static void Free(kxNamedVariable &owner)
     {
-        if (refs && refs->onHeap)
-            ::operator delete(refs);
+        if (owner.referencesOnHeap_)
+            ::operator delete(owner.references_);
+        owner.references_ = nullptr;
+        owner.referenceCount_ = 0;
+        owner.referencesOnHeap_ = false;
     }
 };
 
@@ -95,8 +95,7 @@ void kxNamedVariable::DiscardCompiled()
 {
     delete compiled_;
     compiled_ = nullptr;
-    References::Free(references_);
-    references_ = nullptr;
+    References::Free(*this);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -235,7 +234,7 @@ private:
     static std::vector<Frame> &Stack();
     static int ReferenceCount(const kxNamedVariable &variable)
     {
-        return variable.references_ ? variable.references_->count : 0;
+        return variable.referenceCount_;
     }
     static void Begin(kxNamedVariable &variable);
     static void Rebuild(kxNamedVariable &variable);
@@ -315,8 +314,8 @@ void kxVariableEvaluator::Begin(kxNamedVariable &variable)
     } else if (variable.references_ && variable.refGeneration_ == kxNameSpace::Generation()) {
         // The referenced variables are about to be read one after the other: ask for all of
         // them at once, so that their cache misses overlap.
-        const kxNamedVariable::Reference *items = variable.references_->Items();
-        for (int k = 0; k < variable.references_->count; ++k)
+        const kxNamedVariable::Reference *items = variable.references_;
+        for (int k = 0; k < variable.referenceCount_; ++k)
             if (items[k].target)
                 __builtin_prefetch(items[k].target);
     }
@@ -364,16 +363,16 @@ void kxVariableEvaluator::Rebuild(kxNamedVariable &variable)
         references.push_back(reference);
     }
     if (!references.empty())
-        variable.references_ = kxNamedVariable::References::Make(references, variable);
+        kxNamedVariable::References::Make(references, variable);
     variable.refGeneration_ = kxNameSpace::Generation();
-    compiled.setExpression(variable.expression_);
+    compiled.BorrowExpression(variable.expression_);   // the variable keeps the text alive
 }
 
 // The variable that reference k leads to, looked up again when the one it led to is gone or
 // was renamed since this variable's value was computed; null when the name is not defined.
 kxNamedVariable *kxVariableEvaluator::Resolve(kxNamedVariable &variable, int k)
 {
-    kxNamedVariable::Reference &reference = variable.references_->Items()[k];
+    kxNamedVariable::Reference &reference = variable.references_[k];
     kxNameSpace *ns = variable.ns_;
     if (!ns)
         return nullptr;
@@ -384,7 +383,7 @@ kxNamedVariable *kxVariableEvaluator::Resolve(kxNamedVariable &variable, int k)
     }
     if (target && target->nameStamp_ <= variable.valueStamp_)
         return target;
-    const KXString &declared = variable.compiled_->GetParam(k).Name();
+    const char *declared = variable.compiled_->ParamName(k);
     if (target && target->name_ == declared)
         return target;
     if (!ns->LocateVariable(declared, reference.levels, reference.index)) {
@@ -399,7 +398,7 @@ kxNamedVariable *kxVariableEvaluator::Resolve(kxNamedVariable &variable, int k)
 
 void kxVariableEvaluator::Deliver(Frame &frame, const std::complex<double> &value)
 {
-    std::complex<double> &seen = frame.variable->references_->Values()[frame.next];
+    std::complex<double> &seen = kxNamedVariable::References::Values(*frame.variable)[frame.next];
     if (frame.rebuilt || seen != value) {
         seen = value;
         frame.marked = true;
@@ -410,7 +409,7 @@ void kxVariableEvaluator::Deliver(Frame &frame, const std::complex<double> &valu
 void kxVariableEvaluator::Evaluate(kxNamedVariable &variable)
 {
     if (variable.references_)
-        variable.value_ = variable.compiled_->Evaluate(variable.references_->Values());
+        variable.value_ = variable.compiled_->Evaluate(kxNamedVariable::References::Values(variable));
     else
         variable.value_ = variable.compiled_->Evaluate();
     if (!error)
@@ -460,10 +459,10 @@ void kxVariableEvaluator::WarnUndefined(kxNamedVariable &variable)
     int undefined = 0;
     std::string names;
     for (int k = 0; k < count; ++k) {
-        if (variable.references_->Items()[k].index >= 0)
+        if (variable.references_[k].index >= 0)
             continue;
         names += undefined == 0 ? " " : ", ";
-        names += variable.compiled_->GetParam(k).Name().c_str();
+        names += variable.compiled_->ParamName(k);
         ++undefined;
     }
     if (undefined == 0)

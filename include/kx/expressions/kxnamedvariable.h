@@ -22,7 +22,7 @@
 //     with the value last seen for each name. The comparison that decides whether to evaluate
 //     reads that block, and the formula is evaluated with it as its parameter values, so a
 //     variable whose inputs did not change never touches its compiled form. For up to three
-//     names the block lives inside the variable itself (112 bytes), so re-checking a formula
+//     names the block lives inside the variable itself (96 bytes), so re-checking a formula
 //     touches no further memory; longer formulas allocate it.
 //   - A formula that names no variable is evaluated after every recompilation.
 //   - GetValueString writes the (evaluated) value with kxNumberToString: a real number when the
@@ -137,19 +137,21 @@ private:
     int nameStamp_ = 0;
     int expressionStamp_ = 0;
     int index_ = -1;
+    unsigned refGeneration_ = 0;               ///< kxNameSpace::Generation() when references were resolved
     bool isValue_ = true;
     bool busy_ = false;
     bool preloaded_ = false;
     bool temporary_ = false;
     bool property_ = true;
-    unsigned refGeneration_ = 0;               ///< kxNameSpace::Generation() when references were resolved
-    References *references_ = nullptr;         ///< owned, one entry per declared name
+    bool referencesOnHeap_ = false;            ///< references_ was allocated (else inlineReferences_)
+    int referenceCount_ = 0;                   ///< one per declared name
+    Reference *references_ = nullptr;          ///< the references, then the values last seen
     KXExpressionC *compiled_ = nullptr;        ///< owned, built lazily
     KXString name_;
     KXString expression_;
     /// Room for the references of a formula naming up to three variables, kept beside the
     /// fields above so that re-checking them costs no further cache miss.
-    alignas(16) unsigned char inlineReferences_[112];
+    alignas(8) unsigned char inlineReferences_[96];
 };
 
 #endif
