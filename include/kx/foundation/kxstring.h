@@ -75,34 +75,36 @@ struct KXStrRep {
 /// The shared empty representation (length 0, capacity 0). Never written, never freed.
 extern KXStrRep kxEmptyStrRep;
 
-/// Index of the first differing byte of the n bytes at a and b (n when there is none).
-/// Compares sixteen bytes at a time (SSE2), then eight.
-[[nodiscard]] inline int kxFirstDifference(const char *a, const char *b, int n) noexcept
+/// Index of the first of the n bytes at a and b where they differ or a holds a zero byte (n
+/// when there is none). Scans sixteen bytes at a time (SSE2), then eight.
+[[nodiscard]] inline int kxFirstStop(const char *a, const char *b, int n) noexcept
 {
     int i = 0;
 #if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128();
     for (; i + 16 <= n; i += 16) {
         const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + i));
         const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b + i));
-        const unsigned same = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, y)));
-        if (same != 0xFFFFu)
-            return i + __builtin_ctz(~same);
+        const unsigned go = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, y))) &
+                            ~static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, zero)));
+        if (go != 0xFFFFu)
+            return i + __builtin_ctz(~go);
     }
 #endif
+#if !(defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__)
     for (; i + 8 <= n; i += 8) {
         uint64_t x, y;
         std::memcpy(&x, a + i, 8);
         std::memcpy(&y, b + i, 8);
-        if (x != y) {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-            return i + (__builtin_clzll(x ^ y) >> 3);
-#else
-            return i + (__builtin_ctzll(x ^ y) >> 3);
-#endif
-        }
+        // The lowest flagged byte of `zeros` is the first zero byte of x (borrows only run upward).
+        const uint64_t zeros = (x - 0x0101010101010101ull) & ~x & 0x8080808080808080ull;
+        const uint64_t stop = (x ^ y) | zeros;
+        if (stop != 0)
+            return i + (__builtin_ctzll(stop) >> 3);
     }
+#endif
     for (; i < n; ++i)
-        if (a[i] != b[i])
+        if (a[i] != b[i] || a[i] == '\0')
             return i;
     return n;
 }
@@ -112,9 +114,7 @@ extern KXStrRep kxEmptyStrRep;
 /// first difference as a signed 8-bit value (0 when equal); its sign orders them.
 [[nodiscard]] inline int kxCompareBytes(const char *a, int la, const char *b, int lb) noexcept
 {
-    const int d = kxFirstDifference(a, b, la < lb ? la : lb);
-    if (d > 0 && std::memchr(a, 0, static_cast<size_t>(d)))
-        return 0;   // both texts ended at the same zero byte ahead of the difference
+    const int d = kxFirstStop(a, b, la < lb ? la : lb);
     const unsigned char x = d < la ? static_cast<unsigned char>(a[d]) : 0;
     const unsigned char y = d < lb ? static_cast<unsigned char>(b[d]) : 0;
     return static_cast<signed char>(static_cast<unsigned char>(x - y));
@@ -449,11 +449,12 @@ private:
 inline KXString &KXString::operator+=(const KXSubString &view) { return Append(view.Data(), view.Length()); }
 
 // -- comparison -------------------------------------------------------------------------------
+/// Equality as zero-terminated texts (see kxCompareBytes).
 inline bool kxEqualBytes(const char *a, int la, const char *b, int lb) noexcept
 {
     if (la == lb && std::memcmp(a, b, static_cast<size_t>(la)) == 0)
         return true;
-    return kxCompareBytes(a, la, b, lb) == 0;   // equal up to a zero byte
+    return kxCompareBytes(a, la, b, lb) == 0;   // still equal when a zero byte ends both early
 }
 
 #define KX_STRING_COMPARISONS(LeftType, RightType, LEFT, RIGHT)                                     \
