@@ -314,10 +314,13 @@ void kxVariableEvaluator::Begin(kxNamedVariable &variable)
     } else if (variable.references_ && variable.refGeneration_ == kxNameSpace::Generation()) {
         // The referenced variables are about to be read one after the other: ask for all of
         // them at once, so that their cache misses overlap.
+        // The compiled form is asked for too, for the evaluation that follows when a value
+        // changed.
         const kxNamedVariable::Reference *items = variable.references_;
         for (int k = 0; k < variable.referenceCount_; ++k)
             if (items[k].target)
                 __builtin_prefetch(items[k].target);
+        __builtin_prefetch(variable.compiled_);
     }
     Stack().push_back(frame);
 }
