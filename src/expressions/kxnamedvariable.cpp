@@ -64,7 +64,8 @@ struct kxNamedVariable::References {
 // Construction
 
 kxNamedVariable::kxNamedVariable(kxNameSpace *ns, int flags, int index)
-    : ns_(ns), property_((flags & NotProperty) == 0), expression_("0")
+    : ns_(kxNameSpace::IsActual(ns) ? ns : nullptr), property_((flags & NotProperty) == 0),
+      expression_("0")
 {
     const int now = PseudoTime();
     nameStamp_ = expressionStamp_ = valueStamp_ = now;

@@ -58,6 +58,12 @@ TEST(KXNamedVariableTest, ConstructionFlagsAndSetters)
     EXPECT_EQ(temporary.GetIndex(), 7);
     EXPECT_EQ(hidden.GetIndex(), 1);        // entered, but silent (see the namespace events)
     EXPECT_EQ(ns.GetVariableCount(), 2);
+    for (kxNameSpace *handle : {kxNoNameSpace(), kxOwnNameSpace()}) {   // reserved: no namespace
+        kxNamedVariable loose(handle);
+        loose.SetExpression("2*3");
+        EXPECT_EQ(loose.GetNameSpace(), nullptr);
+        EXPECT_EQ(loose.GetValue(), cx(6, 0));
+    }
 
     kxNamedVariable &v = listed;
     EXPECT_TRUE(v.SetValue(" ( 1.5 , -2 ) "));

@@ -25,6 +25,12 @@
 //     names the block lives inside the variable itself (96 bytes), so re-checking a formula
 //     touches no further memory; longer formulas allocate it.
 //   - A formula that names no variable is evaluated after every recompilation.
+//   - A name that is no longer found gives 0 like any other referenced value: when that differs
+//     from the value seen before, the formula is evaluated again (a removed or renamed variable
+//     never leaves a stale result behind).
+//   - A user error already pending in the global error record before a formula is evaluated is
+//     kept: only a fault of this evaluation becomes the "could not be evaluated" warning and is
+//     reset; the pending error is put back afterwards.
 //   - GetValueString writes the (evaluated) value with kxNumberToString: a real number when the
 //     imaginary part is zero, else the complex pair "(%.8g, %.8g)".
 //   - AppendCheckSum adds the name, the kind, and the formula text (for an expression) and the
@@ -57,7 +63,8 @@ public:
 
     /// Makes a variable holding the value 0 (formula text "0", empty name) in `ns`. Without
     /// NotListed or Temporary it is appended to the namespace, which then owns it; otherwise the
-    /// caller owns it.
+    /// caller owns it. The reserved handles kxNoNameSpace() and kxOwnNameSpace() (a variable
+    /// has no object to ask) give a variable without a namespace.
     explicit kxNamedVariable(kxNameSpace *ns, int flags = 0, int index = -1);
     /// A listed variable leaves an empty slot in its namespace.
     ~kxNamedVariable();

@@ -16,6 +16,8 @@
 //     new anonymous variable of the same namespace as the source's variable.
 //   - Moving steals the owned variable.
 //   - A formula is turned into a number by every arithmetic update (+=, -=, *=, /=), on purpose.
+//     For int the result is computed in 64 bits and clamped to +-2147483647 (the range of
+//     kxComplexToNumber), and an integer division by zero gives 0.
 //   - The reserved namespace handles 1 and 2 (kxNoNameSpace(), kxOwnNameSpace() of
 //     kxobject.h) are treated like null by CopyFrom (the copy is frozen) and by
 //     SetExpression, Read and SetValueOrExpression (formula input is ignored).
