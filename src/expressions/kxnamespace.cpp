@@ -61,6 +61,8 @@ int kxNameSpace::ChangedEventID()
 
 void kxNameSpace::setParent(kxNameSpace *parent)
 {
+    if (!IsActual(parent))
+        parent = nullptr;   // the reserved handles stand for no namespace
     if (parent == parent_)
         return;
     for (const kxNameSpace *ns = parent; ns; ns = ns->parent_)

@@ -89,6 +89,12 @@ TEST(KXNameSpaceTest, ChildFormulasFollowAncestors)
     delete parent;                          // the child becomes a root
     EXPECT_EQ(orphan.getParent(), nullptr);
     EXPECT_EQ(orphan.FindVariable("a"), -1);
+    for (kxNameSpace *handle : {kxNoNameSpace(), kxOwnNameSpace()}) {   // reserved: no parent
+        kxNameSpace root(handle);
+        EXPECT_EQ(root.getParent(), nullptr);
+        orphan.setParent(handle);
+        EXPECT_EQ(orphan.getParent(), nullptr);
+    }
 }
 
 TEST(KXNameSpaceTest, EventsAndPseudoTime)

@@ -67,7 +67,7 @@ public:
     [[nodiscard]] int GetPseudoTime() const { return pseudoTime_; }
 
     [[nodiscard]] kxNameSpace *getParent() const { return parent_; }
-    /// Re-parents the namespace (null: a root); moves the pseudo-time.
+    /// Re-parents the namespace (null or a reserved handle: a root); moves the pseudo-time.
     void setParent(kxNameSpace *parent);
 
     /// The code of the first variable named exactly `name` (see the top of this file), -1 when
