@@ -986,10 +986,26 @@ private:
                 ParseSign(src, rb, re);
             }
             --depth_;
-            EmitBinary(opPow);
+            EmitPower();
             return;
         }
         ParsePrimary(src, b, e);
+    }
+
+    // "**" runs whatever routine is registered under that name (the built-in power inline).
+    void EmitPower()
+    {
+        const KXFuncDataEltT<T> *f = e_.parser_->FindFunction("**", 2);
+        if (!f || f->inlineOp == opPow) {
+            EmitBinary(opPow);
+            return;
+        }
+        if (f->nargs != 2 && f->nargs != -1) {
+            Fail("wrong number of arguments in function \"%s\"\n", "**", 2);
+            return;
+        }
+        Emit(opCall, 2, 2, 1).routine = f->routine;
+        FoldTail(2);
     }
 
     // ---- primaries -------------------------------------------------------------------------

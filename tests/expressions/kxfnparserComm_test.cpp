@@ -143,6 +143,21 @@ TEST(KXFuncParserTest, RegisterFunctionAndConstant)
     s.GetParam(0).SetValue(-4.0);
     EXPECT_DOUBLE_EQ(s.Evaluate(), -3.0);
 
+    // "**" is a registered name like any other: replacing it changes the operator too.
+    auto sum = [](const ParListR &a) { return a[0] + a[1]; };
+    EXPECT_TRUE(p.RegisterFunction(sum, "**", 2));
+    KXExpressionR pw(&p);
+    pw.setExpression("x**3 + 2**3 + pow(2, 3)");
+    pw.DeclareParam("x", "", 0, -1);
+    pw.GetParam(0).SetValue(2.0);
+    EXPECT_DOUBLE_EQ(pw.Evaluate(), 5.0 + 5.0 + 8.0);
+    EXPECT_TRUE(p.RegisterFunction(twice, "**", 1));
+    error.reset();
+    KXExpressionR bad(&p);
+    bad.setExpression("2**3");
+    EXPECT_FALSE(bad.Compile());
+    EXPECT_STREQ(error.chars(), "wrong number of arguments in function \"**\"\n");
+
     error.reset();
     KXExpressionR w(&p);
     w.setExpression("twice(1, 2)");
