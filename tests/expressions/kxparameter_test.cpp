@@ -36,7 +36,7 @@ TEST(KXParameterTest, ValueOrFormula)
 
     p.SetExpression(&ns, "");
     EXPECT_TRUE(p.IsUndefined());
-    EXPECT_EQ(p.GetValueString(), "");
+    EXPECT_TRUE(p.GetValueString().Empty());
     p = 1.5;
     EXPECT_FALSE(p.IsUndefined());
     EXPECT_EQ(p.GetValueString(), "1.5");
