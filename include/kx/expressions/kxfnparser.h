@@ -35,8 +35,12 @@
 //   - In the complex variant max, min, comparisons, if conditions, sign and the positions of
 //     spline and lininterp use real parts; max, min and lininterp reject a non-zero imaginary
 //     part where it must be real, spline ignores it. sqrt, ln, log10, asin and acos follow the
-//     principal complex branch, so only ln(0) and log10(0) are domain errors there. A power
+//     principal complex branch, so only ln(0) and log10(0) are domain errors there; a negative
+//     base with a non-integer power likewise gives the principal complex value. A power
 //     whose operands are both real stays real when the result is (so (-2)**2 is exactly 4).
+//   - "**" and pow run the routines registered under those names: re-registering either
+//     replaces the operator as well.
+//   - A power of zero with a negative exponent is not a fault: it gives infinity.
 //   - if evaluates only the branch it takes; a condition holds when its value is non-zero, a
 //     NaN condition is the "conditional operator evaluation error".
 //   - Registered functions are taken to be pure: a call whose arguments use no parameter is
