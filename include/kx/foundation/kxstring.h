@@ -114,9 +114,11 @@ extern KXStrRep kxEmptyStrRep;
 /// first difference as a signed 8-bit value (0 when equal); its sign orders them.
 [[nodiscard]] inline int kxCompareBytes(const char *a, int la, const char *b, int lb) noexcept
 {
-    const int d = kxFirstStop(a, b, la < lb ? la : lb);
-    const unsigned char x = d < la ? static_cast<unsigned char>(a[d]) : 0;
-    const unsigned char y = d < lb ? static_cast<unsigned char>(b[d]) : 0;
+    // Unsigned positions: d is never negative, and saying so keeps the optimiser from warning
+    // about reads before a literal "" when lb is 0.
+    const unsigned d = static_cast<unsigned>(kxFirstStop(a, b, la < lb ? la : lb));
+    const unsigned char x = d < static_cast<unsigned>(la) ? static_cast<unsigned char>(a[d]) : 0;
+    const unsigned char y = d < static_cast<unsigned>(lb) ? static_cast<unsigned char>(b[d]) : 0;
     return static_cast<signed char>(static_cast<unsigned char>(x - y));
 }
 
