@@ -76,34 +76,52 @@ struct KXStrRep {
 extern KXStrRep kxEmptyStrRep;
 
 /// Index of the first of the n bytes at a and b where they differ or a holds a zero byte (n
-/// when there is none). Scans sixteen bytes at a time (SSE2), then eight.
+/// when there is none). Scans sixteen bytes at a time (SSE2), then eight, and takes the last
+/// part of the range as one more overlapping piece instead of byte by byte: the bytes it reads
+/// again are already known to match and be non-zero, so they cannot be the stop.
 [[nodiscard]] inline int kxFirstStop(const char *a, const char *b, int n) noexcept
 {
-    int i = 0;
 #if defined(__SSE2__)
-    const __m128i zero = _mm_setzero_si128();
-    for (; i + 16 <= n; i += 16) {
-        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + i));
-        const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b + i));
-        const unsigned go = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, y))) &
-                            ~static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, zero)));
-        if (go != 0xFFFFu)
-            return i + __builtin_ctz(~go);
+    if (n >= 16) {
+        const __m128i zero = _mm_setzero_si128();
+        auto stopMask = [&](int at) {
+            const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + at));
+            const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b + at));
+            return ~(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, y))) &
+                     ~static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, zero)))) &
+                   0xFFFFu;
+        };
+        int i = 0;
+        for (; i + 16 <= n; i += 16)
+            if (const unsigned stop = stopMask(i))
+                return i + __builtin_ctz(stop);
+        if (i == n)
+            return n;
+        const unsigned stop = stopMask(n - 16);
+        return stop ? n - 16 + __builtin_ctz(stop) : n;
     }
 #endif
 #if !(defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__)
-    for (; i + 8 <= n; i += 8) {
-        uint64_t x, y;
-        std::memcpy(&x, a + i, 8);
-        std::memcpy(&y, b + i, 8);
+    if (n >= 8) {
         // The lowest flagged byte of `zeros` is the first zero byte of x (borrows only run upward).
-        const uint64_t zeros = (x - 0x0101010101010101ull) & ~x & 0x8080808080808080ull;
-        const uint64_t stop = (x ^ y) | zeros;
-        if (stop != 0)
-            return i + (__builtin_ctzll(stop) >> 3);
+        auto stopBits = [&](int at) {
+            uint64_t x, y;
+            std::memcpy(&x, a + at, 8);
+            std::memcpy(&y, b + at, 8);
+            const uint64_t zeros = (x - 0x0101010101010101ull) & ~x & 0x8080808080808080ull;
+            return (x ^ y) | zeros;
+        };
+        int i = 0;
+        for (; i + 8 <= n; i += 8)
+            if (const uint64_t stop = stopBits(i))
+                return i + (__builtin_ctzll(stop) >> 3);
+        if (i == n)
+            return n;
+        const uint64_t stop = stopBits(n - 8);
+        return stop ? n - 8 + (__builtin_ctzll(stop) >> 3) : n;
     }
 #endif
-    for (; i < n; ++i)
+    for (int i = 0; i < n; ++i)
         if (a[i] != b[i] || a[i] == '\0')
             return i;
     return n;
@@ -454,9 +472,7 @@ inline KXString &KXString::operator+=(const KXSubString &view) { return Append(v
 /// Equality as zero-terminated texts (see kxCompareBytes).
 inline bool kxEqualBytes(const char *a, int la, const char *b, int lb) noexcept
 {
-    if (la == lb && std::memcmp(a, b, static_cast<size_t>(la)) == 0)
-        return true;
-    return kxCompareBytes(a, la, b, lb) == 0;   // still equal when a zero byte ends both early
+    return kxCompareBytes(a, la, b, lb) == 0;
 }
 
 #define KX_STRING_COMPARISONS(LeftType, RightType, LEFT, RIGHT)                                     \
