@@ -6,6 +6,7 @@
 
 #include "kx/foundation/kxtextblock.h"
 
+#include "foundation/kxformat.h"
 #include "foundation/kxsavefile.h"
 #include "kx/foundation/kxerror.h"
 
@@ -112,24 +113,6 @@ bool ScanInt(const char *&p, const char *e, int32_t &value)
     const unsigned long bits = negative ? 0UL - magnitude : magnitude;
     value = static_cast<int32_t>(static_cast<uint32_t>(bits));
     return true;
-}
-
-/// Formats into a std::string.
-std::string FormatV(const char *fmt, va_list args)
-{
-    char small[1024];
-    va_list copy;
-    va_copy(copy, args);
-    const int n = std::vsnprintf(small, sizeof small, fmt, copy);
-    va_end(copy);
-    if (n < 0)
-        return std::string();
-    if (size_t(n) < sizeof small)
-        return std::string(small, size_t(n));
-    std::string big(size_t(n) + 1, '\0');
-    std::vsnprintf(&big[0], big.size(), fmt, args);
-    big.resize(size_t(n));
-    return big;
 }
 
 void AppendHeaderLine(std::string &out, const TBlockSig &sig, const char *name)
@@ -452,7 +435,7 @@ int FBuff::writeline(const char *fmt, ...)
 {
     va_list args;
     va_start(args, fmt);
-    const std::string line = FormatV(fmt, args);
+    const std::string line = kxFormatV(fmt, args);
     va_end(args);
     WriteLine(line.c_str());
     return int(line.size());

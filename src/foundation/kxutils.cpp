@@ -3,6 +3,7 @@
 #include "kx/foundation/kxerror.h"
 #include "kx/foundation/kxstring.h"
 #include "kx/foundation/kxunits.h"
+#include "foundation/kxformat.h"
 
 #include <clocale>
 #include <csignal>
@@ -37,28 +38,6 @@ std::string versionText;
 std::string errorCaption;
 
 constexpr int kLinePrintLimit = 4096;
-
-// vsnprintf into a std::string of whatever length the text needs.
-std::string FormatV(const char *fmt, va_list args)
-{
-    va_list again;
-    va_copy(again, args);
-    char small[512];
-    const int n = std::vsnprintf(small, sizeof small, fmt, args);
-    std::string out;
-    if (n < 0) {
-        va_end(again);
-        return out;
-    }
-    if (n < static_cast<int>(sizeof small)) {
-        out.assign(small, n);
-    } else {
-        out.resize(n);
-        std::vsnprintf(&out[0], n + 1, fmt, again);
-    }
-    va_end(again);
-    return out;
-}
 
 // Sends text piece by piece, each piece ending after a newline, to the print-line hook on
 // `channel`, or to `fallback` when no hook is installed.
@@ -131,6 +110,23 @@ void InstallIllegalInstructionHandler()
 }
 
 } // namespace
+
+std::string kxFormatV(const char *fmt, va_list args)
+{
+    char small[1024];
+    va_list copy;
+    va_copy(copy, args);
+    const int n = std::vsnprintf(small, sizeof small, fmt, copy);
+    va_end(copy);
+    if (n < 0)
+        return std::string();
+    if (size_t(n) < sizeof small)
+        return std::string(small, size_t(n));
+    std::string big(size_t(n) + 1, '\0');
+    std::vsnprintf(&big[0], big.size(), fmt, args);
+    big.resize(size_t(n));
+    return big;
+}
 
 // ---------------------------------------------------------------------------------------------
 // Error
@@ -336,7 +332,7 @@ void exitfn(int code, const char *fmt, ...)
 {
     va_list args;
     va_start(args, fmt);
-    const std::string message = FormatV(fmt, args);
+    const std::string message = kxFormatV(fmt, args);
     va_end(args);
     exitfn(message.c_str(), code);
 }
@@ -350,7 +346,7 @@ void warnfn(const char *fmt, ...)
 {
     va_list args;
     va_start(args, fmt);
-    const std::string message = FormatV(fmt, args);
+    const std::string message = kxFormatV(fmt, args);
     va_end(args);
     if (hooks.warn) {
         hooks.warn(message.c_str());
@@ -368,7 +364,7 @@ bool kxWarnChoice(int style, const char *fmt, ...)
 {
     va_list args;
     va_start(args, fmt);
-    const std::string message = FormatV(fmt, args);
+    const std::string message = kxFormatV(fmt, args);
     va_end(args);
     if (hooks.warnChoice)
         return hooks.warnChoice(style, message.c_str());
@@ -403,7 +399,7 @@ void kxWarningLog(const char *fmt, ...)
 {
     va_list args;
     va_start(args, fmt);
-    const std::string text = FormatV(fmt, args);
+    const std::string text = kxFormatV(fmt, args);
     va_end(args);
     if (!text.empty())
         SendLines(kxWarningChannel, text.c_str(), text.size(), stderr);
