@@ -27,6 +27,10 @@ bool SetNumber(KXObject &, void *member, int, const char *text)
 template <class T>
 KXString NumberText(const KXObject &, const void *member, int) { return numtoA(As<T>(member)); }
 
+// bool and int are appended as they are, char and short promote to int, float to double.
+template <class T>
+void AppendValue(const void *member, int, CheckSum &sum) { sum.Append(As<T>(member)); }
+
 std::size_t CharArrayLength(const void *member, int extent)
 {
     return extent > 0 ? strnlen(static_cast<const char *>(member), std::size_t(extent)) : 0;
@@ -36,7 +40,7 @@ std::size_t CharArrayLength(const void *member, int extent)
 
 const kxPublishedKind kxPublishedBool = {
     "bool",
-    [](const void *m, int, CheckSum &sum) { sum.Append(As<bool>(m)); },
+    &AppendValue<bool>,
     [](const KXObject &, const void *m, int) { return KXString(As<bool>(m) ? "1" : "0"); },
     [](KXObject &, void *m, int, const char *text) {
         if (std::strcmp(text, "true") == 0 || std::strcmp(text, "false") == 0) {
@@ -52,7 +56,7 @@ const kxPublishedKind kxPublishedBool = {
 
 const kxPublishedKind kxPublishedChar = {
     "char",
-    [](const void *m, int, CheckSum &sum) { sum.Append(int(As<char>(m))); },
+    &AppendValue<char>,
     [](const KXObject &, const void *m, int) { return KXString(&As<char>(m), As<char>(m) ? 1 : 0); },
     [](KXObject &, void *m, int, const char *text) {
         if (std::strlen(text) != 1)
@@ -63,7 +67,7 @@ const kxPublishedKind kxPublishedChar = {
 
 const kxPublishedKind kxPublishedShort = {
     "short",
-    [](const void *m, int, CheckSum &sum) { sum.Append(int(As<short>(m))); },
+    &AppendValue<short>,
     [](const KXObject &, const void *m, int) { return numtoA(int(As<short>(m))); },
     [](KXObject &, void *m, int, const char *text) {
         int value = 0;
@@ -75,22 +79,22 @@ const kxPublishedKind kxPublishedShort = {
 
 const kxPublishedKind kxPublishedInt = {
     "int",
-    [](const void *m, int, CheckSum &sum) { sum.Append(As<int>(m)); },
+    &AppendValue<int>,
     &NumberText<int>, &SetNumber<int>};
 
 const kxPublishedKind kxPublishedFloat = {
     "float",
-    [](const void *m, int, CheckSum &sum) { sum.Append(double(As<float>(m))); },
+    &AppendValue<float>,
     &NumberText<float>, &SetNumber<float>};
 
 const kxPublishedKind kxPublishedDouble = {
     "double",
-    [](const void *m, int, CheckSum &sum) { sum.Append(As<double>(m)); },
+    &AppendValue<double>,
     &NumberText<double>, &SetNumber<double>};
 
 const kxPublishedKind kxPublishedComplex = {
     "complex",
-    [](const void *m, int, CheckSum &sum) { sum.Append(As<std::complex<double>>(m)); },
+    &AppendValue<std::complex<double>>,
     &NumberText<std::complex<double>>, &SetNumber<std::complex<double>>};
 
 const kxPublishedKind kxPublishedCharArray = {
