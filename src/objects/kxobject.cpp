@@ -25,13 +25,18 @@ void ReportClassFault(const KXObject &object, const char *what)
     KX_CODE_ERROR(text);
 }
 
+// Class name `own` is the `length` characters at `name`.
+bool IsNamed(const char *own, const char *name, std::size_t length)
+{
+    return std::strlen(own) == length && std::memcmp(own, name, length) == 0;
+}
+
 // Class `info` or one of its bases is named by the `length` characters at `name`.
 bool IsKindOfName(const kxClassInfo *info, const char *name, std::size_t length)
 {
     if (!info)
         return false;
-    const char *own = info->GetClassName();
-    if (std::strlen(own) == length && std::memcmp(own, name, length) == 0)
+    if (IsNamed(info->GetClassName(), name, length))
         return true;
     return IsKindOfName(info->GetBaseClass1(), name, length) ||
            IsKindOfName(info->GetBaseClass2(), name, length);
@@ -203,9 +208,7 @@ bool KXObject::MatchesTarget(const char *target) const
             const char *close = name;
             while (close < itemEnd && *close != ')')
                 ++close;
-            const char *own = getClassName();
-            matches = std::strlen(own) == std::size_t(close - name) &&
-                      std::memcmp(own, name, std::size_t(close - name)) == 0;
+            matches = IsNamed(getClassName(), name, std::size_t(close - name));
         } else {
             matches = IsKindOfName(getClassInfo(), p, length);
         }
