@@ -146,11 +146,7 @@ void kxEventSource::AddEntry(kxEventListener &listener, int eventId, int cookie)
 {
     if (!list_)
         list_ = new kxListenerList;
-    kxEventNode *entry = new kxEventNode;
-    entry->source = this;
-    entry->listener = &listener;
-    entry->eventId = eventId;
-    entry->cookie = cookie;
+    kxEventNode *entry = new kxEventNode{this, &listener, eventId, cookie, false, nullptr};
     (list_->tail ? list_->tail->next : list_->head) = entry;
     list_->tail = entry;
 }
@@ -201,13 +197,7 @@ kxEventListener::~kxEventListener()
 void kxEventListener::ListenTo(kxEventSource &source, int eventId, int cookie)
 {
     source.AddEntry(*this, eventId, cookie);
-    kxEventNode *node = new kxEventNode;
-    node->source = &source;
-    node->listener = this;
-    node->eventId = eventId;
-    node->cookie = cookie;
-    node->next = sources_;
-    sources_ = node;
+    sources_ = new kxEventNode{&source, this, eventId, cookie, false, sources_};
 }
 
 void kxEventListener::RemoveSource(kxEventSource &source)
