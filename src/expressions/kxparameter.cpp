@@ -20,8 +20,10 @@ bool IsNumberRunCharacter(char c)
 /// Removes leading blanks from `text` in place.
 void StripLeadingBlanks(KXString &text)
 {
-    if (!text.Empty() && text[0] == ' ')
-        text = KXString(text.Strip(KXString::leading, ' '));
+    int blanks = 0;
+    while (blanks < text.Length() && text[blanks] == ' ')
+        ++blanks;
+    text.Del(0, blanks);
 }
 
 /// Cuts the leading run of number characters off `text` and returns it.
@@ -31,7 +33,7 @@ KXString TakeNumberRun(KXString &text)
     while (end < text.Length() && IsNumberRunCharacter(text[end]))
         ++end;
     KXString run(text.c_str(), end);
-    text = KXString(text.c_str() + end, text.Length() - end);
+    text.Del(0, end);
     return run;
 }
 
@@ -328,12 +330,12 @@ bool kxParameter<T>::Read(kxNameSpace *ns, KXString &text)
         return false;
 
     if (text[0] == '"') {
-        text = KXString(text.c_str() + 1, text.Length() - 1);
+        text.Del(0, 1);
         const int close = text.Index('"');
         if (close < 0)
             return false;
         const KXString formula(text.c_str(), close);
-        text = KXString(text.c_str() + close + 1, text.Length() - close - 1);
+        text.Del(0, close + 1);
         if (kxNameSpace::IsActual(ns))
             AssignExpression(ns, formula);
         return true;
@@ -346,7 +348,7 @@ bool kxParameter<T>::Read(kxNameSpace *ns, KXString &text)
         const KXString pair(text.c_str(), close + 1);
         if (!SetValue(pair))
             return false;
-        text = KXString(text.c_str() + close + 1, text.Length() - close - 1);
+        text.Del(0, close + 1);
         return true;
     }
 
