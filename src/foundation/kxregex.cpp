@@ -11,13 +11,7 @@ pcre2_match_data *Data(void *p) { return static_cast<pcre2_match_data *>(p); }
 
 KXRegex::KXRegex(const char *text, bool ignoreCase) { Compile(text, ignoreCase); }
 
-KXRegex::KXRegex(const KXRegex &other)
-{
-    if (other.IsValid())
-        Compile(other.pattern, other.caseless);
-    else
-        *this = other;
-}
+KXRegex::KXRegex(const KXRegex &other) { *this = other; }
 
 KXRegex &KXRegex::operator=(const KXRegex &other)
 {
