@@ -240,15 +240,24 @@ bool FBuff::Reserve(size_t needed)
     return true;
 }
 
-bool FBuff::AppendRaw(const char *bytes, size_t n)
+char *FBuff::Extend(size_t n)
 {
     if (!Reserve(len_ + n)) {
         KX_CODE_ERROR("FBuff: not enough memory to append text");
-        return false;
+        return nullptr;
     }
-    std::memcpy(text_ + len_, bytes, n);
+    char *at = text_ + len_;
     len_ += uint32_t(n);
     text_[len_] = '\0';
+    return at;
+}
+
+bool FBuff::AppendRaw(const char *bytes, size_t n)
+{
+    char *at = Extend(n);
+    if (!at)
+        return false;
+    std::memcpy(at, bytes, n);
     return true;
 }
 
@@ -256,13 +265,10 @@ bool FBuff::AppendIndent()
 {
     if (indent_ <= 0)
         return true;
-    if (!Reserve(len_ + size_t(indent_))) {
-        KX_CODE_ERROR("FBuff: not enough memory to append text");
+    char *at = Extend(size_t(indent_));
+    if (!at)
         return false;
-    }
-    std::memset(text_ + len_, ' ', size_t(indent_));
-    len_ += uint32_t(indent_);
-    text_[len_] = '\0';
+    std::memset(at, ' ', size_t(indent_));
     return true;
 }
 

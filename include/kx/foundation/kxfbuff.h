@@ -128,6 +128,9 @@ protected:
     [[nodiscard]] bool Unshare(size_t needed) const;
     /// Makes room for `needed` bytes of text plus the terminator; false when out of memory.
     [[nodiscard]] bool Reserve(size_t needed);
+    /// Lengthens the text by `n` bytes (terminated after them) and returns where they start,
+    /// for the caller to fill; null, reported as an internal fault, when out of memory.
+    [[nodiscard]] char *Extend(size_t n);
     /// Appends raw bytes (no indent); false when out of memory.
     bool AppendRaw(const char *bytes, size_t n);
     /// Appends the indent as blanks; false when out of memory.
