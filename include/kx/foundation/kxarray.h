@@ -19,6 +19,7 @@
 
 #include "kx/foundation/kxerror.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <type_traits>
 
@@ -88,9 +89,7 @@ Array1d<T> &Array1d<T>::operator=(const Array1d &other)
     } else {
         alloc(other.lbd_, other.ubd_);
     }
-    const int n = get_dim();
-    for (int k = 0; k < n; ++k)
-        data_[k] = other.data_[k];
+    std::copy_n(other.data_, get_dim(), data_);
     return *this;
 }
 
@@ -229,9 +228,7 @@ Array2d<T> &Array2d<T>::operator=(const Array2d &other)
         return *this;
     }
     alloc(other.rlbd_, other.rubd_, other.clbd_, other.cubd_);
-    const long long n = static_cast<long long>(get_rows()) * get_cols();
-    for (long long k = 0; k < n; ++k)
-        data_[k] = other.data_[k];
+    std::copy_n(other.data_, static_cast<long long>(get_rows()) * get_cols(), data_);
     return *this;
 }
 
