@@ -123,19 +123,8 @@ int kxNameSpace::FindLocal(const char *name) const
         }
         return -1;
     }
-    if (nameIndex_.empty())
-        return -1;
-    const size_t mask = nameIndex_.size() - 1;
-    for (size_t h = Hash(name) & mask;; h = (h + 1) & mask) {
-        const int slot = nameIndex_[h];
-        if (slot == kEmptyEntry)
-            return -1;
-        if (slot == kDeletedEntry)
-            continue;
-        const auto *variable = static_cast<const kxNamedVariable *>(variables_[slot]);
-        if (variable && variable->name_ == name)
-            return slot;
-    }
+    const long entry = IndexProbe(name);
+    return entry < 0 ? -1 : nameIndex_[static_cast<size_t>(entry)];
 }
 
 bool kxNameSpace::LocateVariable(const char *name, int &levels, int &index) const
@@ -230,23 +219,28 @@ void kxNameSpace::IndexInsert(const char *name, int slot)
     nameIndex_[h] = slot;
 }
 
-void kxNameSpace::IndexErase(const char *name)
+long kxNameSpace::IndexProbe(const char *name) const
 {
     if (nameIndex_.empty())
-        return;
+        return -1;
     const size_t mask = nameIndex_.size() - 1;
     for (size_t h = Hash(name) & mask;; h = (h + 1) & mask) {
         const int slot = nameIndex_[h];
         if (slot == kEmptyEntry)
-            return;
+            return -1;
         if (slot == kDeletedEntry)
             continue;
         const auto *variable = static_cast<const kxNamedVariable *>(variables_[slot]);
-        if (variable && variable->name_ == name) {
-            nameIndex_[h] = kDeletedEntry;
-            return;
-        }
+        if (variable && variable->name_ == name)
+            return static_cast<long>(h);
     }
+}
+
+void kxNameSpace::IndexErase(const char *name)
+{
+    const long entry = IndexProbe(name);
+    if (entry >= 0)
+        nameIndex_[static_cast<size_t>(entry)] = kDeletedEntry;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -142,6 +142,8 @@ private:
     // of two kept at least twice the number of entries, so that name lookup and the uniqueness
     // test stay cheap in namespaces of many thousands of variables.
     static unsigned Hash(const char *name);
+    /// The index entry that holds the slot of the variable named `name` (not empty), or -1.
+    [[nodiscard]] long IndexProbe(const char *name) const;
     void IndexInsert(const char *name, int slot);
     void IndexErase(const char *name);
     void IndexRehash(size_t capacity);
