@@ -12,24 +12,12 @@ namespace {
 
 constexpr double kIntLimit = 2147483647.0;
 
-KXString Formatted(const char *fmt, double a)
+/// `fmt` applied to `args` (a float goes through the variable arguments as a double).
+template <class... Args>
+KXString Formatted(const char *fmt, Args... args)
 {
     KXString s;
-    s.sprintf(fmt, a);
-    return s;
-}
-
-KXString Formatted(const char *fmt, double a, double b)
-{
-    KXString s;
-    s.sprintf(fmt, a, b);
-    return s;
-}
-
-KXString FormattedInt(const char *fmt, int value)
-{
-    KXString s;
-    s.sprintf(fmt, value);
+    s.sprintf(fmt, args...);
     return s;
 }
 
@@ -151,16 +139,16 @@ bool SplitComplex(const char *text, KXString &re, KXString &im)
 
 // -- number to text ---------------------------------------------------------------------------
 
-KXString numtoA(int value) { return FormattedInt("%d", value); }
+KXString numtoA(int value) { return Formatted("%d", value); }
 KXString numtoA(float value) { return Formatted("%g", value); }
 KXString numtoA(double value) { return Formatted("%.16lg", value); }
 KXString numtoA(const std::complex<double> &value) { return Formatted("(%.16lg,%.16lg)", value.real(), value.imag()); }
-KXString hexnumtoA(int value) { return FormattedInt("%x", value); }
-KXString kxNumberToString(int value) { return FormattedInt("%d", value); }
+KXString hexnumtoA(int value) { return Formatted("%x", value); }
+KXString kxNumberToString(int value) { return Formatted("%d", value); }
 KXString kxNumberToString(float value) { return Formatted("%.8g", value); }
 KXString kxNumberToString(double value) { return Formatted("%.8g", value); }
 KXString kxNumberToString(const std::complex<double> &value) { return Formatted("(%.8g, %.8g)", value.real(), value.imag()); }
-KXString kxWriteNumber(int value) { return FormattedInt("%d", value); }
+KXString kxWriteNumber(int value) { return Formatted("%d", value); }
 KXString kxWriteNumber(float value) { return Formatted("%lf", value); }
 KXString kxWriteNumber(double value) { return Formatted("%lf", value); }
 KXString kxWriteNumber(const std::complex<double> &value) { return Formatted("(%lf, %lf)", value.real(), value.imag()); }
