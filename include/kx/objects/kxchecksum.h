@@ -213,61 +213,51 @@ inline void KXObject::PublishObj(const char *name, KXObject *child, const char *
     PublishObjOther(name, child, help, flags);
 }
 
-inline void KXObject::PublishVar(const char *name, bool &var, const char *help, int flags)
+// char and short are appended as int, float as double (the promotions of CheckSum::Append).
+template <class T>
+inline void KXObject::PublishNumber(const char *name, T &var, const char *help, int flags,
+                                    const kxPublishedKind &kind)
 {
     if (CheckSum *sum = CheckSumSink(flags))
         sum->Append(var);
     else
-        PublishValue(name, help, flags, kxPublishedBool, &var, 0);
+        PublishValue(name, help, flags, kind, &var, 0);
+}
+
+inline void KXObject::PublishVar(const char *name, bool &var, const char *help, int flags)
+{
+    PublishNumber(name, var, help, flags, kxPublishedBool);
 }
 
 inline void KXObject::PublishVar(const char *name, char &var, const char *help, int flags)
 {
-    if (CheckSum *sum = CheckSumSink(flags))
-        sum->Append(int(var));
-    else
-        PublishValue(name, help, flags, kxPublishedChar, &var, 0);
+    PublishNumber(name, var, help, flags, kxPublishedChar);
 }
 
 inline void KXObject::PublishVar(const char *name, short &var, const char *help, int flags)
 {
-    if (CheckSum *sum = CheckSumSink(flags))
-        sum->Append(int(var));
-    else
-        PublishValue(name, help, flags, kxPublishedShort, &var, 0);
+    PublishNumber(name, var, help, flags, kxPublishedShort);
 }
 
 inline void KXObject::PublishVar(const char *name, int &var, const char *help, int flags)
 {
-    if (CheckSum *sum = CheckSumSink(flags))
-        sum->Append(var);
-    else
-        PublishValue(name, help, flags, kxPublishedInt, &var, 0);
+    PublishNumber(name, var, help, flags, kxPublishedInt);
 }
 
 inline void KXObject::PublishVar(const char *name, float &var, const char *help, int flags)
 {
-    if (CheckSum *sum = CheckSumSink(flags))
-        sum->Append(double(var));
-    else
-        PublishValue(name, help, flags, kxPublishedFloat, &var, 0);
+    PublishNumber(name, var, help, flags, kxPublishedFloat);
 }
 
 inline void KXObject::PublishVar(const char *name, double &var, const char *help, int flags)
 {
-    if (CheckSum *sum = CheckSumSink(flags))
-        sum->Append(var);
-    else
-        PublishValue(name, help, flags, kxPublishedDouble, &var, 0);
+    PublishNumber(name, var, help, flags, kxPublishedDouble);
 }
 
 inline void KXObject::PublishVar(const char *name, std::complex<double> &var, const char *help,
                                  int flags)
 {
-    if (CheckSum *sum = CheckSumSink(flags))
-        sum->Append(var);
-    else
-        PublishValue(name, help, flags, kxPublishedComplex, &var, 0);
+    PublishNumber(name, var, help, flags, kxPublishedComplex);
 }
 
 inline void KXObject::PublishVar(const char *name, char *buffer, int length, const char *help,

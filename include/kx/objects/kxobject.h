@@ -299,6 +299,11 @@ private:
     /// Marks the checksum computation running on this object as cyclic and reports it.
     void ReportCheckSumCycle();
     void sendMessage1(int mode, const char *target, KXMessage &message);
+    /// The built-in number overloads of PublishVar: appended to the checksum inline, else
+    /// published through `kind`. Defined in kxchecksum.h.
+    template <class T>
+    void PublishNumber(const char *name, T &var, const char *help, int flags,
+                       const kxPublishedKind &kind);
     /// The checksum to append to, when a checksum is being computed and `flags` allow it.
     CheckSum *CheckSumSink(int flags) const
     {
