@@ -33,15 +33,20 @@ kxNameSpace::~kxNameSpace()
     for (kxNameSpace *child : children)
         child->setParent(nullptr);
     setParent(nullptr);
+    EraseVariables();
+    NextGeneration();
+}
+
+void kxNameSpace::EraseVariables()
+{
     for (int i = 0; i < variables_.Size(); ++i) {
         auto *variable = static_cast<kxNamedVariable *>(variables_[i]);
         if (!variable)
             continue;
-        variable->index_ = -1;
+        variable->index_ = -1;   // already leaving: no slot to empty
         delete variable;
     }
     variables_.Clear();
-    NextGeneration();
 }
 
 int kxNameSpace::WillChangeEventID()
@@ -291,14 +296,7 @@ void kxNameSpace::PrepareToLoad()
 void kxNameSpace::unalloc()
 {
     RaiseEvent(WillChangeEventID(), this, nullptr);
-    for (int i = 0; i < variables_.Size(); ++i) {
-        auto *variable = static_cast<kxNamedVariable *>(variables_[i]);
-        if (!variable)
-            continue;
-        variable->index_ = -1;   // already leaving: no slot to empty
-        delete variable;
-    }
-    variables_.Clear();
+    EraseVariables();
     nameIndex_.clear();
     nameIndexUsed_ = 0;
     NextGeneration();

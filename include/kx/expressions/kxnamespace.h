@@ -137,6 +137,8 @@ private:
     void UnlinkVariable(int index);
     /// Moves the pseudo-time of this namespace and of every descendant.
     void Advance();
+    /// Deletes every variable without emptying slots one by one, then clears the array.
+    void EraseVariables();
 
     // Name index: open addressing over slot numbers (empty: -1, deleted: -2), capacity a power
     // of two kept at least twice the number of entries, so that name lookup and the uniqueness
