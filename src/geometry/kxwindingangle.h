@@ -4,6 +4,7 @@
 #ifndef KX_GEOMETRY_KXWINDINGANGLE_H
 #define KX_GEOMETRY_KXWINDINGANGLE_H
 
+#include "kx/foundation/kxmath.h"
 #include "kx/geometry/kxgeomtypes.h"
 
 #include <cmath>
@@ -11,9 +12,11 @@
 namespace kxwinding {
 
 constexpr double kPi = 3.141592653589793;
-constexpr double kZero = 1.7e-306;
-
-inline bool ZeroWithin(double v, double tol) { return std::fabs(v) < (tol < 0.0 ? kZero : tol); }
+/// Zero within tol; a negative tol takes the library-wide zero test.
+inline bool ZeroWithin(double v, double tol)
+{
+    return tol < 0.0 ? DoubleIsZero(v) : std::fabs(v) < tol;
+}
 
 /// The exact rule: a vertex hit is inside; else |sum of angles| > pi.
 template <class VertexAt>
