@@ -45,6 +45,18 @@ double Fold(double x, double half)
     return r;
 }
 
+/// Orders one pair of bounds of the box with corners p and q, for both point types.
+template <class Point>
+void SortBoxCorners(Point &p, Point &q, bool byY)
+{
+    if (byY) {
+        if (p.y > q.y)
+            std::swap(p.y, q.y);
+    } else if (p.x > q.x) {
+        std::swap(p.x, q.x);
+    }
+}
+
 double Reduce360(double a)
 {
     double r = std::fmod(a, 360.0);
@@ -491,15 +503,7 @@ bool kxIsLineInRect(const kxRect &rect, double x1, double y1, double x2, double 
 // ---------------------------------------------------------------------------------------------
 // Ordering.
 
-void kxSortPoints(kxPoint &p, kxPoint &q, bool byY)
-{
-    if (byY) {
-        if (p.y > q.y)
-            std::swap(p.y, q.y);
-    } else if (p.x > q.x) {
-        std::swap(p.x, q.x);
-    }
-}
+void kxSortPoints(kxPoint &p, kxPoint &q, bool byY) { SortBoxCorners(p, q, byY); }
 
 // ---------------------------------------------------------------------------------------------
 // Polygons.
@@ -940,12 +944,4 @@ bool kxIsLineInRect(const kxIntRect &rect, int x1, int y1, int x2, int y2)
     return kxLimitLineToRect(rect, x1, y1, x2, y2);
 }
 
-void kxSortPoints(kxIntPoint &p, kxIntPoint &q, bool byY)
-{
-    if (byY) {
-        if (p.y > q.y)
-            std::swap(p.y, q.y);
-    } else if (p.x > q.x) {
-        std::swap(p.x, q.x);
-    }
-}
+void kxSortPoints(kxIntPoint &p, kxIntPoint &q, bool byY) { SortBoxCorners(p, q, byY); }
