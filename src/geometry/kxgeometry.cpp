@@ -12,8 +12,7 @@
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-constexpr double kDegPerRad = 180.0 / kPi;
+constexpr double kDegPerRad = 180.0 / kxPi;
 /// Slack, relative to the size of the figures, used where a negative tolerance asks for the
 /// relative rule in a test of distances.
 constexpr double kRelativeSlack = 1e-12;
@@ -351,7 +350,7 @@ double kxGetMeanDegrees(double a, double b)
     return mean < 0.0 ? mean + 360.0 : mean;
 }
 
-double kxLimitAngle(double angle) { return Fold(angle, kPi); }
+double kxLimitAngle(double angle) { return Fold(angle, kxPi); }
 double kxLimitAngleDegrees(double angle) { return Fold(angle, 180.0); }
 
 double kxGetAngleDifferenceRadians(double a, double b)
@@ -371,13 +370,13 @@ double kxGetEllipseCircumference(double a, double b)
 {
     if (a < 0.0 || b < 0.0)
         return 0.0;
-    return kPi * (3.0 * (a + b) - std::sqrt((3.0 * b + a) * (3.0 * a + b)));
+    return kxPi * (3.0 * (a + b) - std::sqrt((3.0 * b + a) * (3.0 * a + b)));
 }
 
 double kxGetArcApproximationAngle(double r)
 {
     if (!(r > 0.0) || !std::isfinite(r))
-        return kPi / 2.0;
+        return kxPi / 2.0;
     return std::sqrt(1.0 / r);
 }
 

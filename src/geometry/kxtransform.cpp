@@ -12,11 +12,10 @@
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
 constexpr double kSnap = 1e-15;
 
-double Radians(double degrees) { return degrees * kPi / 180.0; }
-double Degrees(double radians) { return radians * 180.0 / kPi; }
+double Radians(double degrees) { return degrees * kxPi / 180.0; }
+double Degrees(double radians) { return radians * 180.0 / kxPi; }
 
 } // namespace
 

@@ -2,6 +2,7 @@
 #include "kx/geometry/kxweightfunc.h"
 
 #include "kx/foundation/kxerror.h"
+#include "kx/foundation/kxmath.h"
 #include "kx/foundation/kxtextblock.h"
 #include "kx/objects/kxmessage.h"
 
@@ -19,7 +20,6 @@ KX_IMPLEMENT_CLASS(WeightFunc, KXObject)
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
 /// Largest table file read for a FILE weight (a device or a huge file is refused).
 constexpr off_t kMaxTableFileBytes = 64L << 20;
 /// Longest piece of user text quoted in a message (SyntaxErr refuses 1,000 characters).
@@ -222,7 +222,7 @@ double DWeightFac::Value(double t, const List<WeightParam> &params)
         return 1.0 - std::pow(1.0 - u, n);
     }
     case SFUNC:
-        return (1.0 - std::cos(kPi * u)) / 2.0;
+        return (1.0 - std::cos(kxPi * u)) / 2.0;
     case FILE:
         return spline.Evaluate(u);
     default: { // FORMULA

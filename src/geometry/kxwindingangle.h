@@ -11,7 +11,6 @@
 
 namespace kxwinding {
 
-constexpr double kPi = 3.141592653589793;
 /// Zero within tol; a negative tol takes the library-wide zero test.
 inline bool ZeroWithin(double v, double tol)
 {
@@ -39,7 +38,7 @@ bool Contains(int n, VertexAt at, const kxPoint &p)
         sum += std::atan2(ay * bx - ax * by, ax * bx + ay * by);
         cur = next;
     }
-    return std::fabs(sum) > kPi;
+    return std::fabs(sum) > kxPi;
 }
 
 /// The rule with a tolerance and the vertex and edge flags (see kxpolygoncontains.h).
@@ -74,7 +73,7 @@ bool Contains(int n, VertexAt at, const kxPoint &p, double tol, bool &onVertex, 
         sum += std::atan2(c, dx + dy);
         cur = next;
     }
-    return std::fabs(sum) > kPi;
+    return std::fabs(sum) > kxPi;
 }
 
 } // namespace kxwinding

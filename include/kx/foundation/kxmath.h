@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cmath>
 
+/// pi, for the angle conversions of every module (degrees at the interfaces, radians inside).
+constexpr double kxPi = 3.141592653589793;
+
 /// Smallest magnitude treated as non-zero by the comparisons below.
 constexpr double kxDoubleZero = 1.7e-306;
 
