@@ -523,7 +523,9 @@ bool kxMatrix<T>::LeastSquares(kxMatrix &b) const
                     cols_);
         return false;
     }
-    b = x.Block(0, 0, cols_, x.cols_);
+    kxMatrix solution(cols_, x.cols_);
+    (void)solution.Assign(x.Block(0, 0, cols_, x.cols_));
+    b = std::move(solution);
     return true;
 }
 

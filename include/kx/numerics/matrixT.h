@@ -8,8 +8,9 @@
 // Element (i, j), both counted from 0, is at Data()[i + j * LeadingDim()]. A matrix either owns
 // its storage or is a view (Block, or View over caller storage) that shares storage it does not
 // own: the owner must outlive the view, and writing through a view writes the owner. Copying a
-// matrix (view or not) makes an owning copy of its elements; Assign writes the elements of one
-// matrix into another of the same shape (a view included) in place.
+// matrix (view or not) makes an owning copy of its elements, while moving one moves what it is
+// (a moved view is still a view); Assign writes the elements of one matrix into another of the
+// same shape (a view included) in place.
 //
 // Errors
 // ------
