@@ -7,7 +7,7 @@
 //
 // Bounds and report: the minimisation stops after at most maxIterations Jacobian evaluations
 // (each costs n residual evaluations; lmdif's limit on evaluations is set to
-// maxIterations * (n + 1)). The report says why it stopped, with cminpack's code (`info`) and
+// maxIterations * (n + 1), which the evaluation of the last trial step may pass by one). The report says why it stopped, with cminpack's code (`info`) and
 // one of these texts (`reason`):
 //   1 "relative reduction of the sum of squares below ftol"
 //   2 "relative change of the parameters below xtol"
