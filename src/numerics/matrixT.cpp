@@ -196,6 +196,17 @@ Cplx DotKernel<Cplx>(int n, const Cplx *x, const Cplx *y, bool conjugate)
     return result;
 }
 
+// True when the storage spanned by two matrices overlaps.
+template <class T>
+bool Overlaps(const kxMatrix<T> &a, const kxMatrix<T> &b)
+{
+    if (a.Rows() == 0 || a.Cols() == 0 || b.Rows() == 0 || b.Cols() == 0)
+        return false;
+    const T *aEnd = a.Data() + a.Rows() + static_cast<size_t>(a.Cols() - 1) * a.LeadingDim();
+    const T *bEnd = b.Data() + b.Rows() + static_cast<size_t>(b.Cols() - 1) * b.LeadingDim();
+    return a.Data() < bEnd && b.Data() < aEnd;
+}
+
 template <class T>
 constexpr bool IsComplex()
 {
@@ -389,6 +400,16 @@ bool kxMatrix<T>::Gemm(const kxMatrix &a, const kxMatrix &b, T alpha, T beta, kx
         DimensionError("product");
         return false;
     }
+    if (Overlaps(*this, a) || Overlaps(*this, b)) {
+        // BLAS must not write an operand it reads: compute into a copy, then write it here.
+        kxMatrix result(*this);
+        if (!result.Gemm(a, b, alpha, beta, opA, opB))
+            return false;
+        if (IsView())
+            return Assign(result);
+        *this = std::move(result);
+        return true;
+    }
     if (beta == T(0) && !IsView() && (rows_ != m || cols_ != n))
         Resize(m, n);
     if (rows_ != m || cols_ != n) {
@@ -418,6 +439,10 @@ bool kxMatrix<T>::Gemv(const std::vector<T> &x, std::vector<T> &y, T alpha, T be
     if (static_cast<int>(x.size()) != n) {
         DimensionError("matrix-vector product");
         return false;
+    }
+    if (&x == &y) {
+        const std::vector<T> copy(x);
+        return Gemv(copy, y, alpha, beta, op);
     }
     if (beta == T(0))
         y.assign(m, T(0));

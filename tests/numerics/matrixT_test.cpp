@@ -212,6 +212,16 @@ TEST(KXMatrixTest, ViewsShareTheirOwnersStorage)
     copy(0, 0) = 7.0;
     EXPECT_NE(m(2, 2), cx(7.0));
 
+    // A product into one of its own operands (a view of it included) is computed as if apart.
+    kxMatrixC sqr = Random<cx>(4, 4);
+    const kxMatrixC expectSq = Naive(sqr, sqr, kxNoTrans, kxNoTrans);
+    ASSERT_TRUE(sqr.Gemm(sqr, sqr));
+    EXPECT_LT(MaxDiff(sqr, expectSq), 1e-13);
+    kxMatrixC half = sqr.Block(0, 0, 4, 2);
+    const kxMatrixC expectHalf = Naive(sqr, kxMatrixC(half), kxNoTrans, kxNoTrans);
+    ASSERT_TRUE(half.Gemm(sqr, half));
+    EXPECT_LT(MaxDiff(kxMatrixC(sqr.Block(0, 0, 4, 2)), expectHalf), 1e-13);
+
     // A view over caller storage, used as an operand.
     double storage[] = {1, 2, 99, 3, 4, 99};
     kxMatrixR v = kxMatrixR::View(storage, 2, 2, 3);

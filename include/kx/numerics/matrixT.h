@@ -103,7 +103,8 @@ public:
 
     // -- Products -------------------------------------------------------------------------------
     /// this = alpha op(a) op(b) + beta this (gemm). With beta 0 an owning matrix is resized to
-    /// the product's shape first; otherwise the shapes must agree.
+    /// the product's shape first; otherwise the shapes must agree. The result may share storage
+    /// with a or b (it is then computed into a temporary first).
     [[nodiscard]] bool Gemm(const kxMatrix &a, const kxMatrix &b, T alpha = T(1), T beta = T(0),
                             kxMatOp opA = kxNoTrans, kxMatOp opB = kxNoTrans);
     /// y = alpha op(this) x + beta y (gemv); with beta 0, y is resized to the result's length.
