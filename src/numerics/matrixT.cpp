@@ -336,6 +336,8 @@ bool kxMatrix<T>::Assign(const kxMatrix &other)
         DimensionError("assignment");
         return false;
     }
+    if (rows_ == 0)
+        return true; // no storage to step through
     for (int j = 0; j < cols_; ++j)
         std::copy_n(other.data_ + static_cast<size_t>(j) * other.ld_, rows_,
                     data_ + static_cast<size_t>(j) * ld_);
@@ -345,6 +347,8 @@ bool kxMatrix<T>::Assign(const kxMatrix &other)
 template <class T>
 void kxMatrix<T>::Fill(const T &value)
 {
+    if (rows_ == 0)
+        return;
     for (int j = 0; j < cols_; ++j)
         std::fill_n(data_ + static_cast<size_t>(j) * ld_, rows_, value);
 }

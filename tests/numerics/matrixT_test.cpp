@@ -222,6 +222,16 @@ TEST(KXMatrixTest, ViewsShareTheirOwnersStorage)
     ASSERT_TRUE(half.Gemm(sqr, half));
     EXPECT_LT(MaxDiff(kxMatrixC(sqr.Block(0, 0, 4, 2)), expectHalf), 1e-13);
 
+    // Empty shapes: copies, fills and products with an empty inner dimension.
+    kxMatrixR tall(0, 5);
+    kxMatrixR tallCopy = tall;
+    tallCopy.Fill(1.0);
+    EXPECT_EQ(tallCopy.Cols(), 5);
+    kxMatrixR sum = Random<double>(3, 2);
+    const kxMatrixR sum0 = sum;
+    ASSERT_TRUE(sum.Gemm(kxMatrixR(3, 0), kxMatrixR(0, 2), 1.0, 2.0));
+    EXPECT_EQ(sum(2, 1), 2.0 * sum0(2, 1)); // only the scaling by beta remains
+
     // A view over caller storage, used as an operand.
     double storage[] = {1, 2, 99, 3, 4, 99};
     kxMatrixR v = kxMatrixR::View(storage, 2, 2, 3);
