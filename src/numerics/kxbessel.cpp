@@ -1,0 +1,433 @@
+// kxbessel.cpp - cylinder functions of real order and complex argument (see kxbessel.h for the
+// method). Everything reduces to the scaled pair exp(-w) I(nu, w), exp(w) K(nu, w) on the
+// right half-plane Re w >= 0.
+#define KX_UNIT "kxbessel"
+
+#include "kx/numerics/kxbessel.h"
+
+#include "kx/foundation/kxmath.h"
+
+#include <boost/math/policies/policy.hpp>
+#include <boost/math/special_functions/gamma.hpp>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace {
+
+using cplx = std::complex<double>;
+
+constexpr double kEps = 2.0 * std::numeric_limits<double>::epsilon();
+constexpr double kTiny = 1e-300;
+constexpr double kEuler = 0.5772156649015329;
+constexpr int kRescaleBits = 600; // the K recurrence is brought down by 2^-600 at a time
+constexpr int kMaxSeries = 1000;
+constexpr int kMaxSteed = 100000;
+
+// Boost reports domain problems through errno here instead of throwing.
+using NoThrowPolicy = boost::math::policies::policy<
+    boost::math::policies::domain_error<boost::math::policies::errno_on_error>,
+    boost::math::policies::overflow_error<boost::math::policies::errno_on_error>,
+    boost::math::policies::evaluation_error<boost::math::policies::errno_on_error>>;
+
+// sin(pi x) and cos(pi x), exact zeros at the integers and half-integers.
+double SinPi(double x)
+{
+    double r = std::fmod(x, 2.0); // (-2, 2)
+    if (r > 1.0)
+        r -= 2.0;
+    else if (r < -1.0)
+        r += 2.0; // [-1, 1]
+    if (r > 0.5)
+        r = 1.0 - r;
+    else if (r < -0.5)
+        r = -1.0 - r; // [-1/2, 1/2], same sine
+    return r == 0.0 ? 0.0 : std::sin(kxPi * r);
+}
+
+double CosPi(double x)
+{
+    double r = std::fabs(std::fmod(x, 2.0));
+    if (r > 1.0)
+        r = 2.0 - r; // [0, 1]
+    if (r == 0.5)
+        return 0.0;
+    if (r < 0.25)
+        return std::cos(kxPi * r);
+    if (r <= 0.75)
+        return std::sin(kxPi * (0.5 - r));
+    return -std::cos(kxPi * (1.0 - r));
+}
+
+// exp(i pi x)
+cplx ExpIPi(double x) { return {CosPi(x), SinPi(x)}; }
+
+// a exp(w) without a spurious overflow of exp(w) when the product is in range.
+cplx MulExp(cplx a, cplx w)
+{
+    const cplx unit(std::cos(w.imag()), std::sin(w.imag()));
+    if (w.real() < 700.0)
+        return a * std::exp(w.real()) * unit;
+    const double half = std::exp(0.5 * w.real());
+    return a * half * half * unit;
+}
+
+cplx Ldexp(cplx a, int e) { return {std::ldexp(a.real(), e), std::ldexp(a.imag(), e)}; }
+
+// 1/Gamma(1 + mu), 1/Gamma(1 - mu) and Temme's gamma1, gamma2 for |mu| <= 1/2.
+struct TemmeGammas {
+    double gam1, gam2, gampl, gammi;
+};
+
+TemmeGammas GammasFor(double mu)
+{
+    const double gp = boost::math::tgamma1pm1(mu, NoThrowPolicy());  // Gamma(1 + mu) - 1
+    const double gm = boost::math::tgamma1pm1(-mu, NoThrowPolicy()); // Gamma(1 - mu) - 1
+    TemmeGammas g;
+    g.gampl = 1.0 / (1.0 + gp);
+    g.gammi = 1.0 / (1.0 + gm);
+    g.gam1 = mu == 0.0 ? -kEuler : (gp - gm) / (2.0 * mu) * g.gampl * g.gammi;
+    g.gam2 = 0.5 * (g.gammi + g.gampl);
+    return g;
+}
+
+// exp(w) K(mu, w) and exp(w) K(mu + 1, w) for |mu| <= 1/2, |w| <= 2: Temme's series.
+void KTemme(double mu, cplx w, cplx &k0, cplx &k1)
+{
+    const cplx half = 0.5 * w;
+    const double pimu = kxPi * mu;
+    const double fact = std::fabs(pimu) < kEps ? 1.0 : pimu / std::sin(pimu);
+    const cplx d = -std::log(half);
+    const cplx e = mu * d;
+    const cplx fact2 = std::abs(e) < kEps ? cplx(1.0) : std::sinh(e) / e;
+    const TemmeGammas g = GammasFor(mu);
+    cplx ff = fact * (g.gam1 * std::cosh(e) + g.gam2 * fact2 * d);
+    cplx sum = ff;
+    const cplx ee = std::exp(e);
+    cplx p = 0.5 * ee / g.gampl;
+    cplx q = 0.5 / (ee * g.gammi);
+    cplx c = 1.0;
+    const cplx quarter = half * half;
+    cplx sum1 = p;
+    for (int i = 1; i < kMaxSeries; ++i) {
+        const double di = i;
+        ff = (di * ff + p + q) / (di * di - mu * mu);
+        c *= quarter / di;
+        p /= di - mu;
+        q /= di + mu;
+        const cplx del = c * ff;
+        sum += del;
+        sum1 += c * (p - di * ff);
+        if (std::abs(del) < std::abs(sum) * kEps)
+            break;
+    }
+    const cplx grow = std::exp(w);
+    k0 = sum * grow;
+    k1 = sum1 * (2.0 / w) * grow;
+}
+
+// exp(w) K(mu, w) and exp(w) K(mu + 1, w) for |mu| <= 1/2, |w| > 2, Re w >= 0: Steed's
+// continued fraction for the ratio together with the sum that normalises it.
+void KSteed(double mu, cplx w, cplx &k0, cplx &k1)
+{
+    cplx b = 2.0 * (1.0 + w);
+    cplx d = 1.0 / b;
+    cplx h = d;
+    cplx delh = d;
+    cplx q1 = 0.0;
+    cplx q2 = 1.0;
+    const double a1 = 0.25 - mu * mu;
+    cplx q = a1;
+    double c = a1;
+    double a = -a1;
+    cplx s = 1.0 + q * delh;
+    for (int i = 1; i < kMaxSteed; ++i) {
+        a -= 2.0 * i;
+        c = -a * c / (i + 1.0);
+        const cplx qnew = (q1 - b * q2) / a;
+        q1 = q2;
+        q2 = qnew;
+        q += c * qnew;
+        b += 2.0;
+        d = 1.0 / (b + a * d);
+        delh = (b * d - 1.0) * delh;
+        h += delh;
+        const cplx dels = q * delh;
+        s += dels;
+        if (std::abs(dels) < std::abs(s) * kEps && std::abs(delh) < std::abs(h) * kEps)
+            break;
+    }
+    h *= a1;
+    k0 = std::sqrt(kxPi / (2.0 * w)) / s;
+    k1 = k0 * (mu + w + 0.5 - h) / w;
+}
+
+// I(nu + 1, w) / I(nu, w) from its continued fraction (modified Lentz).
+cplx IRatio(double nu, cplx w)
+{
+    const cplx winv = 1.0 / w;
+    const int maxIter = 100000 + 4 * static_cast<int>(std::min(std::abs(w), 1e7));
+    cplx f = kTiny;
+    cplx c = f;
+    cplx d = 0.0;
+    for (int k = 1; k < maxIter; ++k) {
+        const cplx b = 2.0 * (nu + k) * winv;
+        d = b + d;
+        if (d == 0.0)
+            d = kTiny;
+        d = 1.0 / d;
+        c = b + 1.0 / c;
+        if (c == 0.0)
+            c = kTiny;
+        const cplx delta = c * d;
+        f *= delta;
+        if (std::abs(delta - 1.0) < kEps)
+            break;
+    }
+    return f;
+}
+
+// Scratch space that stays on the stack for the usual short runs.
+class Scratch {
+public:
+    explicit Scratch(int n)
+    {
+        if (n > kLocal)
+            heap_.resize(static_cast<size_t>(n));
+    }
+    cplx *Data() { return heap_.empty() ? local_ : heap_.data(); }
+
+private:
+    static constexpr int kLocal = 40;
+    cplx local_[kLocal];
+    std::vector<cplx> heap_;
+};
+
+// For Re w >= 0, nu >= 0, |w| > 0: kS[k] = exp(w) K(nu + k, w) and, when iS is not null,
+// iS[k] = exp(-w) I(nu + k, w), k = 0 .. n - 1.
+void RightHalfIK(double nu, cplx w, int n, cplx *iS, cplx *kS)
+{
+    const int nl = static_cast<int>(std::floor(nu + 0.5));
+    const double mu = nu - nl;
+    cplx kPrev;
+    cplx kCur;
+    if (std::abs(w) <= 2.0)
+        KTemme(mu, w, kPrev, kCur);
+    else
+        KSteed(mu, w, kPrev, kCur);
+
+    // Mantissas and binary exponents of K at orders nu .. nu + n.
+    Scratch mantStore(n + 1);
+    cplx *mant = mantStore.Data();
+    std::vector<int> expoHeap;
+    int expoLocal[41];
+    int *expo = expoLocal;
+    if (n + 1 > 41) {
+        expoHeap.resize(static_cast<size_t>(n + 1));
+        expo = expoHeap.data();
+    }
+    const double rescaleAt = std::ldexp(1.0, kRescaleBits);
+    int e = 0;
+    for (int j = 0;; ++j) {
+        if (j >= nl) {
+            mant[j - nl] = kPrev;
+            expo[j - nl] = e;
+            if (j - nl == n)
+                break;
+        }
+        const cplx next = kPrev + 2.0 * (mu + j + 1) / w * kCur;
+        kPrev = kCur;
+        kCur = next;
+        if (std::fabs(kCur.real()) + std::fabs(kCur.imag()) > rescaleAt) {
+            kPrev = Ldexp(kPrev, -kRescaleBits);
+            kCur = Ldexp(kCur, -kRescaleBits);
+            e += kRescaleBits;
+        }
+    }
+    for (int k = 0; k < n; ++k)
+        kS[k] = Ldexp(mant[k], expo[k]);
+    if (!iS)
+        return;
+
+    // I from the Wronskian I(m) K(m + 1) + I(m + 1) K(m) = 1/w, with f = I(m + 1) / I(m)
+    // carried down by the backward recurrence, which is stable for I.
+    cplx f = IRatio(nu + n - 1, w);
+    for (int k = n - 1; k >= 0; --k) {
+        const cplx r = Ldexp(mant[k + 1] / mant[k], expo[k + 1] - expo[k]);
+        iS[k] = Ldexp(1.0 / (w * mant[k] * (r + f)), -expo[k]);
+        f = 1.0 / (2.0 * (nu + k) / w + f);
+    }
+}
+
+// The function values for orders nu + k (nu >= 0) at z with Im z >= 0 (the upper side of the
+// cut included), plain or scaled.
+void UpperRun(kxBesselKind kind, double nu, cplx z, int n, cplx *out, bool scaled)
+{
+    Scratch iStore(n);
+    Scratch kStore(n);
+    cplx *iS = iStore.Data();
+    cplx *kS = kStore.Data();
+    const cplx i1(0.0, 1.0);
+
+    if (kind == kxBesselKind::I || kind == kxBesselKind::K) {
+        const bool right = z.real() >= 0.0;
+        const cplx u = right ? z : -z;
+        RightHalfIK(nu, u, n, kind == kxBesselKind::K && right ? nullptr : iS, kS);
+        for (int k = 0; k < n; ++k) {
+            if (kind == kxBesselKind::I) {
+                const cplx v = MulExp(iS[k], scaled ? cplx(0.0, u.imag()) : u);
+                out[k] = right ? v : ExpIPi(nu + k) * v;
+            } else if (right) {
+                out[k] = scaled ? kS[k] : MulExp(kS[k], -u);
+            } else {
+                // K(-u) = exp(-i nu pi) K(u) - i pi I(u) on the upper side of the cut.
+                const cplx kTerm = std::conj(ExpIPi(nu + k)) * kS[k];
+                out[k] = scaled ? MulExp(kTerm, -2.0 * u) - i1 * kxPi * iS[k]
+                                : MulExp(kTerm, -u) - i1 * kxPi * MulExp(iS[k], u);
+            }
+        }
+        return;
+    }
+
+    const cplx w(z.imag(), -z.real()); // -i z, Re w >= 0
+    RightHalfIK(nu, w, n, iS, kS);
+    for (int k = 0; k < n; ++k) {
+        const cplx a = ExpIPi(0.5 * (nu + k));
+        const cplx c1 = cplx(0.0, -2.0 / kxPi) * std::conj(a); // 2 / (i pi) exp(-i nu pi/2)
+        switch (kind) {
+        case kxBesselKind::H1: out[k] = scaled ? c1 * kS[k] : MulExp(c1 * kS[k], -w); break;
+        case kxBesselKind::H2:
+            out[k] = scaled ? 2.0 * a * iS[k] - MulExp(c1 * kS[k], -2.0 * w)
+                            : MulExp(2.0 * a * iS[k], w) - MulExp(c1 * kS[k], -w);
+            break;
+        default: {
+            // J and Y share the scale exp(-Im z) = exp(-Re w).
+            const cplx jPart = MulExp(a * iS[k], scaled ? cplx(0.0, w.imag()) : w);
+            if (kind == kxBesselKind::J) {
+                out[k] = jPart;
+                break;
+            }
+            const cplx hPart = MulExp(c1 * kS[k], scaled ? cplx(-2.0 * w.real(), -w.imag()) : -w);
+            out[k] = i1 * (jPart - hPart);
+            break;
+        }
+        }
+    }
+}
+
+bool IsRealValued(kxBesselKind kind)
+{
+    return kind == kxBesselKind::J || kind == kxBesselKind::Y || kind == kxBesselKind::I ||
+           kind == kxBesselKind::K;
+}
+
+// Orders nu + k >= 0 at any z != 0.
+void NonNegativeRun(kxBesselKind kind, double nu, cplx z, int n, cplx *out, bool scaled)
+{
+    if (z.imag() >= 0.0) {
+        UpperRun(kind, nu, z, n, out, scaled);
+    } else {
+        // f(conj z) = conj f(z); the Hankel functions trade places.
+        kxBesselKind mirror = kind;
+        if (kind == kxBesselKind::H1)
+            mirror = kxBesselKind::H2;
+        else if (kind == kxBesselKind::H2)
+            mirror = kxBesselKind::H1;
+        UpperRun(mirror, nu, std::conj(z), n, out, scaled);
+        for (int k = 0; k < n; ++k)
+            out[k] = std::conj(out[k]);
+    }
+    if (z.imag() == 0.0 && z.real() > 0.0 && IsRealValued(kind)) {
+        for (int k = 0; k < n; ++k)
+            out[k].imag(0.0);
+    }
+}
+
+cplx NonNegative(kxBesselKind kind, double nu, cplx z, bool scaled)
+{
+    cplx v;
+    NonNegativeRun(kind, nu, z, 1, &v, scaled);
+    return v;
+}
+
+// Negative order -m (m > 0) from the reflection formulas.
+cplx Reflected(kxBesselKind kind, double m, cplx z, bool scaled)
+{
+    const double s = SinPi(m);
+    const double c = CosPi(m);
+    switch (kind) {
+    case kxBesselKind::K: return NonNegative(kind, m, z, scaled);
+    case kxBesselKind::H1: return ExpIPi(m) * NonNegative(kind, m, z, scaled);
+    case kxBesselKind::H2: return std::conj(ExpIPi(m)) * NonNegative(kind, m, z, scaled);
+    case kxBesselKind::I: {
+        const cplx iv = NonNegative(kxBesselKind::I, m, z, scaled);
+        if (s == 0.0)
+            return iv;
+        const cplx kv = NonNegative(kxBesselKind::K, m, z, true);
+        // K scaled by exp(z); I scaled by exp(-|Re z|).
+        const cplx back = scaled ? cplx(-std::fabs(z.real()), 0.0) - z : -z;
+        return iv + 2.0 / kxPi * s * MulExp(kv, back);
+    }
+    default: break;
+    }
+    if (s == 0.0)
+        return c * NonNegative(kind, m, z, scaled); // integer order: (-1)^m J, (-1)^m Y
+    const cplx jv = NonNegative(kxBesselKind::J, m, z, scaled);
+    const cplx yv = NonNegative(kxBesselKind::Y, m, z, scaled);
+    return kind == kxBesselKind::J ? c * jv - s * yv : s * jv + c * yv;
+}
+
+// The value at z = 0: the limit along the positive real axis.
+cplx AtZero(kxBesselKind kind, double nu)
+{
+    const double inf = std::numeric_limits<double>::infinity();
+    const bool negativeFraction = nu < 0.0 && SinPi(nu) != 0.0;
+    double regular = 0.0; // J(nu, 0) = I(nu, 0)
+    if (nu == 0.0)
+        regular = 1.0;
+    else if (negativeFraction)
+        regular = std::tgamma(1.0 + nu) > 0.0 ? inf : -inf;
+    else if (nu < 0.0)
+        regular = 0.0;
+    switch (kind) {
+    case kxBesselKind::J:
+    case kxBesselKind::I: return regular;
+    case kxBesselKind::K: return inf;
+    case kxBesselKind::Y: return -inf;
+    case kxBesselKind::H1: return {regular, -inf};
+    case kxBesselKind::H2: return {regular, inf};
+    }
+    return regular;
+}
+
+bool IsFinite(cplx z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); }
+
+} // namespace
+
+std::complex<double> kxBessel(kxBesselKind kind, double nu, std::complex<double> z, bool scaled)
+{
+    if (!std::isfinite(nu) || !IsFinite(z)) {
+        const double nan = std::numeric_limits<double>::quiet_NaN();
+        return {nan, nan};
+    }
+    if (z == 0.0)
+        return AtZero(kind, nu);
+    if (nu < 0.0)
+        return Reflected(kind, -nu, z, scaled);
+    return NonNegative(kind, nu, z, scaled);
+}
+
+bool kxBesselSequence(kxBesselKind kind, double nu, std::complex<double> z, int n,
+                      std::complex<double> *out, bool scaled)
+{
+    if (n < 1 || !out)
+        return false;
+    if (nu < 0.0 || z == 0.0 || !std::isfinite(nu) || !IsFinite(z)) {
+        for (int k = 0; k < n; ++k)
+            out[k] = kxBessel(kind, nu + k, z, scaled);
+        return true;
+    }
+    NonNegativeRun(kind, nu, z, n, out, scaled);
+    return true;
+}
