@@ -19,7 +19,6 @@ namespace {
 using cplx = std::complex<double>;
 
 constexpr double kEps = 2.0 * std::numeric_limits<double>::epsilon();
-constexpr double kTiny = 1e-300;
 constexpr double kEuler = 0.5772156649015329;
 constexpr int kRescaleBits = 600; // the K recurrence is brought down by 2^-600 at a time
 constexpr int kMaxSeries = 1000;
@@ -72,6 +71,25 @@ cplx MulExp(cplx a, cplx w)
     const double half = std::exp(0.5 * w.real());
     return a * half * half * unit;
 }
+
+// 1/b and a/b by Smith's method, inline: the continued fractions below spend most of their
+// time dividing, and the library's complex division is a slow out-of-line call.
+cplx Inv(cplx b)
+{
+    const double br = b.real();
+    const double bi = b.imag();
+    if (std::fabs(br) >= std::fabs(bi)) {
+        const double r = bi / br;
+        const double t = 1.0 / (br + bi * r);
+        return {t, -r * t};
+    }
+    const double r = br / bi;
+    const double t = 1.0 / (br * r + bi);
+    return {r * t, -t};
+}
+
+// |Re a| + |Im a|, a cheap size for convergence tests (within a factor sqrt 2 of |a|).
+double Norm1(cplx a) { return std::fabs(a.real()) + std::fabs(a.imag()); }
 
 cplx Ldexp(cplx a, int e) { return {std::ldexp(a.real(), e), std::ldexp(a.imag(), e)}; }
 
@@ -150,12 +168,12 @@ void KSteed(double mu, cplx w, cplx &k0, cplx &k1)
         q2 = qnew;
         q += c * qnew;
         b += 2.0;
-        d = 1.0 / (b + a * d);
+        d = Inv(b + a * d);
         delh = (b * d - 1.0) * delh;
         h += delh;
         const cplx dels = q * delh;
         s += dels;
-        if (std::abs(dels) < std::abs(s) * kEps && std::abs(delh) < std::abs(h) * kEps)
+        if (Norm1(dels) < Norm1(s) * kEps && Norm1(delh) < Norm1(h) * kEps)
             break;
     }
     h *= a1;
@@ -163,29 +181,57 @@ void KSteed(double mu, cplx w, cplx &k0, cplx &k1)
     k1 = k0 * (mu + w + 0.5 - h) / w;
 }
 
-// I(nu + 1, w) / I(nu, w) from its continued fraction (modified Lentz).
+// I(nu + 1, w) / I(nu, w) = 1 / (b1 + 1 / (b2 + ...)), b_k = 2 (nu + k) / w, without a
+// division inside the loops. A forward pass over the convergents A_k / B_k of the recurrence
+// X_k = b_k X_(k-1) + X_(k-2) finds the depth m at which they have settled: consecutive
+// convergents differ by 1 / |B_k B_(k-1)| (the determinant of the recurrence is +-1), so the
+// relative change is 1 / |A_k B_(k-1)|. The forward values lose accuracy while they oscillate
+// (|w| > nu + k), so the m-th convergent itself is then computed by the backward recurrence
+// Y_(j-1) = b_j Y_j + Y_(j+1) from Y_m = 1, Y_(m+1) = 0, which is stable for I: Y_1 / Y_0.
+// Both passes bring their values down by a power of two when they grow.
 cplx IRatio(double nu, cplx w)
 {
-    const cplx winv = 1.0 / w;
+    // b_k is formed afresh at each step: adding 2/w up would drift the coefficients, and the
+    // oscillating solutions are sensitive to that.
+    const cplx twoOverW = 2.0 * Inv(w);
     const int maxIter = 100000 + 4 * static_cast<int>(std::min(std::abs(w), 1e7));
-    cplx f = kTiny;
-    cplx c = f;
-    cplx d = 0.0;
-    for (int k = 1; k < maxIter; ++k) {
-        const cplx b = 2.0 * (nu + k) * winv;
-        d = b + d;
-        if (d == 0.0)
-            d = kTiny;
-        d = 1.0 / d;
-        c = b + 1.0 / c;
-        if (c == 0.0)
-            c = kTiny;
-        const cplx delta = c * d;
-        f *= delta;
-        if (std::abs(delta - 1.0) < kEps)
-            break;
+    const double rescaleAt = std::ldexp(1.0, kRescaleBits);
+    cplx b = (nu + 1.0) * twoOverW;
+    cplx aPrev = 0.0; // A_0
+    cplx bPrev = 1.0; // B_0
+    cplx aCur = 1.0;  // A_1
+    cplx bCur = b;    // B_1
+    double target = 1.0 / kEps;
+    int m = 1;
+    for (; m < maxIter && Norm1(aCur) * Norm1(bPrev) <= target; ++m) {
+        b = (nu + m + 1.0) * twoOverW;
+        const cplx aNext = b * aCur + aPrev;
+        const cplx bNext = b * bCur + bPrev;
+        aPrev = aCur;
+        bPrev = bCur;
+        aCur = aNext;
+        bCur = bNext;
+        if (Norm1(bCur) > rescaleAt) {
+            aPrev = Ldexp(aPrev, -kRescaleBits);
+            bPrev = Ldexp(bPrev, -kRescaleBits);
+            aCur = Ldexp(aCur, -kRescaleBits);
+            bCur = Ldexp(bCur, -kRescaleBits);
+            target = std::ldexp(target, -2 * kRescaleBits);
+        }
     }
-    return f;
+    // Y_m = 1, Y_(m+1) = 0.
+    cplx yNext = 0.0;
+    cplx yCur = 1.0;
+    for (int j = m; j >= 1; --j) {
+        const cplx yPrev = (nu + j) * twoOverW * yCur + yNext;
+        yNext = yCur;
+        yCur = yPrev;
+        if (Norm1(yCur) > rescaleAt) {
+            yCur = Ldexp(yCur, -kRescaleBits);
+            yNext = Ldexp(yNext, -kRescaleBits);
+        }
+    }
+    return yNext / yCur;
 }
 
 // Scratch space that stays on the stack for the usual short runs.
