@@ -23,12 +23,14 @@ constexpr double kEuler = 0.5772156649015329;
 constexpr int kRescaleBits = 600; // the K recurrence is brought down by 2^-600 at a time
 constexpr int kMaxSeries = 1000;
 constexpr int kMaxSteed = 100000;
+constexpr double kAsymptoticFrom = 35.0; // |w| from which Hankel's expansion may serve
 
 // Boost reports domain problems through errno here instead of throwing.
 using NoThrowPolicy = boost::math::policies::policy<
     boost::math::policies::domain_error<boost::math::policies::errno_on_error>,
     boost::math::policies::overflow_error<boost::math::policies::errno_on_error>,
-    boost::math::policies::evaluation_error<boost::math::policies::errno_on_error>>;
+    boost::math::policies::evaluation_error<boost::math::policies::errno_on_error>,
+    boost::math::policies::promote_double<false>>;
 
 // sin(pi x) and cos(pi x), exact zeros at the integers and half-integers.
 double SinPi(double x)
@@ -181,6 +183,37 @@ void KSteed(double mu, cplx w, cplx &k0, cplx &k1)
     k1 = k0 * (mu + w + 0.5 - h) / w;
 }
 
+// exp(-w) I(nu, w) for large |w|, Re w >= 0, from Hankel's expansion
+//     I(nu, w) ~ (2 pi w)^(-1/2) [exp(w) sum (-1)^k a_k / w^k
+//                                 +- i exp(+-i nu pi) exp(-w) sum a_k / w^k]
+// (upper sign for Im w >= 0), a_k = (4 nu^2 - 1)(4 nu^2 - 9)...(4 nu^2 - (2k-1)^2) / (k! 8^k).
+// False when the terms stop decreasing before they fall below the precision.
+bool IAsymptotic(double nu, cplx w, cplx &iS)
+{
+    const double mu4 = 4.0 * nu * nu;
+    const cplx winv = Inv(w);
+    cplx term = 1.0;
+    cplx alternating = 1.0;
+    cplx plain = 1.0;
+    double last = 1.0;
+    for (int k = 1;; ++k) {
+        const double odd = 2.0 * k - 1.0;
+        term *= (mu4 - odd * odd) / (8.0 * k) * winv;
+        alternating += (k % 2 ? -term : term);
+        plain += term;
+        const double size = Norm1(term);
+        if (size < kEps * std::min(Norm1(alternating), Norm1(plain)))
+            break;
+        if (size >= last || k > 200)
+            return false;
+        last = size;
+    }
+    const cplx other =
+        w.imag() >= 0.0 ? cplx(0.0, 1.0) * ExpIPi(nu) : cplx(0.0, -1.0) * std::conj(ExpIPi(nu));
+    iS = (alternating + MulExp(other * plain, -2.0 * w)) / std::sqrt(2.0 * kxPi * w);
+    return true;
+}
+
 // I(nu + 1, w) / I(nu, w) = 1 / (b1 + 1 / (b2 + ...)), b_k = 2 (nu + k) / w, without a
 // division inside the loops. A forward pass over the convergents A_k / B_k of the recurrence
 // X_k = b_k X_(k-1) + X_(k-2) finds the depth m at which they have settled: consecutive
@@ -191,6 +224,13 @@ void KSteed(double mu, cplx w, cplx &k0, cplx &k1)
 // Both passes bring their values down by a power of two when they grow.
 cplx IRatio(double nu, cplx w)
 {
+    // Far out Hankel's expansion gives both values at once.
+    const double far = std::abs(w);
+    cplx i0;
+    cplx i1;
+    if (far >= kAsymptoticFrom && (nu + 2.0) * (nu + 2.0) <= far && IAsymptotic(nu, w, i0) &&
+        IAsymptotic(nu + 1.0, w, i1))
+        return i1 / i0;
     // b_k is formed afresh at each step: adding 2/w up would drift the coefficients, and the
     // oscillating solutions are sensitive to that.
     const cplx twoOverW = 2.0 * Inv(w);
