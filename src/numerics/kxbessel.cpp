@@ -23,6 +23,7 @@ constexpr double kEuler = 0.5772156649015329;
 constexpr int kRescaleBits = 600; // the K recurrence is brought down by 2^-600 at a time
 constexpr int kMaxSeries = 1000;
 constexpr int kMaxSteed = 100000;
+constexpr double kTemmeBound = 4.0;
 constexpr double kAsymptoticFrom = 35.0; // |w| from which Hankel's expansion may serve
 
 // Boost reports domain problems through errno here instead of throwing.
@@ -120,13 +121,13 @@ void KTemme(double mu, cplx w, cplx &k0, cplx &k1)
     const double fact = std::fabs(pimu) < kEps ? 1.0 : pimu / std::sin(pimu);
     const cplx d = -std::log(half);
     const cplx e = mu * d;
-    const cplx fact2 = std::abs(e) < kEps ? cplx(1.0) : std::sinh(e) / e;
+    const cplx fact2 = std::abs(e) < kEps ? cplx(1.0) : std::sinh(e) * Inv(e);
     const TemmeGammas g = GammasFor(mu);
     cplx ff = fact * (g.gam1 * std::cosh(e) + g.gam2 * fact2 * d);
     cplx sum = ff;
     const cplx ee = std::exp(e);
     cplx p = 0.5 * ee / g.gampl;
-    cplx q = 0.5 / (ee * g.gammi);
+    cplx q = 0.5 / g.gammi * Inv(ee);
     cplx c = 1.0;
     const cplx quarter = half * half;
     cplx sum1 = p;
@@ -144,7 +145,7 @@ void KTemme(double mu, cplx w, cplx &k0, cplx &k1)
     }
     const cplx grow = std::exp(w);
     k0 = sum * grow;
-    k1 = sum1 * (2.0 / w) * grow;
+    k1 = sum1 * 2.0 * Inv(w) * grow;
 }
 
 // exp(w) K(mu, w) and exp(w) K(mu + 1, w) for |mu| <= 1/2, |w| > 2, Re w >= 0: Steed's
@@ -152,7 +153,7 @@ void KTemme(double mu, cplx w, cplx &k0, cplx &k1)
 void KSteed(double mu, cplx w, cplx &k0, cplx &k1)
 {
     cplx b = 2.0 * (1.0 + w);
-    cplx d = 1.0 / b;
+    cplx d = Inv(b);
     cplx h = d;
     cplx delh = d;
     cplx q1 = 0.0;
@@ -179,8 +180,9 @@ void KSteed(double mu, cplx w, cplx &k0, cplx &k1)
             break;
     }
     h *= a1;
-    k0 = std::sqrt(kxPi / (2.0 * w)) / s;
-    k1 = k0 * (mu + w + 0.5 - h) / w;
+    const cplx winv = Inv(w);
+    k0 = std::sqrt(0.5 * kxPi * winv) * Inv(s);
+    k1 = k0 * (mu + w + 0.5 - h) * winv;
 }
 
 // exp(-w) I(nu, w) for large |w|, Re w >= 0, from Hankel's expansion
@@ -210,7 +212,7 @@ bool IAsymptotic(double nu, cplx w, cplx &iS)
     }
     const cplx other =
         w.imag() >= 0.0 ? cplx(0.0, 1.0) * ExpIPi(nu) : cplx(0.0, -1.0) * std::conj(ExpIPi(nu));
-    iS = (alternating + MulExp(other * plain, -2.0 * w)) / std::sqrt(2.0 * kxPi * w);
+    iS = (alternating + MulExp(other * plain, -2.0 * w)) * Inv(std::sqrt(2.0 * kxPi * w));
     return true;
 }
 
@@ -230,7 +232,7 @@ cplx IRatio(double nu, cplx w)
     cplx i1;
     if (far >= kAsymptoticFrom && (nu + 2.0) * (nu + 2.0) <= far && IAsymptotic(nu, w, i0) &&
         IAsymptotic(nu + 1.0, w, i1))
-        return i1 / i0;
+        return i1 * Inv(i0);
     // b_k is formed afresh at each step: adding 2/w up would drift the coefficients, and the
     // oscillating solutions are sensitive to that.
     const cplx twoOverW = 2.0 * Inv(w);
@@ -271,7 +273,7 @@ cplx IRatio(double nu, cplx w)
             yNext = Ldexp(yNext, -kRescaleBits);
         }
     }
-    return yNext / yCur;
+    return yNext * Inv(yCur);
 }
 
 // Scratch space that stays on the stack for the usual short runs.
@@ -296,9 +298,12 @@ void RightHalfIK(double nu, cplx w, int n, cplx *iS, cplx *kS)
 {
     const int nl = static_cast<int>(std::floor(nu + 0.5));
     const double mu = nu - nl;
+    const cplx twoOverW = 2.0 * Inv(w);
     cplx kPrev;
     cplx kCur;
-    if (std::abs(w) <= 2.0)
+    // Temme's series loses about exp(|w| + Re w) to cancellation; Steed's fraction converges
+    // slowly for small |w|. The series is used while that loss stays below exp(4).
+    if (std::abs(w) + w.real() <= kTemmeBound)
         KTemme(mu, w, kPrev, kCur);
     else
         KSteed(mu, w, kPrev, kCur);
@@ -322,7 +327,7 @@ void RightHalfIK(double nu, cplx w, int n, cplx *iS, cplx *kS)
             if (j - nl == n)
                 break;
         }
-        const cplx next = kPrev + 2.0 * (mu + j + 1) / w * kCur;
+        const cplx next = kPrev + (mu + j + 1) * twoOverW * kCur;
         kPrev = kCur;
         kCur = next;
         if (std::fabs(kCur.real()) + std::fabs(kCur.imag()) > rescaleAt) {
@@ -340,9 +345,9 @@ void RightHalfIK(double nu, cplx w, int n, cplx *iS, cplx *kS)
     // carried down by the backward recurrence, which is stable for I.
     cplx f = IRatio(nu + n - 1, w);
     for (int k = n - 1; k >= 0; --k) {
-        const cplx r = Ldexp(mant[k + 1] / mant[k], expo[k + 1] - expo[k]);
-        iS[k] = Ldexp(1.0 / (w * mant[k] * (r + f)), -expo[k]);
-        f = 1.0 / (2.0 * (nu + k) / w + f);
+        const cplx r = Ldexp(mant[k + 1] * Inv(mant[k]), expo[k + 1] - expo[k]);
+        iS[k] = Ldexp(Inv(w * mant[k] * (r + f)), -expo[k]);
+        f = Inv((nu + k) * twoOverW + f);
     }
 }
 
