@@ -4,6 +4,7 @@ set -euo pipefail
 pkgs=(build-essential cmake ninja-build pkg-config git
       libgtest-dev libgmock-dev libbenchmark-dev
       libpcre2-dev libpolyclipping-dev libboost-dev libmuparser-dev
+      python3-mpmath
       clang libclang-rt-14-dev)
 missing=()
 for p in "${pkgs[@]}"; do

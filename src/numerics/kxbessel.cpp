@@ -20,10 +20,11 @@ using cplx = std::complex<double>;
 
 constexpr double kEps = 2.0 * std::numeric_limits<double>::epsilon();
 constexpr double kEuler = 0.5772156649015329;
-constexpr int kRescaleBits = 600; // the K recurrence is brought down by 2^-600 at a time
+constexpr int kRescaleBits = 600; // continued fractions are brought down by 2^-600 at a time
 constexpr int kMaxSeries = 1000;
 constexpr int kMaxSteed = 100000;
 constexpr double kTemmeBound = 4.0;
+constexpr double kTinyW = 1e-90;         // below this K(mu + 1) is carried with an exponent
 constexpr double kAsymptoticFrom = 35.0; // |w| from which Hankel's expansion may serve
 
 // Boost reports domain problems through errno here instead of throwing.
@@ -68,15 +69,19 @@ cplx ExpIPi(double x) { return {CosPi(x), SinPi(x)}; }
 // a exp(w) without a spurious overflow of exp(w) when the product is in range.
 cplx MulExp(cplx a, cplx w)
 {
-    const cplx unit(std::cos(w.imag()), std::sin(w.imag()));
+    // The phase first and the real growth last, so that an overflow gives infinities, not the
+    // NaN of a complex product with an infinite factor.
+    if (!std::isfinite(a.real()) || !std::isfinite(a.imag()))
+        return a;
+    const cplx turned = a * cplx(std::cos(w.imag()), std::sin(w.imag()));
     if (w.real() < 700.0)
-        return a * std::exp(w.real()) * unit;
+        return turned * std::exp(w.real());
     const double half = std::exp(0.5 * w.real());
-    return a * half * half * unit;
+    return turned * half * half;
 }
 
-// 1/b and a/b by Smith's method, inline: the continued fractions below spend most of their
-// time dividing, and the library's complex division is a slow out-of-line call.
+// 1/b by Smith's method, inline: the continued fractions below spend most of their time
+// dividing, and the library's complex division is a slow out-of-line call.
 cplx Inv(cplx b)
 {
     const double br = b.real();
@@ -113,8 +118,9 @@ TemmeGammas GammasFor(double mu)
     return g;
 }
 
-// exp(w) K(mu, w) and exp(w) K(mu + 1, w) for |mu| <= 1/2, |w| <= 2: Temme's series.
-void KTemme(double mu, cplx w, cplx &k0, cplx &k1)
+// exp(w) K(mu, w) and exp(w) K(mu + 1, w), times 2^-exponent, for |mu| <= 1/2 and small |w|:
+// Temme's series.
+void KTemme(double mu, cplx w, cplx &k0, cplx &k1, int &exponent)
 {
     const cplx half = 0.5 * w;
     const double pimu = kxPi * mu;
@@ -143,9 +149,12 @@ void KTemme(double mu, cplx w, cplx &k0, cplx &k1)
         if (std::abs(del) < std::abs(sum) * kEps)
             break;
     }
-    const cplx grow = std::exp(w);
+    // For tiny |w| the factor 2/w would take K(mu + 1) past the double range: both values
+    // come back as mantissas of a binary exponent.
+    exponent = std::abs(w) < kTinyW ? kRescaleBits : 0;
+    const cplx grow = std::exp(w) * std::ldexp(1.0, -exponent);
     k0 = sum * grow;
-    k1 = sum1 * 2.0 * Inv(w) * grow;
+    k1 = sum1 * grow * (2.0 * Inv(w));
 }
 
 // exp(w) K(mu, w) and exp(w) K(mu + 1, w) for |mu| <= 1/2, |w| > 2, Re w >= 0: Steed's
@@ -236,6 +245,10 @@ cplx IRatio(double nu, cplx w)
     // b_k is formed afresh at each step: adding 2/w up would drift the coefficients, and the
     // oscillating solutions are sensitive to that.
     const cplx twoOverW = 2.0 * Inv(w);
+    // For tiny |w| two levels are exact to the last bit (the next one is smaller by |w|^2),
+    // and the convergents below would overflow.
+    if (Norm1(w) < kTinyW)
+        return Inv((nu + 1.0) * twoOverW + Inv((nu + 2.0) * twoOverW));
     const int maxIter = 100000 + 4 * static_cast<int>(std::min(std::abs(w), 1e7));
     const double rescaleAt = std::ldexp(1.0, kRescaleBits);
     cplx b = (nu + 1.0) * twoOverW;
@@ -301,10 +314,11 @@ void RightHalfIK(double nu, cplx w, int n, cplx *iS, cplx *kS)
     const cplx twoOverW = 2.0 * Inv(w);
     cplx kPrev;
     cplx kCur;
+    int e = 0;
     // Temme's series loses about exp(|w| + Re w) to cancellation; Steed's fraction converges
     // slowly for small |w|. The series is used while that loss stays below exp(4).
     if (std::abs(w) + w.real() <= kTemmeBound)
-        KTemme(mu, w, kPrev, kCur);
+        KTemme(mu, w, kPrev, kCur, e);
     else
         KSteed(mu, w, kPrev, kCur);
 
@@ -318,8 +332,10 @@ void RightHalfIK(double nu, cplx w, int n, cplx *iS, cplx *kS)
         expoHeap.resize(static_cast<size_t>(n + 1));
         expo = expoHeap.data();
     }
-    const double rescaleAt = std::ldexp(1.0, kRescaleBits);
-    int e = 0;
+    // One step multiplies by at most growth; the values are brought back to about 1 whenever
+    // the next step could leave the double range.
+    const double growth = 1.0 + Norm1(twoOverW) * (nu + n + 2.0);
+    const double rescaleAt = std::ldexp(1.0, 2 * kRescaleBits / 3) / growth;
     for (int j = 0;; ++j) {
         if (j >= nl) {
             mant[j - nl] = kPrev;
@@ -327,14 +343,15 @@ void RightHalfIK(double nu, cplx w, int n, cplx *iS, cplx *kS)
             if (j - nl == n)
                 break;
         }
+        if (Norm1(kCur) > rescaleAt) {
+            const int shift = std::ilogb(Norm1(kCur));
+            kPrev = Ldexp(kPrev, -shift);
+            kCur = Ldexp(kCur, -shift);
+            e += shift;
+        }
         const cplx next = kPrev + (mu + j + 1) * twoOverW * kCur;
         kPrev = kCur;
         kCur = next;
-        if (std::fabs(kCur.real()) + std::fabs(kCur.imag()) > rescaleAt) {
-            kPrev = Ldexp(kPrev, -kRescaleBits);
-            kCur = Ldexp(kCur, -kRescaleBits);
-            e += kRescaleBits;
-        }
     }
     for (int k = 0; k < n; ++k)
         kS[k] = Ldexp(mant[k], expo[k]);
@@ -346,7 +363,7 @@ void RightHalfIK(double nu, cplx w, int n, cplx *iS, cplx *kS)
     cplx f = IRatio(nu + n - 1, w);
     for (int k = n - 1; k >= 0; --k) {
         const cplx r = Ldexp(mant[k + 1] * Inv(mant[k]), expo[k + 1] - expo[k]);
-        iS[k] = Ldexp(Inv(w * mant[k] * (r + f)), -expo[k]);
+        iS[k] = Ldexp(Inv(mant[k] * (w * (r + f))), -expo[k]);
         f = Inv((nu + k) * twoOverW + f);
     }
 }
@@ -494,6 +511,14 @@ cplx AtZero(kxBesselKind kind, double nu)
 
 bool IsFinite(cplx z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); }
 
+// From finite input a NaN can only come from arithmetic on a value that overflowed: the
+// component is infinite (its sign is lost).
+cplx Overflowed(cplx v)
+{
+    const double inf = std::numeric_limits<double>::infinity();
+    return {std::isnan(v.real()) ? inf : v.real(), std::isnan(v.imag()) ? inf : v.imag()};
+}
+
 } // namespace
 
 std::complex<double> kxBessel(kxBesselKind kind, double nu, std::complex<double> z, bool scaled)
@@ -504,9 +529,8 @@ std::complex<double> kxBessel(kxBesselKind kind, double nu, std::complex<double>
     }
     if (z == 0.0)
         return AtZero(kind, nu);
-    if (nu < 0.0)
-        return Reflected(kind, -nu, z, scaled);
-    return NonNegative(kind, nu, z, scaled);
+    return Overflowed(nu < 0.0 ? Reflected(kind, -nu, z, scaled)
+                               : NonNegative(kind, nu, z, scaled));
 }
 
 bool kxBesselSequence(kxBesselKind kind, double nu, std::complex<double> z, int n,
@@ -520,5 +544,7 @@ bool kxBesselSequence(kxBesselKind kind, double nu, std::complex<double> z, int 
         return true;
     }
     NonNegativeRun(kind, nu, z, n, out, scaled);
+    for (int k = 0; k < n; ++k)
+        out[k] = Overflowed(out[k]);
     return true;
 }

@@ -276,9 +276,16 @@ TEST(KXBesselTest, SpecialInputsAndRunArguments)
     EXPECT_TRUE(std::isnan(kxBesselJ(nan, 1.0).real()));
     EXPECT_TRUE(std::isnan(kxBesselK(1.0, cplx(1.0, nan)).imag()));
     EXPECT_TRUE(std::isnan(kxHankel1(1.0, cplx(inf, 0.0)).real()));
-    // Overflow shows as infinity, underflow as zero.
+    // Overflow shows as infinity, underflow as zero, far below the tested range too.
     EXPECT_TRUE(std::isinf(kxBesselK(50.0, 1e-7).real()));
     EXPECT_EQ(kxBesselI(50.0, 1e-7), cplx(0.0, 0.0));
+    const cplx tiny(1e-300, 1e-300);
+    EXPECT_NEAR(kxBesselJ(0.0, tiny).real(), 1.0, 1e-15);
+    const cplx k0Want = -std::log(0.5 * tiny) - 0.5772156649015329; // leading terms
+    EXPECT_LE(std::abs(kxBesselK(0.0, tiny) - k0Want), 1e-14 * std::abs(k0Want));
+    EXPECT_EQ(kxBesselJ(7.5, tiny), cplx(0.0, 0.0));
+    const cplx k2 = kxBesselK(2.0, tiny); // about 2 / tiny^2, beyond the range
+    EXPECT_TRUE(std::isinf(k2.imag()) && !std::isnan(k2.real()));
 
     cplx out[4] = {7.0, 7.0, 7.0, 7.0};
     EXPECT_FALSE(kxBesselSequence(kxBesselKind::J, 0.0, 1.0, 0, out));

@@ -23,29 +23,39 @@
 //   - z = 0 gives the limit along the positive real axis: J0 = I0 = 1, J(nu) = I(nu) = 0 for
 //     nu > 0, K = +inf, Y = -inf, H1 = J - i inf, H2 = J + i inf; for negative non-integer
 //     orders J and I are infinite with the sign of 1/Gamma(1 + nu) as well;
-//   - a value beyond the double range comes back as infinity (overflow) or zero (underflow),
-//     component by component; use the scaled form where that matters.
+//   - a value beyond the double range comes back as zero (underflow) or with infinite
+//     components (overflow; the sign of an infinite component is not meaningful). Use the
+//     scaled form where that matters. Arguments far below the tested range (down to about
+//     1e-300) still give correct finite values.
 //
 // Method (w = -i z maps the upper half-plane onto the right half-plane, where all six functions
 // come from I and K; the lower half-plane follows by conjugation, f(conj z) = conj f(z), with
 // H1 and H2 exchanged):
-//   - K(mu), K(mu + 1) for |mu| <= 1/2: Temme's series for |w| <= 2, Steed's continued
-//     fraction (the Thompson-Barnett form of the confluent hypergeometric ratio) for |w| > 2;
-//     then the forward recurrence in order, which is stable for K, with a running binary
-//     exponent so that no intermediate value overflows.
-//   - I: the ratio I(nu + 1) / I(nu) from its continued fraction (modified Lentz) at the top
-//     order, ratios at lower orders by the backward recurrence, and each I from the Wronskian
+//   - K(mu), K(mu + 1) for |mu| <= 1/2: Temme's series while |w| + Re w <= 4 (its cancellation
+//     stays below exp(4)), Steed's continued fraction (the Thompson-Barnett form) beyond; then
+//     the forward recurrence in order, which is stable for K, carrying a binary exponent so
+//     that no intermediate value overflows.
+//   - I: the ratio I(nu + 1) / I(nu) at the top order, from Hankel's asymptotic expansion when
+//     |w| >= 35 and (nu + 2)^2 <= |w|, otherwise from its continued fraction (depth found from
+//     the forward convergents, value by the backward recurrence, which is stable for I); the
+//     ratios at lower orders by the backward recurrence; each I from the Wronskian
 //     I(nu) K(nu + 1) + I(nu + 1) K(nu) = 1/w.
 //   - Re z < 0: I(-w) = exp(i nu pi) I(w), K(-w) = exp(-i nu pi) K(w) - i pi I(w) (upper side).
 //   - J = exp(i nu pi/2) I(w), H1 = (2 / (i pi)) exp(-i nu pi/2) K(w), Y = i (J - H1),
 //     H2 = 2 J - H1 for Im z >= 0.
-// The continued fraction for the I ratio needs about |z| + nu terms, so the cost grows
-// linearly with |z| (a few microseconds at |z| = 1000).
+// Cost: about 0.1 to 1 microsecond per value for |z| up to a few tens; where the continued
+// fraction is needed (order above sqrt|z|) it takes about |z| + nu steps, some 10 to 40
+// microseconds at |z| = 1000, nu = 50. A run of n orders costs little more than one order.
 //
-// Accuracy, measured against 30-digit references on orders -10.6 to 50 and |z| from 1e-6 to
-// 1e3 in all four quadrants and on the axes, is given in kxBesselAccuracy below as the worst
-// error found, relative to max(|f|, |f'(z)| min(1, |z| / (|nu| + 1))) - that is relative
-// away from zeros and absolute (on the local scale of the function) near them.
+// Accuracy. Errors are measured relative to max(|f|, |f'(z)| min(1, |z| / (|nu| + 1))) of the
+// scaled function: relative away from zeros, absolute on the local scale of the function near
+// them. Against 30-digit references (5,712 values in the tests on orders -10.6 to 50, |z| from
+// 1e-6 to 1e3 on the axes and in every quadrant, plus 17,635 values at random orders -5 to 55
+// and random points of the same range checked once while developing) the worst errors found,
+// plain and scaled alike, were
+//     J 6.4e-14   Y 4.7e-14   I 6.4e-14   K 1.1e-14   H1 1.1e-14   H2 1.2e-13
+// with the largest at |z| near 1000 on or near the real axis. The tests hold every value to
+// kxBesselAccuracy = 1e-12.
 #ifndef KX_NUMERICS_KXBESSEL_H
 #define KX_NUMERICS_KXBESSEL_H
 
@@ -61,8 +71,9 @@ enum class kxBesselKind {
     H2
 };
 
-/// Worst error measured against the reference values (see the header comment): every family
-/// stays within this bound on the tested range.
+/// The error bound that the tests hold every family to on the tested range (orders to 50,
+/// 1e-6 <= |z| <= 1e3); the worst errors actually found are an order of magnitude smaller
+/// (see the header comment).
 constexpr double kxBesselAccuracy = 1e-12;
 
 /// C(nu, z) for kind C, plain or scaled.
