@@ -146,7 +146,7 @@ void KTemme(double mu, cplx w, cplx &k0, cplx &k1, int &exponent)
         const cplx del = c * ff;
         sum += del;
         sum1 += c * (p - di * ff);
-        if (std::abs(del) < std::abs(sum) * kEps)
+        if (Norm1(del) < Norm1(sum) * kEps)
             break;
     }
     // For tiny |w| the factor 2/w would take K(mu + 1) past the double range: both values
