@@ -523,11 +523,11 @@ cplx Overflowed(cplx v)
 
 std::complex<double> kxBessel(kxBesselKind kind, double nu, std::complex<double> z, bool scaled)
 {
-    if (!std::isfinite(nu) || !IsFinite(z)) {
+    if (!(std::fabs(nu) <= kxBesselMaxOrder) || !IsFinite(z)) {
         const double nan = std::numeric_limits<double>::quiet_NaN();
         return {nan, nan};
     }
-    if (z == 0.0)
+    if (std::abs(z) < kxBesselMinArgument)
         return AtZero(kind, nu);
     return Overflowed(nu < 0.0 ? Reflected(kind, -nu, z, scaled)
                                : NonNegative(kind, nu, z, scaled));
@@ -538,7 +538,8 @@ bool kxBesselSequence(kxBesselKind kind, double nu, std::complex<double> z, int 
 {
     if (n < 1 || !out)
         return false;
-    if (nu < 0.0 || z == 0.0 || !std::isfinite(nu) || !IsFinite(z)) {
+    if (nu < 0.0 || std::abs(z) < kxBesselMinArgument || !(nu + n <= kxBesselMaxOrder) ||
+        !IsFinite(z)) {
         for (int k = 0; k < n; ++k)
             out[k] = kxBessel(kind, nu + k, z, scaled);
         return true;

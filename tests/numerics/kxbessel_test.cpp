@@ -276,6 +276,8 @@ TEST(KXBesselTest, SpecialInputsAndRunArguments)
     EXPECT_TRUE(std::isnan(kxBesselJ(nan, 1.0).real()));
     EXPECT_TRUE(std::isnan(kxBesselK(1.0, cplx(1.0, nan)).imag()));
     EXPECT_TRUE(std::isnan(kxHankel1(1.0, cplx(inf, 0.0)).real()));
+    EXPECT_TRUE(std::isnan(kxBesselY(2e6, 1.0).real()));
+    EXPECT_EQ(kxBesselK(0.5, cplx(-1e-320, 0.0)), cplx(inf, 0.0)); // below 1e-300: as at 0
     // Overflow shows as infinity, underflow as zero, far below the tested range too.
     EXPECT_TRUE(std::isinf(kxBesselK(50.0, 1e-7).real()));
     EXPECT_EQ(kxBesselI(50.0, 1e-7), cplx(0.0, 0.0));

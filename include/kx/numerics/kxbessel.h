@@ -19,14 +19,16 @@
 //         H1 times exp(-i z);  H2 times exp(i z).
 //
 // Special inputs (the global error record is never touched; these are values, not errors)
-//   - a NaN or infinite order or argument gives NaN + i NaN;
-//   - z = 0 gives the limit along the positive real axis: J0 = I0 = 1, J(nu) = I(nu) = 0 for
+//   - a NaN or infinite argument, or an order that is NaN or beyond +-kxBesselMaxOrder (1e6),
+//     gives NaN + i NaN;
+//   - z = 0, and any |z| below kxBesselMinArgument (1e-300), gives the limit at 0 along the
+//     positive real axis: J0 = I0 = 1, J(nu) = I(nu) = 0 for
 //     nu > 0, K = +inf, Y = -inf, H1 = J - i inf, H2 = J + i inf; for negative non-integer
 //     orders J and I are infinite with the sign of 1/Gamma(1 + nu) as well;
 //   - a value beyond the double range comes back as zero (underflow) or with infinite
 //     components (overflow; the sign of an infinite component is not meaningful). Use the
-//     scaled form where that matters. Arguments far below the tested range (down to about
-//     1e-300) still give correct finite values.
+//     scaled form where that matters. Arguments far below the tested range, down to 1e-300,
+//     still give correct finite values.
 //
 // Method (w = -i z maps the upper half-plane onto the right half-plane, where all six functions
 // come from I and K; the lower half-plane follows by conjugation, f(conj z) = conj f(z), with
@@ -75,6 +77,12 @@ enum class kxBesselKind {
 /// 1e-6 <= |z| <= 1e3); the worst errors actually found are an order of magnitude smaller
 /// (see the header comment).
 constexpr double kxBesselAccuracy = 1e-12;
+
+/// Orders beyond +-kxBesselMaxOrder give NaN (the cost grows linearly with the order).
+constexpr double kxBesselMaxOrder = 1e6;
+
+/// Arguments with |z| below this are taken as 0 (see the special inputs above).
+constexpr double kxBesselMinArgument = 1e-300;
 
 /// C(nu, z) for kind C, plain or scaled.
 std::complex<double> kxBessel(kxBesselKind kind, double nu, std::complex<double> z,
