@@ -289,7 +289,8 @@ cplx IRatio(double nu, cplx w)
     return yNext * Inv(yCur);
 }
 
-// Scratch space that stays on the stack for the usual short runs.
+// n values of scratch space, on the stack for the usual short runs.
+template <class T>
 class Scratch {
 public:
     explicit Scratch(int n)
@@ -297,12 +298,12 @@ public:
         if (n > kLocal)
             heap_.resize(static_cast<size_t>(n));
     }
-    cplx *Data() { return heap_.empty() ? local_ : heap_.data(); }
+    T *Data() { return heap_.empty() ? local_ : heap_.data(); }
 
 private:
-    static constexpr int kLocal = 40;
-    cplx local_[kLocal];
-    std::vector<cplx> heap_;
+    static constexpr int kLocal = 41;
+    T local_[kLocal];
+    std::vector<T> heap_;
 };
 
 // For Re w >= 0, nu >= 0, |w| > 0: kS[k] = exp(w) K(nu + k, w) and, when iS is not null,
@@ -323,15 +324,10 @@ void RightHalfIK(double nu, cplx w, int n, cplx *iS, cplx *kS)
         KSteed(mu, w, kPrev, kCur);
 
     // Mantissas and binary exponents of K at orders nu .. nu + n.
-    Scratch mantStore(n + 1);
+    Scratch<cplx> mantStore(n + 1);
+    Scratch<int> expoStore(n + 1);
     cplx *mant = mantStore.Data();
-    std::vector<int> expoHeap;
-    int expoLocal[41];
-    int *expo = expoLocal;
-    if (n + 1 > 41) {
-        expoHeap.resize(static_cast<size_t>(n + 1));
-        expo = expoHeap.data();
-    }
+    int *expo = expoStore.Data();
     // One step multiplies by at most growth; the values are brought back to about 1 whenever
     // the next step could leave the double range.
     const double growth = 1.0 + Norm1(twoOverW) * (nu + n + 2.0);
@@ -372,8 +368,8 @@ void RightHalfIK(double nu, cplx w, int n, cplx *iS, cplx *kS)
 // cut included), plain or scaled.
 void UpperRun(kxBesselKind kind, double nu, cplx z, int n, cplx *out, bool scaled)
 {
-    Scratch iStore(n);
-    Scratch kStore(n);
+    Scratch<cplx> iStore(n);
+    Scratch<cplx> kStore(n);
     cplx *iS = iStore.Data();
     cplx *kS = kStore.Data();
     const cplx i1(0.0, 1.0);
