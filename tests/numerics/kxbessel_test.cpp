@@ -192,6 +192,20 @@ TEST(KXBesselTest, RecurrencesAndRunsAgreeWithSingleCalls)
     }
 }
 
+TEST(KXBesselTest, LongRunsMatchSingleCalls)
+{
+    // Runs longer than the stack buffers, across the turning point nu = |z|.
+    const cplx z(30.0, 4.0);
+    std::vector<cplx> run(60);
+    for (kxBesselKind kind : {kxBesselKind::J, kxBesselKind::K, kxBesselKind::H2}) {
+        ASSERT_TRUE(kxBesselSequence(kind, 0.25, z, 60, run.data()));
+        for (int k = 0; k < 60; ++k) {
+            const cplx single = kxBessel(kind, 0.25 + k, z);
+            EXPECT_LE(std::abs(run[k] - single), 1e-13 * std::abs(single)) << int(kind) << " " << k;
+        }
+    }
+}
+
 TEST(KXBesselTest, Wronskians)
 {
     std::mt19937 gen(4);
