@@ -3,6 +3,8 @@
 #define KX_NUMERICS_H
 
 #include "kx/numerics/Splinfit.h"
+#include "kx/numerics/cxcuberoot.h"
+#include "kx/numerics/kxbessel.h"
 #include "kx/numerics/kxfft.h"
 #include "kx/numerics/kxfunction.h"
 #include "kx/numerics/kxlevmar.h"
