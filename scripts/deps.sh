@@ -3,7 +3,7 @@
 set -euo pipefail
 pkgs=(build-essential cmake ninja-build pkg-config git
       libgtest-dev libgmock-dev libbenchmark-dev
-      libpcre2-dev libpolyclipping-dev libboost-dev libmuparser-dev
+      libpcre2-dev libpolyclipping-dev libyaml-cpp-dev libboost-dev libmuparser-dev
       clang libclang-rt-14-dev)
 missing=()
 for p in "${pkgs[@]}"; do
