@@ -23,9 +23,15 @@ void Locate(const char *file, int line)
     error.reset();
     while (!why.empty() && (why.back() == '\n' || why.back() == '\r'))
         why.pop_back();
-    for (char &c : why)
-        if (c == '\r' || c == '\n')
-            c = ' ';
+    std::string flat;
+    for (char c : why) {
+        const bool lineEnd = c == '\r' || c == '\n';
+        if (!lineEnd)
+            flat += c;
+        else if (flat.empty() || flat.back() != ' ')
+            flat += ' ';
+    }
+    why = flat;
     error.Raise(code, "%s:%d: %s\n", file, line, why.c_str());
 }
 

@@ -484,7 +484,7 @@ static bool kxReadMaterialTableBlock(kxMaterialReader &outer, const std::string 
         if (reader.AtChild())
             return reader.Fail("a table holds no nested block");
         std::vector<double> row;
-        if (!reader.Numbers(0, columns, row))
+        if (!reader.Numbers(0, 0, row))
             return false;
         if (row.size() != columns)
             return reader.Fail("a row of table \"%s\" holds %zu numbers", which.c_str(), columns);
@@ -510,9 +510,12 @@ static bool kxReadMaterialTableBlock(kxMaterialReader &outer, const std::string 
     return ok || outer.Fail("table \"%s\" could not be set", which.c_str());
 }
 
-bool kxDatabaseMaterial::ReadChild(kxMaterialReader &reader, TextBlock &)
+bool kxDatabaseMaterial::ReadChild(kxMaterialReader &reader, TextBlock &child)
 {
-    return kxReadMaterialTableBlock(reader, reader.ChildText(), *this);
+    if (!kxReadMaterialTableBlock(reader, reader.ChildText(), *this))
+        return false;
+    tableTexts_[child.getName()] = reader.ChildText();
+    return true;
 }
 
 bool kxDatabaseMaterial::FinishRead(kxMaterialReader &reader)
@@ -524,10 +527,12 @@ bool kxDatabaseMaterial::FinishRead(kxMaterialReader &reader)
 
 namespace {
 
-void WriteTable(TextBlock &tb, const char *name, const kxMaterialTable &a, const kxMaterialTable *b)
+void WriteTable(TextBlock &tb, const char *name, const kxMaterialTable &a, const kxMaterialTable *b,
+                const std::map<std::string, std::string> &previous)
 {
     TextBlock t;
-    t.StartWrite(kTableSig, name);
+    const auto it = previous.find(name);
+    t.StartWrite(kTableSig, name, it == previous.end() ? nullptr : it->second.c_str());
     for (int i = 0; i < a.Count(); ++i) {
         std::string row = kxMaterialNumber(a.Lambda(i)) + " " + kxMaterialNumber(a.Value(i));
         if (b)
@@ -558,13 +563,13 @@ void kxDatabaseMaterial::WriteBody(TextBlock &tb) const
         tb.writeline("formula %d %s %s %s", formula_, kxMaterialNumber(formulaLo_).c_str(),
                      kxMaterialNumber(formulaHi_).c_str(), Join(coef_).c_str());
     if (!n_.Empty() && !k_.Empty() && SameGrid(n_, k_)) {
-        WriteTable(tb, "nk", n_, &k_);
+        WriteTable(tb, "nk", n_, &k_, tableTexts_);
         return;
     }
     if (!n_.Empty())
-        WriteTable(tb, "n", n_, nullptr);
+        WriteTable(tb, "n", n_, nullptr, tableTexts_);
     if (!k_.Empty())
-        WriteTable(tb, "k", k_, nullptr);
+        WriteTable(tb, "k", k_, nullptr, tableTexts_);
 }
 
 // ---------------------------------------------------------------------------------------------

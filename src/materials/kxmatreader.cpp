@@ -45,7 +45,7 @@ bool kxParseFinite(const std::string &text, double &value)
 
 kxMaterialReader::kxMaterialReader(const std::string &text, const char *file, int firstLine,
                                    kxNameSpace *ns)
-    : text_(text), file_(file ? file : ""), ns_(ns), line_(firstLine)
+    : text_(text), file_(file ? file : ""), ns_(ns), line_(firstLine), firstLine_(firstLine)
 {
     pos_ = text_.size();
     bodyEnd_ = text_.size();

@@ -34,6 +34,12 @@ public:
     [[nodiscard]] const char *File() const { return file_.c_str(); }
     [[nodiscard]] kxNameSpace *NameSpace() const { return ns_; }
 
+    /// Makes the block's header line the current line (for problems of the whole block).
+    void AtHeader()
+    {
+        line_ = firstLine_;
+        atChild_ = false;
+    }
     /// Raises "<file>:<line>: <problem>" and returns false.
     bool Fail(const char *fmt, ...) KX_PRINTF_LIKE(2, 3);
     /// Word i as a finite number; false with a message otherwise.
@@ -52,6 +58,7 @@ private:
     size_t pos_ = 0;
     size_t bodyEnd_ = 0;
     int line_ = 0;
+    int firstLine_ = 0;
     int childLine_ = 0; ///< the line of the current nested block's header
     bool atChild_ = false;
     std::string childText_;

@@ -11,6 +11,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 const TBlockSig kxMaterialSig{"kxMaterial", 1, 0};
@@ -36,8 +37,13 @@ bool Finite(const std::complex<double> &z)
 
 std::string kxMaterialNumber(double value)
 {
+    // The shortest of "%.15g", "%.16g" and "%.17g" that reads back exactly.
     char buf[40];
-    std::snprintf(buf, sizeof buf, "%.17g", value);
+    for (int digits = 15; digits <= 17; ++digits) {
+        std::snprintf(buf, sizeof buf, "%.*g", digits, value);
+        if (std::strtod(buf, nullptr) == value)
+            break;
+    }
     return buf;
 }
 
@@ -328,7 +334,10 @@ kxMaterial *kxMaterial::ReadTB(TextBlock &tb, const char *file, int firstLine, k
         if (!handled && !m->ReadKey(reader, key))
             return nullptr;
     }
-    if (error || !m->FinishRead(reader))
+    if (error)
+        return nullptr;
+    reader.AtHeader();
+    if (!m->FinishRead(reader))
         return nullptr;
     m->blockText_ = text;
     return m.release();

@@ -40,6 +40,7 @@
 #include "kx/expressions/kxfnparser.h"
 #include "kx/materials/materb.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -211,6 +212,8 @@ private:
     kxMaterialTable n_, k_;
     kxMaterialTable::Interpolation mode_ = kxMaterialTable::Spline;
     KXString comments_;
+    /// The text each table block ("n", "k", "nk") was read from, for its comments.
+    std::map<std::string, std::string> tableTexts_;
 };
 
 // ---------------------------------------------------------------------------------------------

@@ -176,7 +176,7 @@ private:
 /// Quotes text for a body line: between double quotes, with '"' and '\\' escaped and every
 /// second '/' of "//" written "\/" so that the text is never taken for a comment.
 [[nodiscard]] std::string kxQuoteMaterialText(const std::string &text);
-/// A number in the form that reads back exactly ("%.17g").
+/// A number in the shortest form that reads back exactly (at most 17 digits).
 [[nodiscard]] std::string kxMaterialNumber(double value);
 
 #endif
