@@ -146,9 +146,9 @@ bool ReadFormula(const YAML::Node &entry, int type, kxDatabaseMaterial &m, FileP
         return false;
     if (const char *problem = kxDatabaseFormulaProblem(type, c))
         return fp.Fail(LineOf(coef), "%s", problem);
-    YAML::Node range = entry["wavelength_range"];
-    if (!range)
-        range = entry["range"];
+    // yaml-cpp: assigning to a node that was not found is refused, so each lookup is its own.
+    const YAML::Node newer = entry["wavelength_range"];
+    const YAML::Node range = newer ? newer : entry["range"];
     if (!range)
         return fp.Fail(LineOf(entry), "formula %d has no \"wavelength_range\"", type);
     std::vector<double> r;
