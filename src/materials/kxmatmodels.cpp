@@ -323,7 +323,7 @@ bool kxDatabaseMaterial::SetFormula(int type, std::vector<double> coefficients, 
     coef_ = std::move(coefficients);
     formulaLo_ = lo;
     formulaHi_ = hi;
-    ResetExtrapolationWarning();
+    UpdateRange();
     return true;
 }
 
@@ -424,10 +424,10 @@ void kxDatabaseMaterial::CoreDerivatives(double lambda, double, double, kxIndexD
     FromJet(n, d);
 }
 
-void kxDatabaseMaterial::Range(double, double &lo, double &hi) const
+void kxDatabaseMaterial::UpdateRange()
 {
-    lo = 0.0;
-    hi = std::numeric_limits<double>::infinity();
+    double lo = 0.0;
+    double hi = std::numeric_limits<double>::infinity();
     if (formula_ != 0) {
         lo = formulaLo_;
         hi = formulaHi_;
@@ -438,6 +438,27 @@ void kxDatabaseMaterial::Range(double, double &lo, double &hi) const
         lo = std::max(lo, t->First());
         hi = std::min(hi, t->Last());
     }
+    SetRange(lo, hi);
+}
+
+bool kxDatabaseMaterial::SetNTable(std::vector<double> lambda, std::vector<double> n)
+{
+    kxMaterialTable t;
+    if (!t.Set(std::move(lambda), std::move(n), mode_))
+        return false;
+    n_ = std::move(t);
+    UpdateRange();
+    return true;
+}
+
+bool kxDatabaseMaterial::SetKTable(std::vector<double> lambda, std::vector<double> k)
+{
+    kxMaterialTable t;
+    if (!t.Set(std::move(lambda), std::move(k), mode_))
+        return false;
+    k_ = std::move(t);
+    UpdateRange();
+    return true;
 }
 
 bool kxDatabaseMaterial::ReadKey(kxMaterialReader &reader, const std::string &key)
@@ -501,12 +522,11 @@ static bool kxReadMaterialTableBlock(kxMaterialReader &outer, const std::string 
         return false;
     if (l.size() < 2)
         return outer.Fail("table \"%s\" needs at least 2 rows", which.c_str());
-    const auto mode = m.GetInterpolation();
     bool ok = true;
     if (which == "k")
-        ok = m.KTable().Set(l, a, mode);
+        ok = m.SetKTable(l, a);
     else
-        ok = m.NTable().Set(l, a, mode) && (columns == 2 || m.KTable().Set(l, b, mode));
+        ok = m.SetNTable(l, a) && (columns == 2 || m.SetKTable(l, b));
     return ok || outer.Fail("table \"%s\" could not be set", which.c_str());
 }
 
@@ -712,6 +732,7 @@ kxAlloyMaterial::kxAlloyMaterial(kxMaterial *a, kxMaterial *b, double bowing)
         a_->SetName(KXString("A"));
     if (b_)
         b_->SetName(KXString("B"));
+    UpdateRange();
 }
 
 kxAlloyMaterial::kxAlloyMaterial(const kxAlloyMaterial &other)
@@ -720,10 +741,10 @@ kxAlloyMaterial::kxAlloyMaterial(const kxAlloyMaterial &other)
 {
 }
 
-void kxAlloyMaterial::Range(double, double &lo, double &hi) const
+void kxAlloyMaterial::UpdateRange()
 {
-    lo = 0.0;
-    hi = std::numeric_limits<double>::infinity();
+    double lo = 0.0;
+    double hi = std::numeric_limits<double>::infinity();
     for (const auto *m : {a_.get(), b_.get()}) {
         if (!m)
             continue;
@@ -732,6 +753,7 @@ void kxAlloyMaterial::Range(double, double &lo, double &hi) const
         lo = std::max(lo, l);
         hi = std::min(hi, h);
     }
+    SetRange(lo, hi);
 }
 
 cx kxAlloyMaterial::Core(double lambda, double T, double x) const
@@ -773,6 +795,7 @@ bool kxAlloyMaterial::ReadChild(kxMaterialReader &reader, TextBlock &child)
     if (slot)
         return reader.Fail("end member \"%s\" is given twice", which.c_str());
     slot.reset(kxMaterial::ReadTB(child, reader.File(), reader.ChildLine(), reader.NameSpace()));
+    UpdateRange();
     return slot != nullptr;
 }
 

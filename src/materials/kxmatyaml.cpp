@@ -161,8 +161,7 @@ bool ReadFormula(const YAML::Node &entry, int type, kxDatabaseMaterial &m, FileP
     return true;
 }
 
-bool ReadEntry(const YAML::Node &entry, kxDatabaseMaterial &m, FileProblems &fp,
-               kxMaterialTable::Interpolation mode)
+bool ReadEntry(const YAML::Node &entry, kxDatabaseMaterial &m, FileProblems &fp)
 {
     if (!entry.IsMap())
         return fp.Fail(LineOf(entry), "each entry of \"DATA\" must be a map");
@@ -200,10 +199,9 @@ bool ReadEntry(const YAML::Node &entry, kxDatabaseMaterial &m, FileProblems &fp,
         return false;
     bool ok = true;
     if (type == "tabulated k")
-        ok = m.KTable().Set(rows.lambda, rows.a, mode);
+        ok = m.SetKTable(rows.lambda, rows.a);
     else
-        ok = m.NTable().Set(rows.lambda, rows.a, mode) &&
-             (columns == 2 || m.KTable().Set(rows.lambda, rows.b, mode));
+        ok = m.SetNTable(rows.lambda, rows.a) && (columns == 2 || m.SetKTable(rows.lambda, rows.b));
     return ok || fp.Fail(LineOf(data), "the table could not be used");
 }
 
@@ -228,7 +226,7 @@ kxDatabaseMaterial *ParseYAML(const std::string &text, FileProblems &fp,
     if (const YAML::Node comments = root["COMMENTS"]; comments && comments.IsScalar())
         m->SetComments(KXString(comments.Scalar().c_str()));
     for (const YAML::Node &entry : data)
-        if (!ReadEntry(entry, *m, fp, mode))
+        if (!ReadEntry(entry, *m, fp))
             return nullptr;
     if (!m->HasN()) {
         fp.Fail(LineOf(data), "the file gives no n (a formula or a table of n)");
@@ -351,8 +349,8 @@ kxDatabaseMaterial *kxParseTableText(const std::string &text, const char *fileNa
         return nullptr;
     auto m = std::make_unique<kxDatabaseMaterial>();
     m->SetInterpolation(mode);
-    if (!m->NTable().Set(rows.lambda, rows.a, mode) ||
-        (!rows.b.empty() && !m->KTable().Set(rows.lambda, rows.b, mode))) {
+    if (!m->SetNTable(rows.lambda, rows.a) ||
+        (!rows.b.empty() && !m->SetKTable(rows.lambda, rows.b))) {
         fp.Fail(1, "the table could not be used");
         return nullptr;
     }

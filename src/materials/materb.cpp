@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 const TBlockSig kxMaterialSig{"kxMaterial", 1, 0};
@@ -118,7 +119,9 @@ bool kxMaterial::CheckArguments(double lambda, double T, double x)
                     name_.c_str(), x);
         return false;
     }
-    if (!warned_ && !IsInRange(lambda, x)) {
+    const bool inside =
+        rangeVaries_ ? IsInRange(lambda, x) : (lambda >= rangeLo_ && lambda <= rangeHi_);
+    if (!warned_ && !inside) {
         double lo = 0, hi = 0;
         Range(x, lo, hi);
         kxWarningLog("material \"%s\": %g um is outside the validity range %g - %g um; the "
@@ -241,7 +244,12 @@ bool kxMaterial::ReadChild(kxMaterialReader &reader, TextBlock &)
 
 void kxMaterial::WriteTB(TextBlock &tb) const
 {
-    tb.StartWrite(kxMaterialSig, name_.c_str(), blockText_.empty() ? nullptr : blockText_.c_str());
+    // A name cannot hold a double quote or a line end in a header: those are written as '_'.
+    std::string name = name_.c_str();
+    for (char &c : name)
+        if (c == '"' || c == '\r' || c == '\n')
+            c = '_';
+    tb.StartWrite(kxMaterialSig, name.c_str(), blockText_.empty() ? nullptr : blockText_.c_str());
     tb.writeline("model %s", ModelName());
     if (!source_.Empty())
         tb.writeline("source %s", kxQuoteMaterialText(source_.c_str()).c_str());
@@ -315,8 +323,14 @@ kxMaterial *kxMaterial::ReadTB(TextBlock &tb, const char *file, int firstLine, k
         reader.Fail("unknown material model \"%.60s\"", reader.Words()[1].c_str());
         return nullptr;
     }
-    if (tb.getName())
+    if (tb.getName()) {
+        if (std::strpbrk(tb.getName(), "\r\n")) {
+            reader.AtHeader();
+            reader.Fail("the name of a material must end on its header line");
+            return nullptr;
+        }
         m->name_ = KXString(tb.getName());
+    }
     while (reader.Next()) {
         if (reader.AtChild()) {
             TextBlock child;

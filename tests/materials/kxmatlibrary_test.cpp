@@ -151,8 +151,8 @@ TEST(kxMaterialLibraryTest, MaterialsSurviveWriteAndRead)
         ASSERT_TRUE(lib.Add(kxNewBuiltinMaterial(name.c_str())));
     auto *table = new kxDatabaseMaterial();
     table->SetName(KXString("split"));
-    ASSERT_TRUE(table->NTable().Set({0.5, 0.9, 1.7}, {1.7, 1.65, 1.6}, kxMaterialTable::Spline));
-    ASSERT_TRUE(table->KTable().Set({0.6, 1.1}, {1e-3, 1e-4}, kxMaterialTable::Spline));
+    ASSERT_TRUE(table->SetNTable({0.5, 0.9, 1.7}, {1.7, 1.65, 1.6}));
+    ASSERT_TRUE(table->SetKTable({0.6, 1.1}, {1e-3, 1e-4}));
     ASSERT_TRUE(lib.Add(table));
     // Names are unique.
     EXPECT_FALSE(lib.Add(kxNewBuiltinMaterial("Si")));
@@ -255,6 +255,8 @@ TEST(kxMaterialLibraryTest, EveryProblemNamesFileAndLine)
          "f.mat:5: \"x\" is not a finite number\n"},
         {std::string(head) + "  model oscillator\n  E0 3\n  Ed 30\nend\n",
          "f.mat:1: an oscillator material needs \"E0\", \"Ed\" and \"Eg\"\n"},
+        {"begin <kxMaterial(1.0)> \"open name\n  model constant\nend\n",
+         "f.mat:1: the name of a material must end on its header line\n"},
         {std::string(head) + "  model constant\nend\n// c\n" + head + "  model constant\nend\n",
          "f.mat:5: material \"m\" is defined twice\n"},
     };

@@ -156,8 +156,8 @@ TEST(kxMaterialModelsTest, TabulatedNAndK)
         k.push_back(1e-3 * lam);
     }
     kxDatabaseMaterial spline;
-    ASSERT_TRUE(spline.NTable().Set(l, n, kxMaterialTable::Spline));
-    ASSERT_TRUE(spline.KTable().Set(l, k, kxMaterialTable::Spline));
+    ASSERT_TRUE(spline.SetNTable(l, n));
+    ASSERT_TRUE(spline.SetKTable(l, k));
     EXPECT_DOUBLE_EQ(spline.Index(l[10]).real(), n[10]) << "the spline passes through the table";
     EXPECT_NEAR(spline.Index(1.01).real(), 1.5 + 0.01 / (1.01 * 1.01), 1e-8);
     EXPECT_NEAR(spline.Index(1.01).imag(), 1.01e-3, 1e-12);
@@ -171,7 +171,8 @@ TEST(kxMaterialModelsTest, TabulatedNAndK)
     EXPECT_NE(warnings.Take(), "");
 
     kxDatabaseMaterial linear;
-    ASSERT_TRUE(linear.NTable().Set(l, n, kxMaterialTable::Linear));
+    linear.SetInterpolation(kxMaterialTable::Linear);
+    ASSERT_TRUE(linear.SetNTable(l, n));
     EXPECT_NEAR(linear.Index(0.41).real(), 0.5 * (n[0] + n[1]), 1e-15);
     ASSERT_TRUE(linear.Derivatives(0.41, 300, 0, d));
     EXPECT_NEAR(d.dn.real(), (n[1] - n[0]) / 0.02, 1e-9);
@@ -182,7 +183,7 @@ TEST(kxMaterialModelsTest, TabulatedNAndK)
     // The range is the overlap of the parts.
     kxDatabaseMaterial mixed;
     ASSERT_TRUE(mixed.SetFormula(5, {1.5}, 0.3, 1.5));
-    ASSERT_TRUE(mixed.KTable().Set(l, k, kxMaterialTable::Linear));
+    ASSERT_TRUE(mixed.SetKTable(l, k));
     double lo, hi;
     mixed.Range(0, lo, hi);
     EXPECT_EQ(lo, 0.4);

@@ -180,9 +180,10 @@ public:
     [[nodiscard]] const std::vector<double> &FormulaCoefficients() const { return coef_; }
     [[nodiscard]] double FormulaLo() const { return formulaLo_; }
     [[nodiscard]] double FormulaHi() const { return formulaHi_; }
-    /// Tables; Set on the returned table (then call TablesChanged is not needed).
-    [[nodiscard]] kxMaterialTable &NTable() { return n_; }
-    [[nodiscard]] kxMaterialTable &KTable() { return k_; }
+    /// Sets the table of n (or of k) with the material's interpolation; false when the table
+    /// cannot be used (see kxMaterialTable::Set), leaving the old one.
+    [[nodiscard]] bool SetNTable(std::vector<double> lambda, std::vector<double> n);
+    [[nodiscard]] bool SetKTable(std::vector<double> lambda, std::vector<double> k);
     [[nodiscard]] const kxMaterialTable &NTable() const { return n_; }
     [[nodiscard]] const kxMaterialTable &KTable() const { return k_; }
     void SetInterpolation(kxMaterialTable::Interpolation mode);
@@ -191,7 +192,6 @@ public:
     [[nodiscard]] const KXString &GetComments() const { return comments_; }
     void SetComments(const KXString &text) { comments_ = text; }
 
-    void Range(double x, double &lo, double &hi) const override;
     [[nodiscard]] bool ReadKey(kxMaterialReader &reader, const std::string &key) override;
     [[nodiscard]] bool ReadChild(kxMaterialReader &reader, TextBlock &child) override;
     [[nodiscard]] bool FinishRead(kxMaterialReader &reader) override;
@@ -205,6 +205,8 @@ protected:
 private:
     template <class S>
     S FormulaLaw(const S &lambda, bool &squared) const;
+    /// Stores the overlap of the parts' ranges as the material's range.
+    void UpdateRange();
 
     int formula_ = 0;
     std::vector<double> coef_;
@@ -262,7 +264,6 @@ public:
     [[nodiscard]] const char *ModelName() const override { return "alloy"; }
     [[nodiscard]] double GetBowing() const { return bowing_; }
 
-    void Range(double x, double &lo, double &hi) const override;
     [[nodiscard]] bool ReadKey(kxMaterialReader &reader, const std::string &key) override;
     [[nodiscard]] bool ReadChild(kxMaterialReader &reader, TextBlock &child) override;
     [[nodiscard]] bool FinishRead(kxMaterialReader &reader) override;
@@ -274,6 +275,9 @@ protected:
     [[nodiscard]] bool UsesStoredRange() const override { return false; }
 
 private:
+    /// Stores the overlap of the end members' ranges as the alloy's range.
+    void UpdateRange();
+
     std::unique_ptr<kxMaterial> a_, b_;
     double bowing_ = 0.0;
 };
@@ -282,11 +286,12 @@ private:
 /// The modified single-effective-oscillator model with composition-dependent E0, Ed and Eg.
 class kxOscillatorMaterial : public kxMaterial {
 public:
-    kxOscillatorMaterial() = default;
+    kxOscillatorMaterial() { SetRangeVaries(true); }
     /// Polynomial coefficients in x (constant first), all in eV.
     kxOscillatorMaterial(std::vector<double> e0, std::vector<double> ed, std::vector<double> eg)
         : e0_(std::move(e0)), ed_(std::move(ed)), eg_(std::move(eg))
     {
+        SetRangeVaries(true);
     }
     [[nodiscard]] kxMaterial *newCopy() const override { return new kxOscillatorMaterial(*this); }
     [[nodiscard]] const char *ModelName() const override { return "oscillator"; }

@@ -151,6 +151,9 @@ protected:
     virtual void WriteBody(TextBlock &tb) const = 0;
     /// True for models whose range is the stored one (written as "range lo hi").
     [[nodiscard]] virtual bool UsesStoredRange() const { return true; }
+    /// Models whose Range depends on the composition say so; the others keep their range in
+    /// the stored one (SetRange), which evaluation then tests without a virtual call.
+    void SetRangeVaries(bool varies) { rangeVaries_ = varies; }
 
     /// Checks the arguments and warns about extrapolation; false with the error set.
     [[nodiscard]] bool CheckArguments(double lambda, double T, double x);
@@ -169,6 +172,7 @@ private:
     double dndT_ = 0.0;
     double d2ndT2_ = 0.0;
     bool warned_ = false;
+    bool rangeVaries_ = false;
     std::string blockText_;
 };
 
