@@ -7,7 +7,8 @@
 // child nodes (kxTestNode or kxTestLeaf). The preload pass defines each variable line's
 // variable in the node's namespace (marking it preloaded); the real read evaluates every
 // variable line at once and keeps the values, so a formula naming a variable defined later in
-// the file is only right when the preload pass ran.
+// the file is only right when the preload pass ran. A line that is neither is kept but reported
+// as a syntax error.
 //
 // kxTestLeaf ("testLeafTB" 1.0, display "Test leaf", no suffix): a node without children that
 // keeps its body lines as text and a state-file payload.
@@ -80,6 +81,7 @@ public:
         if (!block.StartRead(Sig()))
             return false;
         block.SkipComments(false);
+        block.GotoBody();
         std::vector<std::string> found;
         ReadLines(block, found);
         kxNameSpace *ns = GetNameSpace();
@@ -106,6 +108,7 @@ public:
         if (!block.StartRead(Sig()))
             return false;
         block.SkipComments(false);
+        block.GotoBody();   // comment lines at the start of the body are kept too
         lines.clear();
         dataBlocks.clear();
         values.clear();
@@ -113,8 +116,13 @@ public:
         kxNameSpace *ns = GetNameSpace();
         for (const std::string &line : lines) {
             std::string name, formula;
-            if (!kxtest::SplitVariableLine(line, name, formula))
+            if (!kxtest::SplitVariableLine(line, name, formula)) {
+                if (line.compare(0, 2, "//") != 0)
+                    SyntaxErr("Missing equals in variable definition: %s   required format: "
+                              "name = expression\n",
+                              line.c_str());
                 continue;
+            }
             kxNamedVariable *variable = ns ? ns->GetVariableByName(name.c_str()) : nullptr;
             values.push_back(variable ? variable->GetValue()
                                       : std::complex<double>(std::nan(""), 0.0));
@@ -159,6 +167,21 @@ private:
         }
     }
 
+    /// A data block's text with its own indentation: header, body lines indented by two, end.
+    static std::string Normalised(TextBlock &sub)
+    {
+        std::string text = std::string(sub.getHeader()) + "\n";
+        sub.SkipComments(false);
+        sub.GotoBody();
+        while (!sub.EOB()) {
+            const char *raw = sub.gets();
+            if (!raw)
+                break;
+            text += "  " + kxtest::TrimLine(raw) + "\n";
+        }
+        return text + "end\n";
+    }
+
     /// Loads the private data blocks at the position; keeps their texts when `out` is given.
     static void SkipDataBlocks(TextBlock &block, std::vector<std::string> *out)
     {
@@ -170,7 +193,7 @@ private:
                 return;
             }
             if (out)
-                out->push_back(sub.getText());
+                out->push_back(Normalised(sub));
         }
     }
 };
@@ -248,5 +271,34 @@ inline void RegisterTestNodes()
 }
 
 } // namespace kxtest
+
+/// Collects what the library prints (message window and warning log) while it lives.
+class kxOutputCapture {
+public:
+    kxOutputCapture() { Install(&Hook); }
+    ~kxOutputCapture() { Install(nullptr); }
+    std::string Messages() { return Take(messages_); }
+    std::string Warnings() { return Take(warnings_); }
+
+private:
+    static std::string Take(std::string &text)
+    {
+        std::string out;
+        out.swap(text);
+        return out;
+    }
+    static void Install(void (*hook)(int, const char *))
+    {
+        messages_.clear();
+        warnings_.clear();
+        InitialiseKXUtils("test", KXString("kxtest"), 1, nullptr, nullptr, nullptr, hook, nullptr);
+    }
+    static void Hook(int channel, const char *line)
+    {
+        (channel == kxWarningChannel ? warnings_ : messages_) += line;
+    }
+    static inline std::string messages_;
+    static inline std::string warnings_;
+};
 
 #endif
