@@ -47,9 +47,9 @@ TEST(CalcDiagnosticsTest, DeduplicationContinuationAndDisplay)
     for (int i = 0; i < 3; ++i)
         CalcDiagnostics::set("mode %d did not converge after %g steps\n", 2, 50.0);
     CalcDiagnostics::set("second problem\n");
-    CalcDiagnostics::set("  detail %d", 7);   // no line feed: continues the last message
+    CalcDiagnostics::set("  detail %d", 7); // no line feed: continues the last message
     CalcDiagnostics::set("last part\n");
-    CalcDiagnostics::set("second problem\n");   // listed already (the listed one was continued)
+    CalcDiagnostics::set("second problem\n"); // listed already (the listed one was continued)
     EXPECT_EQ(Messages(), (std::vector<std::string>{"mode 2 did not converge after 50 steps\n",
                                                     "second problem\n  detail 7", "last part\n",
                                                     "second problem\n"}));
@@ -64,9 +64,9 @@ TEST(CalcDiagnosticsTest, DeduplicationContinuationAndDisplay)
     DisplayCalcDiagnostics(&parent);
     EXPECT_EQ(display.shows, 1);
     EXPECT_EQ(display.lastParent, &parent);
-    EXPECT_EQ(display.rows, (std::vector<std::string>{"mode 2 did not converge after 50 steps",
-                                                      "second problem", "  detail 7",
-                                                      "last part", "second problem"}));
+    EXPECT_EQ(display.rows,
+              (std::vector<std::string>{"mode 2 did not converge after 50 steps", "second problem",
+                                        "  detail 7", "last part", "second problem"}));
 
     // Level 1: printed, listed, but the display only clears the list.
     CalcDiagnostics::setReportLevel(1);

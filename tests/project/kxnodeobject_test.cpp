@@ -62,7 +62,7 @@ TEST(KXNodeObjectTest, CountingAndDeleteNotifier)
         EXPECT_EQ(shared->getRefcount(), 1);
         EXPECT_TRUE(g_deleted.empty());
     }
-    ASSERT_EQ(g_deleted.size(), 1u);   // the last pointer destroyed it
+    ASSERT_EQ(g_deleted.size(), 1u); // the last pointer destroyed it
     EXPECT_EQ(g_deleted[0], shared);
     // An owned object outlives its pointers.
     kxTestShared owned;
@@ -83,7 +83,7 @@ TEST(KXNodeObjectTest, ListenAndDelegatePassesEventsOn)
     listener.ListenTo(relay.GetEventSource(), 0, 0);
     relay.ListenAndDelegate(source, 42);
     source.GetEventSource().RaiseEvent(42);
-    source.GetEventSource().RaiseEvent(7);   // not delegated: another id
+    source.GetEventSource().RaiseEvent(7); // not delegated: another id
     EXPECT_EQ(listener.ids, std::vector<int>{42});
     relay.StopDelegating(source);
     source.GetEventSource().RaiseEvent(42);
@@ -109,7 +109,7 @@ TEST(KXNodeObjectTest, CopyingAGraphCopiesSharedObjectsOnce)
     EXPECT_EQ(copy.value, 1);
     ASSERT_NE(copy.first.get(), nullptr);
     EXPECT_NE(copy.first.get(), shared);
-    EXPECT_EQ(copy.first.get(), copy.second.get());   // one copy referenced twice
+    EXPECT_EQ(copy.first.get(), copy.second.get()); // one copy referenced twice
     // Counted by copy.first and copy.second, and by both pointers of the copy of holder that
     // the cycle made (the target of CopyFrom itself is not in the list).
     EXPECT_EQ(copy.first->getRefcount(), 4);
@@ -138,7 +138,7 @@ TEST(KXNodeObjectTest, OwnedObjectsSharedByCopiesCopiedByClones)
 
     kxTestShared copy;
     ASSERT_TRUE(copy.CopyFrom(holder));
-    EXPECT_EQ(copy.first.get(), &owned);   // a plain copy shares what the tree owns
+    EXPECT_EQ(copy.first.get(), &owned); // a plain copy shares what the tree owns
     kxTestShared clone;
     ASSERT_TRUE(clone.CloneFrom(holder));
     ASSERT_NE(clone.first.get(), nullptr);
@@ -166,9 +166,9 @@ TEST(KXNodeObjectTest, NamespaceHandlesOfCopies)
     kxTestShared copy;
     copy.SetNameSpace(&target);
     ASSERT_TRUE(copy.CopyFrom(source, nullptr, kxOwnNameSpace()));
-    EXPECT_EQ(copy.GetNameSpace(), &target);   // 2: kept
+    EXPECT_EQ(copy.GetNameSpace(), &target); // 2: kept
     ASSERT_TRUE(copy.CopyFrom(source, nullptr, kxNoNameSpace()));
-    EXPECT_EQ(copy.GetNameSpace(), nullptr);   // 1: none
+    EXPECT_EQ(copy.GetNameSpace(), nullptr); // 1: none
     ASSERT_TRUE(copy.CopyFrom(source, nullptr, &ns));
     EXPECT_EQ(copy.GetNameSpace(), &ns);
     // New copies of shared objects get the namespace given to FindOrCreateCopy.
@@ -178,7 +178,7 @@ TEST(KXNodeObjectTest, NamespaceHandlesOfCopies)
     kxNodeObject *made = source.first.FindOrCreateCopy(list, &ns);
     ASSERT_NE(made, nullptr);
     EXPECT_EQ(made->GetNameSpace(), &ns);
-    kxBaseRefPtr hold(made);   // frees the copy
+    kxBaseRefPtr hold(made); // frees the copy
     kxBaseRefPtr none;
     EXPECT_EQ(none.FindOrCreateCopy(list), nullptr);
 }

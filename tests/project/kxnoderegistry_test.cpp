@@ -24,13 +24,13 @@ TEST(KXMetaDataTableTest, FirstRegistrationWinsAndFinders)
     kxtest::RegisterTestNodes();
     static const kxClassInfo *const none[] = {nullptr};
     // A second record for the test node class, registered later: refused with a message.
-    static kxProjectNodeInfoClass again({KX_CLASSINFO_OF(kxTestNode), none,
-                                         TBlockSig{"otherTB", 2, 0}, "Duplicate", 9, "dup"});
+    static kxProjectNodeInfoClass again(
+        {KX_CLASSINFO_OF(kxTestNode), none, TBlockSig{"otherTB", 2, 0}, "Duplicate", 9, "dup"});
     again.Register();
-    again.Register();   // once only
-    static kxProjectNodeViewInfoClass view({KX_CLASSINFO_OF(kxTestNode), KX_CLASSINFO_OF(kxViewStub),
-                                            nullptr, "view", "&View", "shows it", nullptr,
-                                            nullptr});
+    again.Register(); // once only
+    static kxProjectNodeViewInfoClass view({KX_CLASSINFO_OF(kxTestNode),
+                                            KX_CLASSINFO_OF(kxViewStub), nullptr, "view", "&View",
+                                            "shows it", nullptr, nullptr});
     view.Register();
 
     kxOutputCapture capture;
@@ -43,7 +43,7 @@ TEST(KXMetaDataTableTest, FirstRegistrationWinsAndFinders)
     EXPECT_EQ(table.FindMetaDataByClass("kxTestNode"), entry);
     EXPECT_EQ(table.FindMetaDataByName("Test node"), entry);
     EXPECT_EQ(table.FindMetaDataByName("Duplicate"), nullptr);
-    EXPECT_EQ(table.FindMetaDataByBlockType("TESTNODETB"), entry);   // block types ignore case
+    EXPECT_EQ(table.FindMetaDataByBlockType("TESTNODETB"), entry); // block types ignore case
     EXPECT_EQ(table.FindMetaDataByBlockType("otherTB"), nullptr);
     EXPECT_EQ(table.FindMetaDataBySuffix("tnd"), entry);
     EXPECT_EQ(table.FindMetaDataBySuffix(""), nullptr);
@@ -68,11 +68,11 @@ TEST(KXMetaDataTableTest, AtMostTwentyChildClassesAndUnlinking)
     for (int i = 0; i < 24; ++i)
         many[i] = i == 21 ? KX_CLASSINFO_OF(kxTestLeaf) : KX_CLASSINFO_OF(kxViewStub);
     many[24] = nullptr;
-    const kxProjectNodeInfo info{KX_CLASSINFO_OF(kxViewStub), many, TBlockSig{"manyTB", 1, 0},
-                                 "Many", 3, ""};
+    const kxProjectNodeInfo info{
+        KX_CLASSINFO_OF(kxViewStub), many, TBlockSig{"manyTB", 1, 0}, "Many", 3, ""};
     kxMetaData entry(info, nullptr);
     EXPECT_EQ(entry.getChildClassCount(), kxMaxChildClasses);
-    EXPECT_FALSE(entry.AllowsChild(KX_CLASSINFO_OF(kxTestLeaf)));   // the 22nd is ignored
+    EXPECT_FALSE(entry.AllowsChild(KX_CLASSINFO_OF(kxTestLeaf))); // the 22nd is ignored
     EXPECT_EQ(entry.getFlags(), 3);
 
     kxMetaDataTable table;
@@ -84,7 +84,7 @@ TEST(KXMetaDataTableTest, AtMostTwentyChildClassesAndUnlinking)
         table.Build();
         EXPECT_NE(table.FindMetaDataByBlockType("manyTB"), nullptr);
     }
-    EXPECT_EQ(kxProjectNodeInfoClass::getFirst(), head);   // a destroyed record unlinks itself
+    EXPECT_EQ(kxProjectNodeInfoClass::getFirst(), head); // a destroyed record unlinks itself
     table.Build();
     EXPECT_EQ(table.FindMetaDataByBlockType("manyTB"), nullptr);
     // An entry without a class is kept but never creates nodes.

@@ -22,7 +22,7 @@
 
 namespace {
 
-long g_writeBudget = -1;   // bytes that may still be written to files; -1: no limit
+long g_writeBudget = -1; // bytes that may still be written to files; -1: no limit
 int g_writeErrno = ENOSPC;
 bool g_failFsync = false;
 
@@ -204,7 +204,7 @@ TEST_F(KXProjectTest, StateFileNeverTouchesTheProjectFile)
     EXPECT_EQ(saved.find("ssss"), std::string::npos);
     // A state file that cannot be made leaves the new project file whole and the save good.
     ASSERT_EQ(unlink(Path("p_sta.sta").c_str()), 0);
-    ASSERT_EQ(mkdir(Path("p_sta.sta").c_str(), 0700), 0);   // a directory in its place
+    ASSERT_EQ(mkdir(Path("p_sta.sta").c_str(), 0700), 0); // a directory in its place
     kxOutputCapture capture;
     leaf->lines = {"changed"};
     EXPECT_TRUE(project->SaveToFile(Path("p.sta").c_str()));

@@ -101,8 +101,7 @@ TEST_F(KXProjectManagerTest, TwoPassOpenResolvesForwardReferences)
         kxOutputCapture capture;
         ASSERT_TRUE(manager->ProjectOpen(file.c_str(), withInfo ? "D2" : "")) << error.chars();
         EXPECT_EQ(error, 0);
-        auto *project =
-            static_cast<kxProject *>(manager->FindNode(withInfo ? "D2" : "Demo"));
+        auto *project = static_cast<kxProject *>(manager->FindNode(withInfo ? "D2" : "Demo"));
         ASSERT_NE(project, nullptr);
         auto *first = static_cast<kxTestNode *>(project->FindNode("first"));
         ASSERT_NE(first, nullptr);
@@ -186,7 +185,7 @@ TEST_F(KXProjectManagerTest, UnknownChildBlocksSkippedAndStopThePreload)
     ASSERT_TRUE(manager->ProjectOpen(Path("p.txt").c_str())) << error.chars();
     kxProjectNode *project = manager->FindNode("P");
     ASSERT_NE(project, nullptr);
-    EXPECT_EQ(project->getNodeCount(), 2);   // the alien block was skipped
+    EXPECT_EQ(project->getNodeCount(), 2); // the alien block was skipped
     EXPECT_EQ(project->FindNode("alien"), nullptr);
     auto *later = static_cast<kxTestNode *>(project->FindNode("later"));
     ASSERT_NE(later, nullptr);
@@ -227,7 +226,7 @@ TEST_F(KXProjectManagerTest, BadChildNamesAndSyntaxErrors)
     ASSERT_NE(project, nullptr);
     EXPECT_EQ(project->getNodeCount(), 2);
     auto *twin = static_cast<kxTestNode *>(project->FindNode("twin"));
-    EXPECT_EQ(twin->lines, std::vector<std::string>{"x = 1"});   // the first one is kept
+    EXPECT_EQ(twin->lines, std::vector<std::string>{"x = 1"}); // the first one is kept
 }
 
 TEST_F(KXProjectManagerTest, CloseNotifyAndFilters)
@@ -254,15 +253,16 @@ TEST_F(KXProjectManagerTest, CloseNotifyAndFilters)
     EXPECT_TRUE(manager->ProjectCloseAll());
     kxSetAppListener(nullptr);
     EXPECT_EQ(listener.log, "10006:" + Path("demo.txt") + ";10007;");
-    EXPECT_EQ(manager->ProjectCount(), 1);   // the stubborn one stays
+    EXPECT_EQ(manager->ProjectCount(), 1); // the stubborn one stays
     // A child that is not a project ends the walk with a code error.
     auto *odd = new kxTestNode;
     odd->setName("odd");
     manager->RemoveNode(stubborn, true);
     ASSERT_TRUE(manager->AddNode(odd));
     EXPECT_FALSE(manager->ProjectCloseAll());
-    EXPECT_NE(std::string(error.chars()).find("The child of kxProjectManager should be a kxProject!"),
-              std::string::npos);
+    EXPECT_NE(
+        std::string(error.chars()).find("The child of kxProjectManager should be a kxProject!"),
+        std::string::npos);
     error.reset();
 
     EXPECT_EQ(std::string(manager->getProjectWildcard(false)),
@@ -331,8 +331,7 @@ TEST_F(KXProjectManagerTest, StateFilesBesideTheProject)
     SFHandler::setCacheDir((dir + "/no/such/dir").c_str());
     auto *again = static_cast<kxProject *>(manager->FindNode("S"));
     EXPECT_TRUE(again->SaveToFile(Path("s.txt").c_str()));
-    EXPECT_EQ(capture.Warnings(),
-              "failed to save statefile\n" + dir + "/no/such/dir/s_txt.sta\n");
+    EXPECT_EQ(capture.Warnings(), "failed to save statefile\n" + dir + "/no/such/dir/s_txt.sta\n");
     EXPECT_EQ(error, 0);
     // Switched off, no state file is read (a missing one is no error either).
     SFHandler::setCacheDir("");
@@ -371,7 +370,7 @@ TEST_F(KXProjectManagerTest, RandomTreesRoundTripByteForByte)
                 else if (kind == 1 || variable == 0)
                     test->lines.push_back("v" + std::to_string(variable++) + " = " +
                                           std::to_string(pick(100)) + ".5");
-                else {   // may name a variable defined later in the file
+                else { // may name a variable defined later in the file
                     const int named = pick(variable + 5);
                     test->lines.push_back("v" + std::to_string(variable++) + " = v" +
                                           std::to_string(named) + " * 2");

@@ -53,10 +53,7 @@ protected:
     Recorder recorder;
 };
 
-int ThreadNice()
-{
-    return getpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)));
-}
+int ThreadNice() { return getpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid))); }
 
 } // namespace
 
@@ -74,7 +71,7 @@ TEST_F(RunSignalTest, NestedRunsShowAndHideOnceAndBeepOnlyWhenLong)
             EXPECT_EQ(kxRunControl::getDepth(), 2u);
             g_now += 5000;
         }
-        EXPECT_EQ(recorder.log, "clear;start;gauge+;");   // the inner end hid nothing
+        EXPECT_EQ(recorder.log, "clear;start;gauge+;"); // the inner end hid nothing
         EXPECT_EQ(kxRunControl::getDepth(), 1u);
     }
     EXPECT_EQ(recorder.log, "clear;start;gauge+;stop;gauge-;beep;");
@@ -101,7 +98,7 @@ TEST_F(RunSignalTest, StartStopCountsAndTheProgressEntry)
     RunSignal run(false);
     EXPECT_EQ(run.getLevel(), 0u);
     run.Start();
-    run.Start();   // only counts
+    run.Start(); // only counts
     EXPECT_EQ(run.getStartCount(), 2);
     EXPECT_EQ(kxRunControl::getDepth(), 1u);
     run.Stop();
@@ -109,7 +106,7 @@ TEST_F(RunSignalTest, StartStopCountsAndTheProgressEntry)
     run.Stop();
     EXPECT_EQ(kxRunControl::getDepth(), 0u);
     EXPECT_EQ(run.getLevel(), 0u);
-    run.Stop();   // nothing left to stop
+    run.Stop(); // nothing left to stop
     EXPECT_EQ(kxRunControl::getDepth(), 0u);
 
     EXPECT_EQ(kxProgress(-1), 1u);
@@ -128,7 +125,7 @@ TEST_F(RunSignalTest, SpinsAndPercentsAreThrottledAndOwned)
     kxPeekEnable(true);
     RunSignal outer(true);
     RunSignal::Spin();
-    RunSignal::Spin();   // within 0.2 s: nothing
+    RunSignal::Spin(); // within 0.2 s: nothing
     g_now += 199;
     RunSignal::Spin();
     g_now += 1;
@@ -143,24 +140,24 @@ TEST_F(RunSignalTest, SpinsAndPercentsAreThrottledAndOwned)
     {
         RunSignal inner(true);
         g_now += 1000;
-        inner.Progress(0.254);   // the inner level sends first and owns the gauge
+        inner.Progress(0.254); // the inner level sends first and owns the gauge
         EXPECT_EQ(kxRunControl::getProgressOwner(), 2u);
         g_now += 100;
-        inner.Progress(0.5);     // throttled: 0.1 s after the last percent
+        inner.Progress(0.5); // throttled: 0.1 s after the last percent
         g_now += 1000;
-        outer.Progress(0.9);     // ignored: not the owner
+        outer.Progress(0.9); // ignored: not the owner
         g_now += 100;
         inner.Progress(0.6);
     }
     EXPECT_EQ(recorder.percents, (std::vector<int>{25, 60}));
-    EXPECT_EQ(kxRunControl::getProgressOwner(), 0u);   // the owner ended
+    EXPECT_EQ(kxRunControl::getProgressOwner(), 0u); // the owner ended
     g_now += 1000;
-    outer.Progress(1.7);   // now the outer level owns it; clamped
+    outer.Progress(1.7); // now the outer level owns it; clamped
     EXPECT_EQ(recorder.percents.back(), 100);
     EXPECT_EQ(kxRunControl::getProgressOwner(), 1u);
     RunSignal unstarted(false);
     g_now += 1000;
-    unstarted.Progress(0.3);   // no level: nothing sent
+    unstarted.Progress(0.3); // no level: nothing sent
     EXPECT_EQ(recorder.percents.size(), 3u);
     kxPeekEnable(false);
     const int yields = recorder.yields;
@@ -180,7 +177,7 @@ TEST_F(RunSignalTest, WithoutIndicatorOnlyBookkeeping)
     {
         RunSignal run(true);
         EXPECT_EQ(kxRunControl::getDepth(), 1u);
-        EXPECT_EQ(ThreadNice(), nice);   // console use: the priority is left alone
+        EXPECT_EQ(ThreadNice(), nice); // console use: the priority is left alone
         run.Progress(0.5);
         EXPECT_EQ(kxRunControl::getProgressOwner(), 1u);
     }
@@ -210,7 +207,7 @@ TEST_F(RunSignalTest, ThreadPriorityFollowsRuns)
     {
         RunSignal run(true);
         EXPECT_EQ(ThreadNice(), normal + 5);
-        kxRunControl::setCPUPriority(1);   // applied at once while running
+        kxRunControl::setCPUPriority(1); // applied at once while running
         EXPECT_EQ(ThreadNice(), normal + 10);
     }
     EXPECT_EQ(ThreadNice(), normal);

@@ -70,10 +70,12 @@ public:
         return sig;
     }
 
-    std::vector<std::string> lines;     ///< variable and comment lines, in order
-    std::vector<std::string> dataBlocks; ///< texts of the private data blocks
+    std::vector<std::string> lines;           ///< variable and comment lines, in order
+    std::vector<std::string> dataBlocks;      ///< texts of the private data blocks
     std::vector<std::complex<double>> values; ///< values of the variable lines at reading
-    int preloads = 0;                    ///< PreloadVariables calls on this object
+    int preloads = 0;                         ///< PreloadVariables calls on this object
+    /// Whether ReadTB evaluates the variable lines (the benchmark reads without evaluating).
+    static inline bool evaluateOnRead = true;
 
     bool PreloadVariables(TextBlock &block) override
     {
@@ -108,7 +110,7 @@ public:
         if (!block.StartRead(Sig()))
             return false;
         block.SkipComments(false);
-        block.GotoBody();   // comment lines at the start of the body are kept too
+        block.GotoBody(); // comment lines at the start of the body are kept too
         lines.clear();
         dataBlocks.clear();
         values.clear();
@@ -123,6 +125,8 @@ public:
                               line.c_str());
                 continue;
             }
+            if (!evaluateOnRead)
+                continue;
             kxNamedVariable *variable = ns ? ns->GetVariableByName(name.c_str()) : nullptr;
             values.push_back(variable ? variable->GetValue()
                                       : std::complex<double>(std::nan(""), 0.0));
@@ -208,7 +212,7 @@ public:
     }
 
     std::vector<std::string> lines;
-    std::string state;   ///< what the leaf keeps in the state file
+    std::string state; ///< what the leaf keeps in the state file
 
     bool ReadTB(TextBlock &block) override
     {
