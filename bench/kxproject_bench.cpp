@@ -18,11 +18,13 @@
 
 #include "../tests/project/kxtestnodes.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
-#include <random>
+#include <functional>
+#include <malloc.h>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -65,7 +67,7 @@ kxProject *BuildProject(int top, std::vector<std::string> &paths)
     auto fill = [&variable](kxProjectNode *node, int lines) {
         auto *test = static_cast<kxTestNode *>(node);
         for (int i = 0; i < lines; ++i, ++variable)
-            test->lines.push_back("v" + std::to_string(variable) + " = 1.25 * v" +
+            test->lines.push_back("width_" + std::to_string(variable) + " = 1.25 * width_" +
                                   std::to_string(variable > 0 ? variable - 1 : 0) + " + 0.5");
     };
     const int perNode[4] = {10, 10, 10, 10};
@@ -161,6 +163,15 @@ void BM_OpenProject(benchmark::State &state)
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.bytes));
 }
 
+/// The same open with a node type that defines no variables in the preload pass: what the
+/// tree and the two passes cost by themselves.
+void BM_OpenProjectTreeOnly(benchmark::State &state)
+{
+    kxTestNode::defineOnPreload = false;
+    BM_OpenProject(state);
+    kxTestNode::defineOnPreload = true;
+}
+
 /// Walks every block and body line of the file with TextBlock alone.
 size_t WalkBlock(TextBlock &block)
 {
@@ -224,26 +235,79 @@ long StatusKB(const char *field)
     return -1;
 }
 
-/// Peak memory added by opening the 5 MB project, against its size.
-void ReportMemory()
+size_t HeapInUse()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+/// Memory added by opening the 5 MB project, against its size: the heap in use while it is
+/// open, and the peak resident size while opening (freed memory is given back to the system
+/// first, so that the resident size grows with what the open takes).
+void ReportMemory(bool defineVariables)
 {
     Fixture &f = Saved(5);
+    kxTestNode::defineOnPreload = defineVariables;
+    malloc_trim(0);
     if (FILE *clear = std::fopen("/proc/self/clear_refs", "w")) {
         std::fputs("5", clear); // resets the peak resident size
         std::fclose(clear);
     }
-    const long before = StatusKB("VmRSS");
+    const size_t heapBefore = HeapInUse();
+    const long rssBefore = StatusKB("VmRSS");
     if (!Manager().ProjectOpen(f.path.c_str()))
         std::abort();
-    const long open = StatusKB("VmRSS");
-    const long peak = StatusKB("VmHWM");
+    const double heap = double(HeapInUse() - heapBefore) / 1048576.0;
+    const double peak = double(StatusKB("VmHWM") - rssBefore) / 1024.0;
     Manager().ProjectCloseAll();
+    kxTestNode::defineOnPreload = true;
     const double mb = double(f.bytes) / 1048576.0;
-    std::printf("project file: %.2f MB, %zu nodes\n", mb, f.paths.size() * 10 / 9 + 110);
-    std::printf("memory while open: %.2f MB (%.2fx the file), peak while opening: %.2f MB "
-                "(%.2fx the file)\n",
-                double(open - before) / 1024.0, double(open - before) / 1024.0 / mb,
-                double(peak - before) / 1024.0, double(peak - before) / 1024.0 / mb);
+    std::printf("%s: heap while open %.2f MB (%.2fx the file), peak resident growth while "
+                "opening %.2f MB (%.2fx the file)\n",
+                defineVariables ? "with variables defined" : "tree only", heap, heap / mb, peak,
+                peak / mb);
+}
+
+double WallSeconds(const std::function<void()> &work, int repeats)
+{
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < repeats; ++i)
+        work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() /
+           repeats;
+}
+
+/// Save against std::ofstream + fsync in wall time (the flush to disk is waiting, not CPU).
+void ReportSaveWallTime()
+{
+    Fixture &f = Saved(5);
+    if (!Manager().ProjectOpen(f.path.c_str()))
+        std::abort();
+    auto *project = static_cast<kxProject *>(Manager().FindNode("P"));
+    const std::string out = Dir() + "/kxproject_bench_save.txt";
+    const std::string plain = Dir() + "/kxproject_bench_plain.txt";
+    const double save = WallSeconds(
+        [&] {
+            if (!project->SaveToFile(out.c_str()))
+                std::abort();
+        },
+        10);
+    const double peer = WallSeconds(
+        [&] {
+            {
+                std::ofstream file(plain, std::ios::binary | std::ios::trunc);
+                file.write(f.text.data(), std::streamsize(f.text.size()));
+            }
+            const int fd = open(plain.c_str(), O_RDONLY);
+            fsync(fd);
+            close(fd);
+        },
+        10);
+    Manager().ProjectCloseAll();
+    unlink(out.c_str());
+    unlink(plain.c_str());
+    std::printf("save %.1f ms, ofstream + fsync %.1f ms (wall): ratio %.3f (target <= 2)\n",
+                save * 1e3, peer * 1e3, save / peer);
 }
 
 } // namespace
@@ -251,12 +315,18 @@ void ReportMemory()
 BENCHMARK(BM_SaveProject)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OfstreamFsync)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OpenProject)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_OpenProjectTreeOnly)->Arg(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_BlockWalk)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FindNodeAbsolute);
 
 int main(int argc, char **argv)
 {
-    ReportMemory();
+    Fixture &f = Saved(5);
+    std::printf("project file: %.2f MB, %zu nodes, %d variable lines\n",
+                double(f.bytes) / 1048576.0, f.paths.size() * 10 / 9 + 110, 100000);
+    ReportMemory(true);
+    ReportMemory(false);
+    ReportSaveWallTime();
     const int rc = kxbench::Main(
         argc, argv,
         {{"open / plain block walk (target <= 3)", "BM_OpenProject/5", "BM_BlockWalk/5"},

@@ -54,8 +54,15 @@ inline bool SplitVariableLine(const std::string &line, std::string &name, std::s
     const size_t eq = line.find('=');
     if (eq == std::string::npos)
         return false;
-    name = TrimLine(line.substr(0, eq).c_str());
-    formula = TrimLine(line.substr(eq + 1).c_str());
+    auto assignTrimmed = [&line](size_t from, size_t to, std::string &out) {
+        while (from < to && line[from] == ' ')
+            ++from;
+        while (to > from && line[to - 1] == ' ')
+            --to;
+        out.assign(line, from, to - from);
+    };
+    assignTrimmed(0, eq, name);
+    assignTrimmed(eq + 1, line.size(), formula);
     return !name.empty();
 }
 
@@ -76,6 +83,8 @@ public:
     int preloads = 0;                         ///< PreloadVariables calls on this object
     /// Whether ReadTB evaluates the variable lines (the benchmark reads without evaluating).
     static inline bool evaluateOnRead = true;
+    /// Whether the preload pass defines the variables (the benchmark measures both).
+    static inline bool defineOnPreload = true;
 
     bool PreloadVariables(TextBlock &block) override
     {
@@ -84,23 +93,21 @@ public:
             return false;
         block.SkipComments(false);
         block.GotoBody();
-        std::vector<std::string> found;
-        ReadLines(block, found);
         kxNameSpace *ns = GetNameSpace();
-        for (const std::string &line : found) {
-            std::string name, formula;
-            if (!ns || !kxtest::SplitVariableLine(line, name, formula))
-                continue;
-            if (ns->FindVariable(name.c_str(), false) >= 0)
-                continue;
+        const bool define = defineOnPreload && ns;
+        std::string name, formula;
+        ForEachLine(block, [&](const char *raw) {
+            if (!define || !kxtest::SplitVariableLine(kxtest::TrimLine(raw), name, formula))
+                return;
+            // A name defined already (here or by another node) is refused by SetName.
             auto *variable = new kxNamedVariable(ns);
             if (!variable->SetName(name.c_str())) {
                 ns->RemoveVariable(variable->GetIndex());
-                continue;
+                return;
             }
             variable->SetValueOrExpression(formula.c_str());
             variable->SetPreloaded();
-        }
+        });
         SkipDataBlocks(block, nullptr);
         return PreloadChildBlocks(block);
     }
@@ -153,22 +160,34 @@ public:
     }
 
 private:
-    /// Reads the text lines up to the first nested block or the end of the body.
-    static void ReadLines(TextBlock &block, std::vector<std::string> &out)
+    /// Calls `use` with each raw body line up to the first nested block or the end of the body.
+    template <class Use>
+    static void ForEachLine(TextBlock &block, Use use)
     {
         while (!block.EOB()) {
             const uint32_t at = block.getPosn();
             const char *raw = block.gets();
             if (!raw)
                 break;
-            const std::string line = kxtest::TrimLine(raw);
-            if (kxtest::StartsWithWord(line, "begin")) {
+            const char *p = raw;
+            while (*p == ' ' || *p == '\t')
+                ++p;
+            if (std::strncmp(p, "begin", 5) == 0 && (p[5] == ' ' || p[5] == '\n' || !p[5])) {
                 block.setPosn(at);
                 break;
             }
-            if (!line.empty())
-                out.push_back(line);
+            use(raw);
         }
+    }
+
+    /// Reads the text lines up to the first nested block or the end of the body.
+    static void ReadLines(TextBlock &block, std::vector<std::string> &out)
+    {
+        ForEachLine(block, [&out](const char *raw) {
+            std::string line = kxtest::TrimLine(raw);
+            if (!line.empty())
+                out.push_back(std::move(line));
+        });
     }
 
     /// A data block's text with its own indentation: header, body lines indented by two, end.
