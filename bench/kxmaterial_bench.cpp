@@ -58,8 +58,8 @@ void RunMaterial(benchmark::State &state, kxMaterial &m)
 
 void BM_MaterialSellmeier(benchmark::State &state)
 {
-    std::unique_ptr<kxMaterial> m(new kxSellmeierMaterial(1.0, {kB[0], kB[1], kB[2]},
-                                                          {kC[0], kC[1], kC[2]}));
+    std::unique_ptr<kxMaterial> m(
+        new kxSellmeierMaterial(1.0, {kB[0], kB[1], kB[2]}, {kC[0], kC[1], kC[2]}));
     m->SetRange(0.21, 3.71);
     RunMaterial(state, *m);
 }
@@ -113,7 +113,6 @@ BENCHMARK(BM_HandSellmeier)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MaterialTable)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SplineDirect)->Unit(benchmark::kMillisecond);
 
-KX_BENCH_MAIN({{"3-term Sellmeier: material / hand-coded", "BM_MaterialSellmeier",
-                "BM_HandSellmeier"},
-               {"500-point table: material / CSpline direct", "BM_MaterialTable",
-                "BM_SplineDirect"}})
+KX_BENCH_MAIN(
+    {{"3-term Sellmeier: material / hand-coded", "BM_MaterialSellmeier", "BM_HandSellmeier"},
+     {"500-point table: material / CSpline direct", "BM_MaterialTable", "BM_SplineDirect"}})

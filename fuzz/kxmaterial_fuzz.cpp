@@ -109,15 +109,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     const std::string text(reinterpret_cast<const char *>(data + 1), size - 1);
     switch (data[0] % 3) {
-    case 0:
-        Library(text);
-        break;
-    case 1:
-        Database(text, true);
-        break;
-    default:
-        Database(text, false);
-        break;
+    case 0: Library(text); break;
+    case 1: Database(text, true); break;
+    default: Database(text, false); break;
     }
     error.reset();
     return 0;
