@@ -240,13 +240,46 @@ void kxMaterialTable::SetInterpolation(Interpolation mode)
     m_.assign(n, 0.0);
     std::vector<double> work(n);
     CSpline::SecondDerivatives(x_.data(), y_.data(), n, 1, m_.data(), work.data());
+    // Twice as many bins as intervals; the last entry closes the last bin.
+    const int nb = 2 * (n - 1);
+    binScale_ = nb / (x_.back() - x_.front());
+    bins_.assign(nb + 1, n - 2);
+    for (int b = 0, i = 0; b < nb; ++b) {
+        const double start = x_.front() + b / binScale_;
+        while (i < n - 2 && x_[i + 1] <= start)
+            ++i;
+        bins_[b] = i;
+    }
 }
 
 int kxMaterialTable::Interval(double lambda) const
 {
-    const auto it = std::upper_bound(x_.begin(), x_.end(), lambda);
-    const int i = static_cast<int>(it - x_.begin()) - 1;
-    return std::clamp(i, 0, Count() - 2);
+    const int last = Count() - 2;
+    if (!(lambda > x_.front()))
+        return 0;
+    if (!(lambda < x_.back()))
+        return last;
+    const int nb = static_cast<int>(bins_.size()) - 1;
+    const int b = std::min(static_cast<int>((lambda - x_.front()) * binScale_), nb - 1);
+    const auto from = x_.begin() + bins_[b] + 1, to = x_.begin() + bins_[b + 1] + 1;
+    const int i = static_cast<int>(std::upper_bound(from, to, lambda) - x_.begin()) - 1;
+    return std::clamp(i, 0, last);
+}
+
+double kxMaterialTable::Evaluate(double lambda) const
+{
+    if (x_.empty())
+        return 0.0;
+    if (mode_ == Linear)
+        return LinearValue(lambda);
+    if (lambda < x_.front() || lambda > x_.back())
+        return spline_.Evaluate(lambda);
+    const int k = Interval(lambda);
+    const double h = x_[k + 1] - x_[k];
+    const double b = (lambda - x_[k]) / h;
+    const double a = 1.0 - b;
+    return a * y_[k] + b * y_[k + 1] +
+           ((a * a * a - a) * m_[k] + (b * b * b - b) * m_[k + 1]) * h * h / 6.0;
 }
 
 double kxMaterialTable::LinearValue(double lambda) const

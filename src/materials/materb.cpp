@@ -99,37 +99,42 @@ double kxMaterial::Thermo(double T) const
 
 bool kxMaterial::CheckArguments(double lambda, double T, double x)
 {
-    if (!(lambda > 0.0) || !std::isfinite(lambda)) {
+    constexpr double inf = std::numeric_limits<double>::infinity();
+    if (!(lambda > 0.0 && lambda < inf && T > 0.0 && T < inf && x >= 0.0 && x <= 1.0))
+        return RefuseArguments(lambda, T, x);
+    if (!warned_ &&
+        !(rangeVaries_ ? IsInRange(lambda, x) : (lambda >= rangeLo_ && lambda <= rangeHi_)))
+        WarnExtrapolation(lambda, x);
+    return true;
+}
+
+bool kxMaterial::RefuseArguments(double lambda, double T, double x) const
+{
+    if (!(lambda > 0.0) || !std::isfinite(lambda))
         error.Raise(kxErrOutOfRange,
                     "material \"%s\": the wavelength must be a positive finite number of "
                     "microns, not %g\n",
                     name_.c_str(), lambda);
-        return false;
-    }
-    if (!(T > 0.0) || !std::isfinite(T)) {
+    else if (!(T > 0.0) || !std::isfinite(T))
         error.Raise(kxErrOutOfRange,
                     "material \"%s\": the temperature must be a positive finite number of "
                     "kelvin, not %g\n",
                     name_.c_str(), T);
-        return false;
-    }
-    if (!(x >= 0.0 && x <= 1.0)) {
+    else
         error.Raise(kxErrOutOfRange,
                     "material \"%s\": the composition must lie between 0 and 1, not %g\n",
                     name_.c_str(), x);
-        return false;
-    }
-    const bool inside =
-        rangeVaries_ ? IsInRange(lambda, x) : (lambda >= rangeLo_ && lambda <= rangeHi_);
-    if (!warned_ && !inside) {
-        double lo = 0, hi = 0;
-        Range(x, lo, hi);
-        kxWarningLog("material \"%s\": %g um is outside the validity range %g - %g um; the "
-                     "index is extrapolated\n",
-                     name_.c_str(), lambda, lo, hi);
-        warned_ = true;
-    }
-    return true;
+    return false;
+}
+
+void kxMaterial::WarnExtrapolation(double lambda, double x)
+{
+    double lo = 0, hi = 0;
+    Range(x, lo, hi);
+    kxWarningLog("material \"%s\": %g um is outside the validity range %g - %g um; the index "
+                 "is extrapolated\n",
+                 name_.c_str(), lambda, lo, hi);
+    warned_ = true;
 }
 
 bool kxMaterial::CheckValue(const std::complex<double> &n, double lambda) const
@@ -173,17 +178,13 @@ bool kxMaterial::Index(double lambda, double T, double x, std::complex<double> &
 {
     if (!CheckArguments(lambda, T, x))
         return false;
-    const std::complex<double> v = IndexUnchecked(lambda, T, x);
+    std::complex<double> v = Core(lambda, T, x);
+    if (dndT_ != 0.0 || d2ndT2_ != 0.0)
+        v += Thermo(T);
     if (!CheckValue(v, lambda))
         return false;
     n = v;
     return true;
-}
-
-std::complex<double> kxMaterial::Index(double lambda, double T, double x)
-{
-    std::complex<double> n;
-    return Index(lambda, T, x, n) ? n : std::complex<double>();
 }
 
 bool kxMaterial::Derivatives(double lambda, double T, double x, kxIndexDerivatives &d)

@@ -189,6 +189,29 @@ TEST(kxMaterialModelsTest, TabulatedNAndK)
     EXPECT_EQ(lo, 0.4);
     EXPECT_EQ(hi, 1.5);
 
+    // The table finds its interval through bins: it must agree with CSpline everywhere, on a
+    // grid crowded at one end, at the nodes and outside the table.
+    std::vector<double> gl, gn;
+    for (int i = 0; i < 300; ++i) {
+        gl.push_back(0.3 * std::exp(0.012 * i) + 1e-4 * i * i);
+        gn.push_back(1.5 + 0.3 * std::sin(gl.back() * 7.0));
+    }
+    CSpline reference;
+    ASSERT_TRUE(reference.Set(gl.data(), gn.data(), static_cast<int>(gl.size())));
+    kxDatabaseMaterial crowded;
+    ASSERT_TRUE(crowded.SetNTable(gl, gn));
+    std::vector<double> at(gl);
+    for (int i = 0; i <= 20000; ++i)
+        at.push_back(0.2 + (gl.back() + 0.3 - 0.2) * i / 20000.0);
+    for (double lam : at)
+        ASSERT_NEAR(crowded.NTable().Evaluate(lam), reference.Evaluate(lam), 1e-13) << lam;
+    crowded.SetInterpolation(kxMaterialTable::Linear);
+    for (size_t i = 0; i + 1 < gl.size(); i += 7) {
+        const double mid = 0.5 * (gl[i] + gl[i + 1]);
+        ASSERT_NEAR(crowded.NTable().Evaluate(mid), 0.5 * (gn[i] + gn[i + 1]), 1e-14) << mid;
+        ASSERT_EQ(crowded.NTable().Evaluate(gl[i]), gn[i]);
+    }
+
     // Tables that cannot be used.
     kxMaterialTable t;
     EXPECT_FALSE(t.Set({1.0}, {1.0}, kxMaterialTable::Spline));

@@ -150,18 +150,23 @@ public:
     [[nodiscard]] double First() const { return x_.front(); }
     [[nodiscard]] double Last() const { return x_.back(); }
 
-    [[nodiscard]] double Evaluate(double lambda) const
-    {
-        return mode_ == Spline ? spline_.Evaluate(lambda) : LinearValue(lambda);
-    }
+    /// The value at lambda: the natural cubic spline of CSpline (its second derivatives, its
+    /// formula, its straight continuation outside the table) or the broken line.
+    [[nodiscard]] double Evaluate(double lambda) const;
     /// Value, first and second derivative at lambda.
     void Derivatives(double lambda, double &v, double &d, double &dd) const;
 
 private:
     [[nodiscard]] double LinearValue(double lambda) const;
+    /// The interval i (0 .. Count()-2) with x[i] <= lambda < x[i+1], clamped at the ends.
     [[nodiscard]] int Interval(double lambda) const;
 
+    // The interval is found through bins of equal width over the table: bins_[b] is the
+    // interval where bin b starts (with one more entry, the last interval), so a lookup
+    // searches only the few intervals of one bin instead of the whole table.
     std::vector<double> x_, y_, m_;
+    std::vector<int> bins_;
+    double binScale_ = 0.0;
     CSpline spline_;
     Interpolation mode_ = Spline;
 };

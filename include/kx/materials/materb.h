@@ -49,6 +49,12 @@ class TextBlock;
 class kxNameSpace;
 class kxMaterialReader;
 
+#if defined(__GNUC__)
+#define KX_MATERIALS_INTERNAL __attribute__((visibility("hidden")))
+#else
+#define KX_MATERIALS_INTERNAL
+#endif
+
 /// Temperature used when none is given (20 degrees Celsius).
 constexpr double kxRoomTemperature = 293.15;
 /// h c in eV um: photon energy E = kxHcEvUm / lambda.
@@ -103,7 +109,11 @@ public:
     /// n + ik; false with the global error set when the arguments or the value are refused.
     [[nodiscard]] bool Index(double lambda, double T, double x, std::complex<double> &n);
     /// n + ik, or 0 with the global error set.
-    std::complex<double> Index(double lambda, double T = kxRoomTemperature, double x = 0.0);
+    std::complex<double> Index(double lambda, double T = kxRoomTemperature, double x = 0.0)
+    {
+        std::complex<double> n;
+        return Index(lambda, T, x, n) ? n : std::complex<double>();
+    }
     /// n + ik and its first and second wavelength derivatives.
     [[nodiscard]] bool Derivatives(double lambda, double T, double x, kxIndexDerivatives &d);
     /// Absorption coefficient 4 pi k / lambda in 1/cm (0 with the error set on refusal).
@@ -155,12 +165,16 @@ protected:
     /// the stored one (SetRange), which evaluation then tests without a virtual call.
     void SetRangeVaries(bool varies) { rangeVaries_ = varies; }
 
-    /// Checks the arguments and warns about extrapolation; false with the error set.
-    [[nodiscard]] bool CheckArguments(double lambda, double T, double x);
-    [[nodiscard]] bool CheckValue(const std::complex<double> &n, double lambda) const;
-
 private:
-    [[nodiscard]] double Thermo(double T) const;
+    // The evaluation path: hidden, so that calls inside the library are direct and inlined.
+    /// Checks the arguments and warns about extrapolation; false with the error set.
+    [[nodiscard]] KX_MATERIALS_INTERNAL bool CheckArguments(double lambda, double T, double x);
+    /// Raises the message for refused arguments; false.
+    KX_MATERIALS_INTERNAL bool RefuseArguments(double lambda, double T, double x) const;
+    KX_MATERIALS_INTERNAL void WarnExtrapolation(double lambda, double x);
+    [[nodiscard]] KX_MATERIALS_INTERNAL bool CheckValue(const std::complex<double> &n,
+                                                        double lambda) const;
+    [[nodiscard]] KX_MATERIALS_INTERNAL double Thermo(double T) const;
     [[nodiscard]] bool ReadCommonKey(kxMaterialReader &reader, const std::string &key,
                                      bool &handled);
 
