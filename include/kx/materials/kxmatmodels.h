@@ -22,8 +22,12 @@
 //   coefficients; 4 takes at most 17, 7 and 9 at most 6, 8 at most 4; missing ones are 0.
 // - A formula giving n^2 < 0 gives the purely imaginary root.
 // - Database materials combine a formula for n (optional), and tables for n and k; the range is
-//   the overlap of the parts. Tables are natural cubic splines (the default) or linear, both
-//   continued outside the table as straight lines with the end slope.
+//   the overlap of the parts, recomputed whenever a part is set (a "range" line read for a
+//   database material is replaced by it). Tables are natural cubic splines (the default; the
+//   second derivatives and the end continuation are CSpline's) or linear, both continued outside
+//   the table as straight lines with the end slope. A table finds the interval of a wavelength
+//   through bins of equal width (twice as many as intervals), so a lookup costs a few
+//   comparisons however long the table.
 // - The alloy interpolates the complex index: n(x) = (1 - x) nA + x nB - b x (1 - x); the end
 //   members are evaluated at composition 0; the range is the overlap of theirs.
 // - The oscillator model is the modified single-effective-oscillator form
