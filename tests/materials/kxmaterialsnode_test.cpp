@@ -1,6 +1,7 @@
 // Tests of the materials node: registered like the standard nodes, written and read as a block
 // inside a project (formulas bound to the project's variables), and reached through what it
 // publishes to the command language.
+#include "../project/kxtestnodes.h"
 #include "kx/expressions/kxnamedvariable.h"
 #include "kx/expressions/kxnamespace.h"
 #include "kx/materials/kxmatbuiltin.h"
@@ -178,4 +179,39 @@ TEST(kxMaterialsNodeTest, SavedAndLoadedWithTheProject)
     ASSERT_EQ(mats->GetLibrary().Count(), 2);
     EXPECT_NEAR(mats->FindMaterial("InP")->Index(1.55).real(), 3.164929, 2e-6);
     EXPECT_EQ(mats->GetLibrary().Get(1)->Index(1.0), cx(1.33, 1e-6));
+}
+
+TEST(kxMaterialsNodeTest, FormulasSeeTheProjectVariablesWhenLoaded)
+{
+    kxtest::RegisterTestNodes();
+    Tree t;
+    t.manager->RebuildRegistry();
+    // The materials node comes first: the variables are preloaded before it is read. (Here the
+    // variable is also made directly, so that the formula compiles before the save.)
+    auto *v = new kxNamedVariable(t.project->GetNameSpace());
+    ASSERT_TRUE(v->SetName("v"));
+    v->SetValue(cx(3.0, 0.0));
+    auto *typed = new kxFormulaMaterial(t.mats->GetNameSpace());
+    typed->SetName(KXString("typed"));
+    ASSERT_TRUE(typed->SetFormula("1.5 + v*0.01")) << TakeError();
+    ASSERT_TRUE(t.mats->GetLibrary().Add(typed));
+    auto *vars = static_cast<kxTestNode *>(t.project->AddSubnode("testNodeTB", "vars"));
+    ASSERT_TRUE(vars) << TakeError();
+    vars->lines.push_back("v = 3");
+    char path[] = "/tmp/kxmatprojXXXXXX";
+    const int fd = mkstemp(path);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    ASSERT_TRUE(t.project->SaveToFile(path)) << TakeError();
+
+    auto *loaded = static_cast<kxProject *>(t.manager->AddSubnode("kxProject", "Q"));
+    ASSERT_TRUE(loaded) << TakeError();
+    const bool ok = loaded->LoadFromFile(path);
+    std::remove(path);
+    ASSERT_TRUE(ok) << TakeError();
+    auto *mats = dynamic_cast<kxMaterialsNode *>(loaded->FindNode("mats"));
+    ASSERT_TRUE(mats);
+    kxMaterial *m = mats->FindMaterial("typed");
+    ASSERT_TRUE(m);
+    EXPECT_NEAR(m->Index(1.0).real(), 1.53, 1e-14);
 }
