@@ -309,6 +309,17 @@ kxMaterial *kxMaterial::ReadTB(TextBlock &tb, const char *file, int firstLine, k
         return nullptr;
     const std::string text = tb.getText();
     kxMaterialReader reader(text, file, firstLine, ns);
+    // Materials nest (alloys of alloys); a limit keeps a hostile file from exhausting the stack.
+    static int depth = 0;
+    if (depth >= kxMaterialMaxNesting) {
+        reader.AtHeader();
+        reader.Fail("materials nest more than %d deep", kxMaterialMaxNesting);
+        return nullptr;
+    }
+    struct Nesting {
+        Nesting() { ++depth; }
+        ~Nesting() { --depth; }
+    } nesting;
     if (!tb.IsType(kxMaterialSig.type) || tb.getMajorVer() != kxMaterialSig.major) {
         reader.Fail("expected \"begin <kxMaterial(1.0)>\"");
         return nullptr;

@@ -267,6 +267,29 @@ TEST(kxMaterialLibraryTest, EveryProblemNamesFileAndLine)
         EXPECT_EQ(TakeError(), c.message) << c.text;
         EXPECT_EQ(lib.Count(), 1) << "a failed read leaves the library alone";
     }
+    // Alloys of alloys nest up to a limit.
+    auto nested = [](int levels) {
+        std::string text;
+        for (int i = 0; i < levels; ++i)
+            text += std::string(i * 2, ' ') + "begin <kxMaterial(1.0)> \"" + (i ? "A" : "m") +
+                    "\"\n" + std::string(i * 2 + 2, ' ') + "model alloy\n";
+        text += std::string(levels * 2, ' ') + "begin <kxMaterial(1.0)> \"A\"\n";
+        text += std::string(levels * 2 + 2, ' ') + "model constant\n";
+        text += std::string(levels * 2, ' ') + "end\n";
+        for (int i = levels - 1; i >= 0; --i) {
+            const std::string pad(i * 2 + 2, ' ');
+            text += pad + "begin <kxMaterial(1.0)> \"B\"\n" + pad + "  model constant\n" + pad +
+                    "end\n" + std::string(i * 2, ' ') + "end\n";
+        }
+        return text;
+    };
+    kxMaterialLibrary deep;
+    EXPECT_TRUE(deep.ReadText(nested(kxMaterialMaxNesting - 1), "deep.mat", nullptr))
+        << TakeError();
+    EXPECT_FALSE(deep.ReadText(nested(kxMaterialMaxNesting), "deep.mat", nullptr));
+    EXPECT_EQ(TakeError(), "deep.mat:" + std::to_string(2 * kxMaterialMaxNesting + 1) +
+                               ": materials nest more than 32 deep\n");
+
     // A file that cannot be read.
     kxMaterialLibrary lib;
     EXPECT_FALSE(lib.ReadFile("/nonexistent/dir/x.mat", nullptr));

@@ -67,6 +67,9 @@ struct kxIndexDerivatives {
     std::complex<double> d2n; ///< d2(n + ik)/dlambda2, 1/um^2
 };
 
+/// How deep material blocks may nest (an alloy's end members are nested materials).
+constexpr int kxMaterialMaxNesting = 32;
+
 /// The block signature of a material.
 extern const TBlockSig kxMaterialSig;
 
