@@ -717,8 +717,9 @@ cx kxFormulaMaterial::Core(double lambda, double T, double x) const
         kxNamedVariable *v =
             kxNameSpace::IsActual(ns_) ? ns_->GetVariableByName(names_[i].c_str()) : nullptr;
         if (!v) {
-            error.Raise(kxErrGeneric, "material \"%s\": the variable \"%s\" is not defined\n",
-                        GetName().c_str(), names_[i].c_str());
+            if (!error)
+                error.Raise(kxErrGeneric, "material \"%s\": the variable \"%s\" is not defined\n",
+                            GetName().c_str(), names_[i].c_str());
             return cx(std::nan(""), 0.0);
         }
         values[3 + i] = v->GetValue();

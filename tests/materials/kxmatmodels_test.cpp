@@ -268,6 +268,11 @@ TEST(kxMaterialModelsTest, FormulaFollowsNamespaceVariables)
     EXPECT_FALSE(m.Index(1.0, 300, 0, n));
     EXPECT_EQ(TakeError(), "material \"f\": the variable \"w\" is not defined\nmaterial \"f\": "
                            "the index is not finite at 1 um\n");
+    kxIndexDerivatives d;
+    EXPECT_FALSE(m.Derivatives(1.0, 300, 0, d));
+    EXPECT_EQ(TakeError(), "material \"f\": the variable \"w\" is not defined\nmaterial \"f\": "
+                           "the index is not finite at 1 um\n")
+        << "one message, however often the formula is evaluated";
     // Without a namespace only lambda, T and x are known.
     kxFormulaMaterial bare;
     EXPECT_FALSE(bare.SetFormula("w"));

@@ -37,7 +37,8 @@ public:
     bool Remove(const char *name);
     void Clear();
 
-    /// Reads every material block of `text`; formula materials bind to `ns`.
+    /// Reads every material block of `text`; formula materials bind to `ns`. Does nothing
+    /// (false) while an error is pending.
     [[nodiscard]] bool ReadText(const std::string &text, const char *file, kxNameSpace *ns);
     [[nodiscard]] bool ReadFile(const char *path, kxNameSpace *ns);
     /// The library as block text.
