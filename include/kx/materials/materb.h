@@ -139,15 +139,17 @@ public:
     void WriteTB(TextBlock &tb) const;
     /// Reads the block loaded in `tb` (a kxMaterial block) into a new material owned by the
     /// caller; null with the global error set ("<file>:<line>: <problem>"). `firstLine` is the
-    /// line of the file the block's header is on; formula materials bind their variables in a
-    /// namespace whose parent is `ns` (may be null).
+    /// line of the file the block's header is on; formula materials look their variables up
+    /// in `ns` and its parents (may be null: then only lambda, T and x are known).
     [[nodiscard]] static kxMaterial *ReadTB(TextBlock &tb, const char *file, int firstLine,
                                             kxNameSpace *ns);
     /// The text of the block this material was read from ("" when it was not read).
     [[nodiscard]] const std::string &GetBlockText() const { return blockText_; }
 
+    // The reading hooks of the models (kxMaterialReader is the library's line reader, declared
+    // in src/materials/kxmatreader.h).
     /// Called by the reader for each body line of the model's own keywords; `key` is the first
-    /// word. False with the error set (through reader.Fail) for a bad line.
+    /// word, in lower case. False with the error set (through reader.Fail) for a bad line.
     [[nodiscard]] virtual bool ReadKey(kxMaterialReader &reader, const std::string &key) = 0;
     /// Called for each nested block; the default refuses it.
     [[nodiscard]] virtual bool ReadChild(kxMaterialReader &reader, TextBlock &child);
