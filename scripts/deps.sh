@@ -3,7 +3,7 @@
 set -euo pipefail
 pkgs=(build-essential cmake ninja-build pkg-config git
       libgtest-dev libgmock-dev libbenchmark-dev
-      libpcre2-dev libpolyclipping-dev libboost-dev libmuparser-dev
+      libpcre2-dev libpolyclipping-dev libyaml-cpp-dev libboost-dev libmuparser-dev
       libopenblas-dev liblapacke-dev libfftw3-dev libcminpack-dev libeigen3-dev libgsl-dev
       python3-mpmath
       clang libclang-rt-14-dev)
