@@ -103,8 +103,6 @@ bool ReadPosition(const List<KXString> &args, int &at)
 // ---------------------------------------------------------------------------------------------
 // CMDPoint and CMDPointList
 
-unsigned long kxCoordParameter::writes_ = 0;
-
 void CMDPoint::CopyFrom(kxNameSpace *ns, const CMDPoint &other)
 {
     x.CopyFrom(ns, other.x);

@@ -18,6 +18,10 @@
 //   - A formula is turned into a number by every arithmetic update (+=, -=, *=, /=), on purpose.
 //     For int the result is computed in 64 bits and clamped to +-2147483647 (the range of
 //     kxComplexToNumber), and an integer division by zero gives 0.
+//   - Every change of a parameter (any setter, Read, CopyFrom, an arithmetic update or an
+//     assignment) advances one process-wide count per T, Writes(). A cache built from many
+//     parameters compares that count instead of visiting each parameter, so it also sees changes
+//     made through a plain kxParameter<T>& (CMDPoint's coordinates rely on it).
 //   - The reserved namespace handles 1 and 2 (kxNoNameSpace(), kxOwnNameSpace() of
 //     kxobject.h) are treated like null by CopyFrom (the copy is frozen) and by
 //     SetExpression, Read and SetValueOrExpression (formula input is ignored).
@@ -72,6 +76,8 @@ public:
     /// The stored plain value (also carried along by copies of a formula parameter), without
     /// evaluating anything.
     [[nodiscard]] const T &GetStoredValue() const { return value_; }
+    /// Number of changes made so far to all kxParameter<T> of this process (see the top).
+    static unsigned long Writes() { return writes_; }
 
     // -- Setting ------------------------------------------------------------------------------
 
@@ -142,6 +148,7 @@ private:
 
     kxNamedVariable *expression_ = nullptr;   ///< owned; null for a plain value
     T value_{};                               ///< the plain value
+    static unsigned long writes_;             ///< see Writes()
 };
 
 extern template class kxParameter<int>;
