@@ -28,9 +28,9 @@
 //   - A name that is no longer found gives 0 like any other referenced value: when that differs
 //     from the value seen before, the formula is evaluated again (a removed or renamed variable
 //     never leaves a stale result behind).
-//   - A user error already pending in the global error record before a formula is evaluated is
-//     kept: only a fault of this evaluation becomes the "could not be evaluated" warning and is
-//     reset; the pending error is put back afterwards.
+//   - Whatever the global error record holds after a formula is evaluated becomes the "could
+//     not be evaluated" warning and the record is reset, so a user error that was already
+//     pending before the evaluation is reported in that warning too (and then cleared).
 //   - GetValueString writes the (evaluated) value with kxNumberToString: a real number when the
 //     imaginary part is zero, else the complex pair "(%.8g, %.8g)".
 //   - AppendCheckSum adds the name, the kind, and the formula text (for an expression) and the
