@@ -120,7 +120,7 @@ TEST(KXNameSpaceTest, EventsAndPseudoTime)
     for (size_t i = 0; i < 6; ++i) {
         EXPECT_EQ(recorder.events[i].id, i % 2 ? changed : willChange) << i;
         EXPECT_EQ(recorder.events[i].data1, &ns) << i;
-        EXPECT_EQ(recorder.events[i].data2, i % 2 ? v : recorder.events[i].data2) << i;
+        EXPECT_EQ(recorder.events[i].data2, i % 2 ? static_cast<void *>(v) : nullptr) << i;
     }
     ASSERT_EQ(childRecorder.events.size(), 3u);     // passed on by the child namespace
     EXPECT_EQ(childRecorder.events[0].data1, &child);
