@@ -2,6 +2,7 @@
 // child namespaces, events, removal and SetNameSpace.
 #include "kx/objects/kxobject.h"
 
+#include "kxfatal_test_util.h"
 #include "kxwarningcapture.h"
 
 #include <vector>
@@ -50,8 +51,8 @@ TEST(KXNameSpaceTest, CodesThroughParents)
     EXPECT_EQ(root.GetVariable(0x30000)->GetName(), "r");   // climbing stops at the root
     EXPECT_EQ(child.GetVariableByName("r", false), nullptr);
 
-    EXPECT_EXIT((dup2(2, 1), (void)root.GetVariable(5)), ::testing::ExitedWithCode(1),
-                "Dynamic array index 5 out of bounds 0 <= index < 1");
+    EXPECT_KX_EXIT((void)root.GetVariable(5), 1,
+                   "Dynamic array index 5 out of bounds 0 <= index < 1");
 }
 
 TEST(KXNameSpaceTest, ChildFormulasFollowAncestors)
