@@ -27,6 +27,7 @@
 #ifndef KX_OBJECTS_KXCLASSINFO_H
 #define KX_OBJECTS_KXCLASSINFO_H
 
+#include <cstddef>
 #include <cstdint>
 
 class KXObject;
@@ -63,6 +64,10 @@ public:
     [[nodiscard]] bool IsKindOf(const kxClassInfo *other) const;
     /// The same test by class name (exact, case-sensitive). A null name is never matched.
     [[nodiscard]] bool IsKindOf(const char *className) const;
+    /// The same test by the `length` characters at `name` (exact, case-sensitive).
+    [[nodiscard]] bool IsKindOf(const char *name, std::size_t length) const;
+    /// True when the class name is exactly the `length` characters at `name`.
+    [[nodiscard]] bool IsNamed(const char *name, std::size_t length) const;
 
     /// A new default instance that the caller owns, or null for an abstract class.
     [[nodiscard]] KXObject *CreateObject() const;
