@@ -70,7 +70,7 @@ TEST_F(TextBlockTest, HeaderFormatsAndNameLimits)
     w.EndWrite();
     w.setHeader(TBlockSig{"Cd", 2, 0}, "a much longer name");
     EXPECT_STREQ(w.getText(), "begin <Cd(2.0)> \"a much longer name\"\n  v 1\nend\n");
-    w.StartRead(TBlockSig{"cd", 2, 0});
+    EXPECT_TRUE(w.StartRead(TBlockSig{"cd", 2, 0}));
     EXPECT_EQ(Str(w.gets()), "  v 1\n");
     EXPECT_TRUE(w.EOB());
 

@@ -59,23 +59,23 @@ public:
     /// real part; complex unchanged).
     operator T() const;
     /// The same as the conversion, for call sites where a named function reads better.
-    [[nodiscard]] T GetValue() const { return static_cast<T>(*this); }
+    T GetValue() const { return static_cast<T>(*this); }
 
     /// The formula text when there is one, else the value written by kxNumberToString.
-    [[nodiscard]] KXString GetExpression() const;
+    KXString GetExpression() const;
     /// kxNumberToString of the value (evaluated when there is a non-empty formula); the empty
     /// string for an empty formula.
-    [[nodiscard]] KXString GetValueString() const;
+    KXString GetValueString() const;
     /// True only when the parameter holds a formula variable whose text is empty.
-    [[nodiscard]] bool IsUndefined() const;
+    bool IsUndefined() const;
     /// True while the parameter holds a formula.
-    [[nodiscard]] bool HasExpression() const { return expression_ != nullptr; }
+    bool HasExpression() const { return expression_ != nullptr; }
     /// The owned formula variable, or null for a plain value. The view never outlives the
     /// parameter, nor its next change.
-    [[nodiscard]] const kxNamedVariable *GetNamedVariable() const { return expression_; }
+    const kxNamedVariable *GetNamedVariable() const { return expression_; }
     /// The stored plain value (also carried along by copies of a formula parameter), without
     /// evaluating anything.
-    [[nodiscard]] const T &GetStoredValue() const { return value_; }
+    const T &GetStoredValue() const { return value_; }
     /// Number of changes made so far to all kxParameter<T> of this process (see the top).
     static unsigned long Writes() { return writes_; }
 
@@ -86,7 +86,7 @@ public:
     kxParameter &operator=(const T &value);
     /// Parses the text with kxStringToNumber for T; on failure returns false and changes
     /// nothing, else stores the value (destroying any formula).
-    bool SetValue(const char *text);
+    [[nodiscard]] bool SetValue(const char *text);
     /// With a null (or reserved) namespace nothing happens. Otherwise an owned variable of the
     /// same namespace only gets the new text; else the old variable is destroyed and a new
     /// anonymous one is made in `ns` with the text.
@@ -130,15 +130,15 @@ public:
     ///    kxStringToNumber; on success any formula is dropped and the value stored.
     /// Returns false for an empty text or a failed parse; the parameter is then unchanged (but
     /// what was gathered stays consumed).
-    bool Read(kxNameSpace *ns, KXString &text);
+    [[nodiscard]] bool Read(kxNameSpace *ns, KXString &text);
     /// The plain-number form where no formulas are allowed: strips leading blanks, consumes the
     /// leading run of digits and + - . e E and parses it into `value` (false on failure or on
     /// an empty text).
-    static bool Read(T &value, KXString &text);
+    [[nodiscard]] static bool Read(T &value, KXString &text);
 
 protected:
     /// The formula evaluated and narrowed; the caller has made sure that there is a formula.
-    [[nodiscard]] T GetExpressionValue() const;
+    T GetExpressionValue() const;
 
 private:
     /// Destroys the owned formula variable (if any); the parameter then holds its plain value.

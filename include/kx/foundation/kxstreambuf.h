@@ -36,7 +36,7 @@ public:
     void Open(VoidReceiver receiver);
     void Open(IntReceiver receiver);
     void Close();
-    [[nodiscard]] bool IsOpen() const { return saved_ != nullptr; }
+    bool IsOpen() const { return saved_ != nullptr; }
 
 protected:
     int_type overflow(int_type c) override;

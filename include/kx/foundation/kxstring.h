@@ -170,18 +170,18 @@ public:
     /// Resizes to length n, keeping the contents as far as they fit (new bytes are zero).
     void Alloc(int n);
     /// The capacity of the owned block (0 for the shared empty representation).
-    [[nodiscard]] int Allocation() const noexcept { return static_cast<int>(rep->capacity); }
-    [[nodiscard]] int Length() const noexcept { return static_cast<int>(rep->length); }
-    [[nodiscard]] bool Empty() const noexcept { return rep->length == 0; }
+    int Allocation() const noexcept { return static_cast<int>(rep->capacity); }
+    int Length() const noexcept { return static_cast<int>(rep->length); }
+    bool Empty() const noexcept { return rep->length == 0; }
     /// True for a string that owns no block (the shared empty representation).
-    [[nodiscard]] bool IsNull() const noexcept { return rep == nullptr || rep == &kxEmptyStrRep; }
-    [[nodiscard]] bool IsDefined() const noexcept { return !IsNull(); }
+    bool IsNull() const noexcept { return rep == nullptr || rep == &kxEmptyStrRep; }
+    bool IsDefined() const noexcept { return !IsNull(); }
     /// The representation itself (for inspection; the string owns it).
-    [[nodiscard]] const KXStrRep *Rep() const noexcept { return rep; }
+    const KXStrRep *Rep() const noexcept { return rep; }
 
     /// The characters, zero-terminated; valid until the string is next changed or destroyed.
     operator const char *() const noexcept { return rep->chars; }
-    [[nodiscard]] const char *c_str() const noexcept { return rep->chars; }
+    const char *c_str() const noexcept { return rep->chars; }
 
     // -- element access ("invalid index" outside 0 .. Length()-1) ---------------------------
     char &operator[](int i)
@@ -197,8 +197,8 @@ public:
             return BadIndex();
         return rep->chars[i];
     }
-    [[nodiscard]] char Firstchar() const { return Elem(0); }
-    [[nodiscard]] char Lastchar() const { return Elem(Length() - 1); }
+    char Firstchar() const { return Elem(0); }
+    char Lastchar() const { return Elem(Length() - 1); }
 
     // -- concatenation ------------------------------------------------------------------------
     KXString &Append(const char *text, int length)
@@ -392,11 +392,11 @@ public:
     [[nodiscard]] KXSubString Strip(StripType type, char c = ' ') const;
 
     // -- classification (all true for the empty string) ---------------------------------------
-    [[nodiscard]] bool IsAscii() const;
-    [[nodiscard]] bool IsWord() const;
-    [[nodiscard]] bool IsNumber() const;
+    bool IsAscii() const;
+    bool IsWord() const;
+    bool IsNumber() const;
     /// Checks the invariants of the representation.
-    [[nodiscard]] bool OK() const;
+    bool OK() const;
 
     // -- comparison ---------------------------------------------------------------------------
     /// exact: the signed 8-bit difference of the first differing bytes (0 when equal).
@@ -418,7 +418,7 @@ public:
     static void Error(const char *message);
 
 private:
-    [[nodiscard]] static char &BadIndex();
+    static char &BadIndex();
     KXString &AppendGrow(const char *text, int length);
     int CompareIgnoringCase(const char *other, int length) const;
     int IndexBackward(char c, int startpos) const;
@@ -449,16 +449,16 @@ public:
         : str(owner), pos(position), len(length) {}
 
     /// The first character of the view (not zero-terminated at the view's end).
-    [[nodiscard]] const char *Data() const noexcept { return str.c_str() + pos; }
-    [[nodiscard]] int Length() const noexcept { return len; }
-    [[nodiscard]] bool Empty() const noexcept { return len == 0; }
-    [[nodiscard]] int Position() const noexcept { return pos; }
-    [[nodiscard]] const KXString &Owner() const noexcept { return str; }
+    const char *Data() const noexcept { return str.c_str() + pos; }
+    int Length() const noexcept { return len; }
+    bool Empty() const noexcept { return len == 0; }
+    int Position() const noexcept { return pos; }
+    const KXString &Owner() const noexcept { return str; }
     [[nodiscard]] char operator[](int i) const;
     [[nodiscard]] int Index(char c, int startpos = 0) const;
     [[nodiscard]] int Index(const char *pattern, int startpos = 0) const;
     [[nodiscard]] int Contains(const char *pattern) const { return Index(pattern) >= 0; }
-    [[nodiscard]] bool OK() const;
+    bool OK() const;
 
     /// The shared empty string that empty views refer to.
     static const KXString &EmptyString();

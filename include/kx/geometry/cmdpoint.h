@@ -35,7 +35,7 @@ public:
     /// counts, since a coordinate may be written through a plain kxParameter<double>&).
     [[nodiscard]] static unsigned long Writes() { return kxParameter<double>::Writes(); }
     /// The coordinate as the parameter it is.
-    [[nodiscard]] const kxParameter<double> &Param() const { return *this; }
+    const kxParameter<double> &Param() const { return *this; }
 };
 
 class CMDPoint : public KXObject {
@@ -54,9 +54,9 @@ public:
     operator kxPoint() const;
 
     /// The own namespace, else the parent's.
-    [[nodiscard]] kxNameSpace *GetNameSpace() const override;
+    kxNameSpace *GetNameSpace() const override;
     void SetParent(KXObject *parent) override { parent_ = parent; }
-    [[nodiscard]] KXObject *GetParent() const { return parent_; }
+    KXObject *GetParent() const { return parent_; }
     void OnPublish() override;
 
     kxCoordParameter x;
@@ -104,17 +104,17 @@ public:
     using List<CMDPoint>::get_idx;
 
     /// The list as a List<CMDPoint>, for reading.
-    [[nodiscard]] const List<CMDPoint> &AsList() const { return *this; }
+    const List<CMDPoint> &AsList() const { return *this; }
 
     /// Sets the parent of every point, and of points inserted later.
     void SetParent(KXObject *parent);
-    [[nodiscard]] KXObject *GetParent() const { return parent_; }
+    KXObject *GetParent() const { return parent_; }
 
     /// The modification count (see above).
-    [[nodiscard]] unsigned long Version() const { return version_; }
+    unsigned long Version() const { return version_; }
     /// Pointers to the points in order, indexed from 0; valid until the next change of the
     /// list's structure.
-    [[nodiscard]] const std::vector<const CMDPoint *> &Pointers() const;
+    const std::vector<const CMDPoint *> &Pointers() const;
 
 private:
     KXObject *parent_ = nullptr;   ///< not owned

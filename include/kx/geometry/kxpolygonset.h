@@ -24,15 +24,15 @@
 #include "kx/geometry/kxplanegeom.h"
 
 /// a united with b.
-bool kxAddPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
+[[nodiscard]] bool kxAddPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
 /// The union of the contours of a alone: overlaps merged, the set normalised.
-bool kxAddPolygons(kxPolygonSet &result, const kxPolygonSet &a, double tol);
+[[nodiscard]] bool kxAddPolygons(kxPolygonSet &result, const kxPolygonSet &a, double tol);
 /// a minus b.
-bool kxSubtractPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
+[[nodiscard]] bool kxSubtractPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
 /// The common part of a and b.
-bool kxIntersectPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
+[[nodiscard]] bool kxIntersectPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
 /// The part of a within the closed rectangle.
-bool kxIntersectPolygonRect(kxPolygonSet &result, const kxPolygonSet &a, const kxRect &rect, double tol);
+[[nodiscard]] bool kxIntersectPolygonRect(kxPolygonSet &result, const kxPolygonSet &a, const kxRect &rect, double tol);
 
 /// Direction of the cut made by kxSplitPolygons.
 enum kxSplitDirection {
@@ -42,7 +42,7 @@ enum kxSplitDirection {
 /// Cuts a along a horizontal or vertical line into the part below (left of) the line and the
 /// part above (right of) it. A line beyond the set (or at infinity) leaves one part empty; a
 /// position of NaN, or a set with no finite vertex, gives two empty parts.
-bool kxSplitPolygons(kxPolygonSet &below, kxPolygonSet &above, const kxPolygonSet &a,
+[[nodiscard]] bool kxSplitPolygons(kxPolygonSet &below, kxPolygonSet &above, const kxPolygonSet &a,
                      kxSplitDirection direction, double position, double tol);
 
 /// Sum of the signed areas of the contours (the area of a set in the output form).
