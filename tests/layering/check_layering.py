@@ -2,6 +2,7 @@
 """Checks the module layering of the source tree through its #include lines.
 
 Usage: check_layering.py <source root>
+       check_layering.py --self-test   (checks the checker on a small tree made for the purpose)
 
 Rules (each break is printed as "<file>:<line>: <rule>: #include ..." and makes the exit code 1):
   - A header or source of a module (include/kx/<module>/, include/kx/<module>.h, src/<module>/)
@@ -97,7 +98,45 @@ def check(root):
     return present, faults
 
 
+def self_test():
+    """Builds a tree with one fault of each kind beside allowed includes; True when exactly the
+    faults are found."""
+    import tempfile
+    files = {
+        "include/kx/foundation/a.h": '#include <vector>\n',
+        "include/kx/objects/b.h": '#include "kx/foundation/a.h"\n#include "kx/geometry/c.h"\n',
+        "include/kx/geometry/c.h": '#include "kx/objects/b.h"\n',
+        "src/geometry/c.cpp": '#include "kx/geometry/c.h"\n#include "kxprivate.h"\n#include <wx/frame.h>\n',
+        "src/geometry/kxprivate.h": '#include "kx/expressions/d.h"\n',
+        "include/kx/expressions/d.h": '#include "geometry/kxprivate.h"\n',
+        "src/ui/e.cpp": '#include <wx/frame.h>\n#include "kx/geometry/c.h"\n',
+    }
+    expected = [
+        "include/kx/expressions/d.h:1: installed header includes a private header",
+        "include/kx/expressions/d.h:1: module expressions includes a header of module geometry",
+        "include/kx/objects/b.h:2: module objects includes a header of module geometry",
+        "src/geometry/c.cpp:3: wxWidgets header outside the user interface",
+    ]
+    with tempfile.TemporaryDirectory() as root:
+        for rel, text in files.items():
+            os.makedirs(os.path.dirname(os.path.join(root, rel)), exist_ok=True)
+            with open(os.path.join(root, rel), "w", encoding="utf-8") as f:
+                f.write(text)
+        _, faults = check(root)
+    # Each fault without the offending include and the explanation after the module name.
+    found = sorted(f.split(": #include")[0].split(", which")[0] for f in faults)
+    if found == sorted(expected):
+        print("self-test passed: %d faults found as planted" % len(expected))
+        return True
+    print("self-test failed; found:")
+    for f in faults:
+        print("  " + f)
+    return False
+
+
 def main():
+    if len(sys.argv) == 2 and sys.argv[1] == "--self-test":
+        return 0 if self_test() else 1
     if len(sys.argv) != 2:
         print("usage: check_layering.py <source root>")
         return 2
