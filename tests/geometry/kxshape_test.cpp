@@ -265,69 +265,6 @@ TEST_F(KXShapeTest, PublishedNamesAndHelp)
     EXPECT_EQ(static_cast<int>(reg.numvertices), 12);
 }
 
-TEST_F(KXShapeTest, RectangleContainment)
-{
-    KXRectangle r;
-    r.setSize(2, 1);
-    EXPECT_TRUE(r.Contains(kxPoint(1, 0.5)));     // corner: edges inclusive
-    EXPECT_TRUE(r.Contains(kxPoint(-1, 0)));
-    EXPECT_FALSE(r.Contains(kxPoint(1.0000001, 0)));
-    EXPECT_FALSE(r.Contains(kxPoint(0, -0.5000001)));
-
-    bool onB = true;
-    EXPECT_TRUE(r.Contains(kxPoint(0.2, 0.1), 1e-6, onB));
-    EXPECT_FALSE(onB);
-    EXPECT_TRUE(r.Contains(kxPoint(1 + 1e-7, 0.1), 1e-6, onB));   // just outside, within tol
-    EXPECT_TRUE(onB);
-    EXPECT_TRUE(r.Contains(kxPoint(0.3, -0.5), 1e-6, onB));
-    EXPECT_TRUE(onB);
-    EXPECT_FALSE(r.Contains(kxPoint(1 + 1e-5, 0.1), 1e-6, onB));
-    EXPECT_FALSE(onB);
-    EXPECT_FALSE(r.Contains(kxPoint(0.1, 0.6), 1e-6));
-    // Negative tol: the relative comparison; an exact edge point is on the boundary.
-    EXPECT_TRUE(r.Contains(kxPoint(1, 0.2), -1, onB));
-    EXPECT_TRUE(onB);
-    EXPECT_FALSE(r.Contains(kxPoint(1 + 1e-9, 0.2), -1, onB));
-    // tol 0: nothing is within it, so an edge point is inside but not on the boundary.
-    EXPECT_TRUE(r.Contains(kxPoint(1, 0.2), 0.0, onB));
-    EXPECT_FALSE(onB);
-    EXPECT_FALSE(r.Contains(kxPoint(1 + 1e-12, 0.2), 0.0, onB));
-}
-
-TEST_F(KXShapeTest, EllipseContainmentAndToleranceRule)
-{
-    KXEllipse e;
-    e.setSize(4, 2);   // semi-axes 2 and 1
-    EXPECT_TRUE(e.Contains(kxPoint(2, 0)));
-    EXPECT_TRUE(e.Contains(kxPoint(0, -1)));
-    EXPECT_TRUE(e.Contains(kxPoint(1, 0.8)));
-    EXPECT_FALSE(e.Contains(kxPoint(1.5, 0.7)));
-
-    bool onB = true;
-    const double tol = 1e-3;
-    // A point tol/2 outside the rim: its inner neighbour is inside, so it is on the boundary.
-    EXPECT_TRUE(e.Contains(kxPoint(2 + tol / 2, 0), tol, onB));
-    EXPECT_TRUE(onB);
-    EXPECT_TRUE(e.Contains(kxPoint(0.5, 0.2), tol, onB));
-    EXPECT_FALSE(onB);
-    EXPECT_FALSE(e.Contains(kxPoint(2 + 3 * tol, 0), tol, onB));
-    EXPECT_FALSE(onB);
-    EXPECT_TRUE(e.Contains(kxPoint(0, 1 - tol / 2), tol, onB));   // inside, near the rim
-    EXPECT_TRUE(onB);
-    // Negative tol: onBoundary only for exactly q == 1.
-    EXPECT_TRUE(e.Contains(kxPoint(2, 0), -1, onB));
-    EXPECT_TRUE(onB);
-    EXPECT_TRUE(e.Contains(kxPoint(1.9, 0), -1, onB));
-    EXPECT_FALSE(onB);
-    EXPECT_FALSE(e.Contains(kxPoint(2.1, 0), -1, onB));
-
-    // Degenerate ellipses contain nothing.
-    e.setSize(0, 2);
-    EXPECT_FALSE(e.Contains(kxPoint(0, 0)));
-    e.setSize(3, 1e-307);
-    EXPECT_FALSE(e.Contains(kxPoint(0, 0)));
-}
-
 TEST_F(KXShapeTest, PolygonAndRegularPolygonContainment)
 {
     KXPolygon tri = MakePolygon({{0, 0}, {2, 0}, {0, 2}});
