@@ -7,12 +7,18 @@
 // must be registered in the same program, so both are measured in the same run.
 // A benchmark name is matched on its prefix (so arguments such as "/1024" may follow) and the
 // first match is used unless the full name is given.
+//
+// Register benchmarks with KX_BENCHMARK(fn) (BENCHMARK(fn) with kxbench::Configure applied):
+// when the environment variable KX_BENCH_ITERATIONS is set, each benchmark then runs exactly
+// that many iterations, once. bench/callgrind_ratio.sh uses this to count instructions per
+// iteration under valgrind.
 #ifndef KX_BENCH_KXBENCH_H
 #define KX_BENCH_KXBENCH_H
 
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
@@ -24,6 +30,14 @@ struct Ratio {
     std::string numerator;
     std::string denominator;
 };
+
+/// Fixes the iteration count from KX_BENCH_ITERATIONS, when set (see the top).
+inline void Configure(benchmark::internal::Benchmark *b)
+{
+    const char *n = std::getenv("KX_BENCH_ITERATIONS");
+    if (n && std::atoll(n) > 0)
+        b->Iterations(std::atoll(n));
+}
 
 class RecordingReporter : public benchmark::ConsoleReporter {
 public:
@@ -67,6 +81,8 @@ inline int Main(int argc, char **argv, const std::vector<Ratio> &ratios)
 }
 
 } // namespace kxbench
+
+#define KX_BENCHMARK(fn) BENCHMARK(fn)->Apply(kxbench::Configure)
 
 #define KX_BENCH_MAIN(...) \
     int main(int argc, char **argv) { return kxbench::Main(argc, argv, __VA_ARGS__); }

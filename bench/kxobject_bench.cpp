@@ -74,7 +74,7 @@ void BM_KxTreeCheckSum(benchmark::State &state)
     }
     state.SetItemsProcessed(state.iterations() * std::int64_t(tree.values.size()));
 }
-BENCHMARK(BM_KxTreeCheckSum);
+KX_BENCHMARK(BM_KxTreeCheckSum);
 
 void BM_PlainCheckSumLoop(benchmark::State &state)
 {
@@ -87,7 +87,7 @@ void BM_PlainCheckSumLoop(benchmark::State &state)
     }
     state.SetItemsProcessed(state.iterations() * std::int64_t(values.size()));
 }
-BENCHMARK(BM_PlainCheckSumLoop);
+KX_BENCHMARK(BM_PlainCheckSumLoop);
 
 } // namespace
 

@@ -2,6 +2,7 @@
 // operations on pairs of 256-vertex polygons against Clipper called directly on data already
 // in its integer types (the cost of the conversion layer) and against boost::geometry.
 #include "kx/geometry/kxplanegeom.h"
+#include "kx/geometry/kxpolygonset.h"
 #include "kxbench.h"
 
 #include <polyclipping/clipper.hpp>

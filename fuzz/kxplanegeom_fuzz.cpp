@@ -4,6 +4,7 @@
 // NaN, infinities and huge values) and the tolerance.
 #include "kx/geometry/kxlineshapeintersections.h"
 #include "kx/geometry/kxplanegeom.h"
+#include "kx/geometry/kxpolygonset.h"
 
 #include <cmath>
 #include <cstdint>

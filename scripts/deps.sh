@@ -5,8 +5,8 @@ pkgs=(build-essential cmake ninja-build pkg-config git
       libgtest-dev libgmock-dev libbenchmark-dev
       libpcre2-dev libpolyclipping-dev libyaml-cpp-dev libboost-dev libmuparser-dev
       libopenblas-dev liblapacke-dev libfftw3-dev libcminpack-dev libeigen3-dev libgsl-dev
-      python3-mpmath
-      clang libclang-rt-14-dev)
+      python3 python3-mpmath valgrind
+      clang libclang-rt-14-dev clang-format)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

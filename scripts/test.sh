@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds kxCore with -Wall -Wextra -Werror and runs every unit test, then does the same again
-# with AddressSanitizer and UndefinedBehaviorSanitizer, then runs each fuzz target for a bounded
-# time when clang is present.
+# Checks the formatting of the tracked sources, builds kxCore with -Wall -Wextra -Werror and
+# runs every unit test, then does the same again with AddressSanitizer and
+# UndefinedBehaviorSanitizer, then runs each fuzz target for a bounded time when clang is present.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -14,6 +14,9 @@ build_and_test() {  # <build dir> [cmake args...]
   cmake --build "$dir" -j "$jobs"
   ctest --test-dir "$dir" -j "$jobs" --output-on-failure
 }
+
+# Every tracked C++ file is in the repository's .clang-format style.
+git ls-files -z -- '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
 
 build_and_test build/release -DCMAKE_BUILD_TYPE=Release
 build_and_test build/sanitize -DCMAKE_BUILD_TYPE=Debug -DKX_SANITIZE=address,undefined

@@ -4,6 +4,7 @@
 
 #include "kx/foundation/kxmath.h"
 #include "kx/foundation/kxstring.h"
+#include "kx/foundation/kxnumtext.h"
 #include "kx/foundation/kxregex.h"
 #include "kx/foundation/kxtokenizer.h"
 #include "kx/foundation/kxfbuff.h"

@@ -11,6 +11,7 @@
 #include "kx/geometry/kxplacement.h"
 #include "kx/geometry/kxpolygon.h"
 #include "kx/geometry/kxpolygoncontains.h"
+#include "kx/geometry/kxpolygonset.h"
 #include "kx/geometry/kxrectangle.h"
 #include "kx/geometry/kxregularpolygon.h"
 #include "kx/geometry/kxshape.h"

@@ -430,18 +430,8 @@ void kxVariableEvaluator::Evaluate(kxNamedVariable &variable)
 std::complex<double> kxVariableEvaluator::Finish(kxNamedVariable &variable, bool marked)
 {
     WarnUndefined(variable);
-    if (marked) {
-        if (!error) {
-            Evaluate(variable);
-        } else {
-            // A user error pending from before is kept aside, so that only this evaluation's
-            // faults become warnings.
-            const Error pending(error);
-            error.reset();
-            Evaluate(variable);
-            error = pending;
-        }
-    }
+    if (marked)
+        Evaluate(variable);
     variable.valueStamp_ = variable.PseudoTime();
     variable.refGeneration_ = kxNameSpace::Generation();   // every reference was resolved
     variable.busy_ = false;

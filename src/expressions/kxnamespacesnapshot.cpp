@@ -81,7 +81,7 @@ void kxNameSpaceSnapshot::Apply(std::vector<kxNamedVariableSnapshot> &records)
     for (const kxNamedVariableSnapshot &record : records) {
         kxNamedVariable *variable = ns_.GetVariableAt(record.GetIndex());
         if (variable->GetName() != record.GetName())
-            variable->SetName("");
+            (void)variable->SetName("");   // the empty name is always accepted
     }
     for (const kxNamedVariableSnapshot &record : records) {
         kxNamedVariable *variable = ns_.GetVariableAt(record.GetIndex());

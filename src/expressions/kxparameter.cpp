@@ -73,6 +73,9 @@ int Divide<int>(const int &a, const int &b)
 } // namespace
 
 template <class T>
+unsigned long kxParameter<T>::writes_ = 0;
+
+template <class T>
 kxParameter<T>::kxParameter() = default;
 
 template <class T>
@@ -105,6 +108,7 @@ kxParameter<T> &kxParameter<T>::operator=(const kxParameter &other)
 {
     if (this == &other)
         return *this;
+    ++writes_;
     value_ = other.value_;
     if (other.expression_)
         AssignExpression(other.expression_->GetNameSpace(), other.expression_->GetExpression());
@@ -118,6 +122,7 @@ kxParameter<T> &kxParameter<T>::operator=(kxParameter &&other) noexcept
 {
     if (this == &other)
         return *this;
+    ++writes_;
     EraseExpression();
     expression_ = other.expression_;
     value_ = other.value_;
@@ -135,6 +140,7 @@ void kxParameter<T>::EraseExpression()
 template <class T>
 void kxParameter<T>::AssignExpression(kxNameSpace *ns, const char *text)
 {
+    ++writes_;
     if (!expression_ || expression_->GetNameSpace() != ns) {
         EraseExpression();
         expression_ = new kxNamedVariable(ns, kxNamedVariable::NotListed, -1);
@@ -187,6 +193,7 @@ bool kxParameter<T>::IsUndefined() const
 template <class T>
 void kxParameter<T>::SetValue(const T &value)
 {
+    ++writes_;
     EraseExpression();
     value_ = value;
 }
@@ -231,6 +238,7 @@ void kxParameter<T>::CopyFrom(kxNameSpace *ns, const kxParameter &other)
 {
     if (this == &other)
         return;
+    ++writes_;
     EraseExpression();
     if (!other.expression_) {
         value_ = other.value_;

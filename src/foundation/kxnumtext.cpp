@@ -1,6 +1,8 @@
 // kxnumtext.cpp - how numbers are written to and read from text: numtoA, kxNumberToString,
 // kxWriteNumber, the scanning readers (atoD, atoF, atoI, hexatoI, atoCx) and the strict reader
 // of user input, kxStringToNumber.
+#include "kx/foundation/kxnumtext.h"
+
 #include "kx/foundation/kxmath.h"
 #include "kx/foundation/kxstring.h"
 

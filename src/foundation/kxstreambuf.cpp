@@ -29,8 +29,6 @@ void kxStreambuf::Open(IntReceiver receiver)
 void kxStreambuf::Close()
 {
     if (saved_) {
-        if (!pending_.empty())
-            sync();
         stream_->rdbuf(saved_);
         saved_ = nullptr;
     }

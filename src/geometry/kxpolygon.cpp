@@ -1,4 +1,4 @@
-// kxpolygon.cpp - the polygon shape and its parameter points.
+// kxpolygon.cpp - KXPolygon, the polygon shape given by a list of parameter points.
 #include "kx/geometry/kxpolygon.h"
 
 #include "kx/foundation/kxerror.h"
@@ -16,7 +16,6 @@
 #include <string>
 
 
-KX_IMPLEMENT_CLASS(CMDPoint, KXObject)
 KX_IMPLEMENT_CLASS(KXPolygon, KXShape)
 
 namespace {
@@ -56,33 +55,6 @@ bool SetPointsText(KXObject &owner, void *, int, const char *text)
 
 const kxPublishedKind kPointListKind = {"CMDPointList", AppendPointsCheckSum, GetPointsText, SetPointsText};
 
-// A coordinate published as the shapes' parameters are, written through the coordinate itself.
-void AppendCoordCheckSum(const void *member, int extent, CheckSum &sum)
-{
-    kxPublishedShapeParamDouble.appendCheckSum(&static_cast<const kxCoordParameter *>(member)->Param(),
-                                               extent, sum);
-}
-
-KXString GetCoordText(const KXObject &owner, const void *member, int extent)
-{
-    return kxPublishedShapeParamDouble.getText(owner, &static_cast<const kxCoordParameter *>(member)->Param(),
-                                               extent);
-}
-
-bool SetCoordText(KXObject &owner, void *member, int, const char *text)
-{
-    kxCoordParameter &c = *static_cast<kxCoordParameter *>(member);
-    if (c.SetValue(text))
-        return true;
-    kxNameSpace *ns = owner.GetNameSpace();
-    if (!ns || kxIsReservedNameSpace(ns))
-        return false;
-    c.SetExpression(ns, text);
-    return true;
-}
-
-const kxPublishedKind kCoordKind = {"kxParameter<double>", AppendCoordCheckSum, GetCoordText, SetCoordText};
-
 std::string StripBlanks(const char *text)
 {
     std::string s = text ? text : "";
@@ -99,125 +71,6 @@ bool ReadPosition(const List<KXString> &args, int &at)
 }
 
 } // namespace
-
-// ---------------------------------------------------------------------------------------------
-// CMDPoint and CMDPointList
-
-unsigned long kxCoordParameter::writes_ = 0;
-
-void CMDPoint::CopyFrom(kxNameSpace *ns, const CMDPoint &other)
-{
-    x.CopyFrom(ns, other.x);
-    y.CopyFrom(ns, other.y);
-}
-
-CMDPoint::operator kxPoint() const { return ReadPoint(*this); }
-
-kxNameSpace *CMDPoint::GetNameSpace() const
-{
-    kxNameSpace *ns = KXObject::GetNameSpace();
-    if (!ns && parent_)
-        ns = parent_->GetNameSpace();
-    return ns;
-}
-
-void CMDPoint::OnPublish()
-{
-    KXObject::OnPublish();
-    PublishValue("x", kxMicronsHelp("x coordinate in ").c_str(), 0, kCoordKind, &x, 0);
-    PublishValue("y", kxMicronsHelp("y coordinate in ").c_str(), 0, kCoordKind, &y, 0);
-}
-
-CMDPointList::CMDPointList(const CMDPointList &other) : List<CMDPoint>(other) { SetParent(nullptr); }
-
-CMDPointList &CMDPointList::operator=(const CMDPointList &other)
-{
-    if (this == &other)
-        return *this;
-    List<CMDPoint>::operator=(other);
-    pointersValid_ = false;
-    ++version_;
-    SetParent(parent_);
-    return *this;
-}
-
-void CMDPointList::append(const CMDPoint &p)
-{
-    List<CMDPoint>::append(p);
-    pointersValid_ = false;
-    ++version_;
-    last_cpt().SetParent(parent_);
-}
-
-void CMDPointList::insert(int i, const CMDPoint &p)
-{
-    List<CMDPoint>::insert(i, p);
-    pointersValid_ = false;
-    ++version_;
-    curr_cpt().SetParent(parent_);
-}
-
-void CMDPointList::insert(const CMDPoint &p)
-{
-    List<CMDPoint>::insert(p);
-    pointersValid_ = false;
-    ++version_;
-    curr_cpt().SetParent(parent_);
-}
-
-void CMDPointList::erase(int i)
-{
-    pointersValid_ = false;
-    ++version_;
-    List<CMDPoint>::erase(i);
-}
-
-void CMDPointList::erase()
-{
-    pointersValid_ = false;
-    ++version_;
-    List<CMDPoint>::erase();
-}
-
-void CMDPointList::unalloc()
-{
-    pointersValid_ = false;
-    ++version_;
-    List<CMDPoint>::unalloc();
-}
-
-bool CMDPointList::move(int to, int from)
-{
-    pointersValid_ = false;
-    ++version_;
-    return List<CMDPoint>::move(to, from);
-}
-
-void CMDPointList::reverse()
-{
-    pointersValid_ = false;
-    ++version_;
-    List<CMDPoint>::reverse();
-}
-
-void CMDPointList::SetParent(KXObject *parent)
-{
-    parent_ = parent;
-    for (int i = 1; i <= size(); ++i)
-        (*this)[i].SetParent(parent);
-}
-
-const std::vector<const CMDPoint *> &CMDPointList::Pointers() const
-{
-    if (!pointersValid_) {
-        pointers_.clear();
-        pointers_.reserve(static_cast<size_t>(size()));
-        for (int i = 1; i <= size(); ++i)
-            pointers_.push_back(&(*this)[i]);
-        pointersValid_ = true;
-    }
-    return pointers_;
-}
 
 // ---------------------------------------------------------------------------------------------
 // KXPolygon

@@ -20,6 +20,14 @@ constexpr double kMinSpanBinHeight = 1e-4;
 /// Spans wider than this fraction of the outline's width go to the general list.
 constexpr double kMaxSpanWidthFraction = 1.0 / 32;
 
+/// The bin of height y among `bins` bins of `scale` bins per unit of y starting at ymin; heights
+/// outside the bins are clamped to the first or last. Callers pass y within a few margins of the
+/// outline's range, so the product stays far inside the range of long.
+long BinOf(double y, double ymin, double scale, long bins)
+{
+    return std::clamp<long>(static_cast<long>((y - ymin) * scale), 0, bins - 1);
+}
+
 std::vector<kxPoint> ToVector(const List<kxPoint> &points)
 {
     std::vector<kxPoint> v;
@@ -175,9 +183,7 @@ void kxPolygonIndex::Build(const kxPoint *v, int n)
         for (int i = 0; i < n; ++i) {
             const kxPoint &a = v_[i], &b = v_[i + 1 == n ? 0 : i + 1];
             const double lo = std::min(a.y, b.y) - margin_, hi = std::max(a.y, b.y) + margin_;
-            const long b0 = std::clamp<long>(static_cast<long>((lo - ymin_) * scale), 0, nb - 1);
-            const long b1 = std::clamp<long>(static_cast<long>((hi - ymin_) * scale), 0, nb - 1);
-            total += b1 - b0 + 1;
+            total += BinOf(hi, ymin_, scale, nb) - BinOf(lo, ymin_, scale, nb) + 1;
         }
         return total;
     };
@@ -200,8 +206,8 @@ void kxPolygonIndex::Build(const kxPoint *v, int n)
     for (int i = 0; i < n; ++i) {
         const kxPoint &a = v_[i], &b = v_[i + 1 == n ? 0 : i + 1];
         const double lo = std::min(a.y, b.y), hi = std::max(a.y, b.y);
-        const int first = std::clamp(static_cast<int>((lo - margin_ - ymin_) * binScale_), 0, nbins_ - 1);
-        const int last = std::clamp(static_cast<int>((hi + margin_ - ymin_) * binScale_), 0, nbins_ - 1);
+        const int first = static_cast<int>(BinOf(lo - margin_, ymin_, binScale_, nbins_));
+        const int last = static_cast<int>(BinOf(hi + margin_, ymin_, binScale_, nbins_));
         for (int k = first; k <= last; ++k) {
             const double y0 = ymin_ + k / binScale_ - margin_, y1 = ymin_ + (k + 1) / binScale_ + margin_;
             if (useSpans && lo < y0 - margin_ && hi > y1 + margin_) {
@@ -249,7 +255,7 @@ bool kxPolygonIndex::Contains(const kxPoint &p) const
         return false;
     if (nbins_ == 0)
         return ScanAll(v_.data(), n, p, m);
-    const int bin = std::clamp(static_cast<int>((p.y - ymin_) * binScale_), 0, nbins_ - 1);
+    const int bin = static_cast<int>(BinOf(p.y, ymin_, binScale_, nbins_));
     const int *e = binEdges_.data() + binStart_[bin];
     const int *end = binEdges_.data() + binStart_[bin + 1];
     const kxPoint *v = v_.data();

@@ -2,7 +2,7 @@
 // the Clipper library: snap to an integer grid, clip there, convert back.
 #define KX_UNIT "kxpolygonset"
 
-#include "kx/geometry/kxplanegeom.h"
+#include "kx/geometry/kxpolygonset.h"
 
 #include "kx/foundation/kxerror.h"
 

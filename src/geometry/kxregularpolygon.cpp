@@ -88,7 +88,7 @@ struct VertexOf {
 
 VertexOf VertexRule(int n, double angleDeg, double w, double h)
 {
-    return VertexOf{angleDeg * kxPi / 180.0, kTwoPi / n, w / 2, h / 2};
+    return VertexOf{kxDegreesToRadians(angleDeg), kTwoPi / n, w / 2, h / 2};
 }
 
 } // namespace
@@ -128,7 +128,7 @@ void KXRegularPolygon::PrepareConvex(const Key &key) const
     const int n = static_cast<int>(v.size());
     hw_ = key.width / 2;
     hh_ = key.height / 2;
-    a0_ = key.angle * kxPi / 180.0;
+    a0_ = kxDegreesToRadians(key.angle);
     step_ = kTwoPi / n;
     const double scale = std::max(std::fabs(hw_), std::fabs(hh_));
     if (n < 3 || !std::isfinite(scale) || scale < kMinConvexScale || scale > kMaxConvexScale ||

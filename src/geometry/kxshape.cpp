@@ -1,5 +1,5 @@
-// kxshape.cpp - the shape base class, the text form (ParseShape, WriteShape), the shape container
-// and the helpers the shape units share.
+// kxshape.cpp - KXShape, the shape base class, its text form (ParseShape, WriteShape), and the
+// published parameter kinds the shape units share.
 #include "kx/geometry/kxshape.h"
 
 #include "kx/expressions/kxnamespace.h"
@@ -10,7 +10,6 @@
 #include "kx/geometry/kxpolygon.h"
 #include "kx/geometry/kxrectangle.h"
 #include "kx/geometry/kxregularpolygon.h"
-#include "kx/geometry/kxshapecontainer.h"
 
 #include "kxshapeutil.h"
 
@@ -203,57 +202,3 @@ KXShape *KXShape::ParseShape(kxNameSpace *ns, const char *text)
 }
 
 void KXShape::WriteShape(KXShape &shape, KXString &out) { out = shape.getDefString(); }
-
-// ---------------------------------------------------------------------------------------------
-// KXShapeContainer
-
-KXShapeContainer::KXShapeContainer(const KXShapeContainer &other)
-    : shape_(other.shape_ ? other.shape_->newCopy(nullptr) : nullptr)
-{
-}
-
-KXShapeContainer &KXShapeContainer::operator=(const KXShapeContainer &other)
-{
-    if (this != &other) {
-        KXShape *copy = other.shape_ ? other.shape_->newCopy(nullptr) : nullptr;
-        delete shape_;
-        shape_ = copy;
-    }
-    return *this;
-}
-
-KXShapeContainer::~KXShapeContainer() { delete shape_; }
-
-void KXShapeContainer::Clear()
-{
-    delete shape_;
-    shape_ = nullptr;
-}
-
-void KXShapeContainer::SetShape(const KXShape &shape)
-{
-    KXShape *copy = shape.newCopy(nullptr);
-    delete shape_;
-    shape_ = copy;
-}
-
-int KXShapeContainer::SetShape(kxNameSpace *ns, const char *line)
-{
-    int count = 0;
-    delete sliceup(line ? line : "", "% ", count);
-    Clear();
-    shape_ = KXShape::ParseShape(ns, line);
-    if (shape_)
-        return count;
-    wlprintf("syntax error in line %s\n", kxQuoteForMessage(line).c_str());
-    return 0;
-}
-
-void KXShapeContainer::CopyFrom(kxNameSpace *ns, const KXShapeContainer &other)
-{
-    if (this == &other)
-        return;
-    KXShape *copy = other.shape_ ? other.shape_->newCopy(ns) : nullptr;
-    delete shape_;
-    shape_ = copy;
-}

@@ -238,7 +238,12 @@ double DWeightFac::Value(double t, const List<WeightParam> &params)
 // ---------------------------------------------------------------------------------------------
 // WeightFunc
 
-WeightFunc::WeightFunc(const char *command) { SetCommand(command); }
+WeightFunc::WeightFunc(const char *command)
+{
+    // A faulty command has been reported by the parse, as the header describes; a constructor
+    // has no result to pass the failure on with.
+    (void)SetCommand(command);
+}
 
 bool WeightFunc::SetCommand(const char *command)
 {

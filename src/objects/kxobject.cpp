@@ -1,21 +1,16 @@
-// kxobject.cpp - class information, KXObject (operation stack, messages, publishing),
-// CheckSum, Checkable and Updatable.
+// kxobject.cpp - KXObject: namespace, operation stack, messages, publishing and command elements.
 #include "kx/objects/kxobject.h"
+
+#include "kx/objects/kxchecksum.h"
 
 #include <cstdio>
 #include <cstring>
 
 #include "kx/foundation/kxerror.h"
-#include "objects/kxfpguard.h"
 
 #define KX_UNIT "kxobject"
 
 namespace {
-
-// The registry, in order of construction. Constant-initialised, so records built during any
-// other unit's static initialisation find it ready.
-kxClassInfo *gFirstClass = nullptr;
-kxClassInfo *gLastClass = nullptr;
 
 // Reports an internal fault whose text starts with the class name.
 void ReportClassFault(const KXObject &object, const char *what)
@@ -25,94 +20,12 @@ void ReportClassFault(const KXObject &object, const char *what)
     KX_CODE_ERROR(text);
 }
 
-// Class name `own` is the `length` characters at `name`.
-bool IsNamed(const char *own, const char *name, std::size_t length)
-{
-    return std::strlen(own) == length && std::memcmp(own, name, length) == 0;
-}
-
-// Class `info` or one of its bases is named by the `length` characters at `name`.
-bool IsKindOfName(const kxClassInfo *info, const char *name, std::size_t length)
-{
-    if (!info)
-        return false;
-    if (IsNamed(info->GetClassName(), name, length))
-        return true;
-    return IsKindOfName(info->GetBaseClass1(), name, length) ||
-           IsKindOfName(info->GetBaseClass2(), name, length);
-}
-
 bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 
 // Longest filter text that is looked at.
 constexpr std::size_t kMaxFilterLength = 999;
 
 } // namespace
-
-// ---------------------------------------------------------------------------------------------
-// kxClassInfo
-
-kxClassInfo::kxClassInfo(const char *name, const kxClassInfo *base1, const kxClassInfo *base2,
-                         Factory factory)
-    : name_(name), base1_(base1), base2_(base2), factory_(factory)
-{
-    CheckSum folded;
-    folded.Append(name);
-    for (int i = 0; i < 4; ++i)
-        nameDigest_[i] = folded.GetWord(i);
-    if (gLastClass)
-        gLastClass->next_ = this;
-    else
-        gFirstClass = this;
-    gLastClass = this;
-}
-
-kxClassInfo::~kxClassInfo()
-{
-    kxClassInfo *previous = nullptr;
-    for (kxClassInfo *c = gFirstClass; c; previous = c, c = c->next_) {
-        if (c != this)
-            continue;
-        (previous ? previous->next_ : gFirstClass) = next_;
-        if (gLastClass == this)
-            gLastClass = previous;
-        return;
-    }
-}
-
-bool kxClassInfo::IsKindOf(const kxClassInfo *other) const
-{
-    if (!other)
-        return false;
-    if (other == this)
-        return true;
-    return (base1_ && base1_->IsKindOf(other)) || (base2_ && base2_->IsKindOf(other));
-}
-
-bool kxClassInfo::IsKindOf(const char *className) const
-{
-    return className && IsKindOfName(this, className, std::strlen(className));
-}
-
-KXObject *kxClassInfo::CreateObject() const { return factory_ ? factory_() : nullptr; }
-
-const kxClassInfo *kxClassInfo::GetFirst() { return gFirstClass; }
-
-const kxClassInfo *kxClassInfo::FindClass(const char *className)
-{
-    if (!className)
-        return nullptr;
-    for (const kxClassInfo *c = gFirstClass; c; c = c->next_)
-        if (std::strcmp(c->name_, className) == 0)
-            return c;
-    return nullptr;
-}
-
-KXObject *kxClassInfo::CreateObject(const char *className)
-{
-    const kxClassInfo *info = FindClass(className);
-    return info ? info->CreateObject() : nullptr;
-}
 
 // ---------------------------------------------------------------------------------------------
 // Operation records
@@ -134,6 +47,11 @@ bool KXObjectEvent::Equals(const KXObjectEvent &other) const
 
 static KXObject *kxCreateObject_KXObject() { return new KXObject; }
 kxClassInfo KXObject::ms_classInfo("KXObject", nullptr, nullptr, &kxCreateObject_KXObject);
+
+// The records of the classes of kxchecksum.h follow KXObject's in this unit, so that the
+// registry (in order of static initialisation) lists the base before them.
+KX_IMPLEMENT_CLASS(Checkable, KXObject)
+KX_IMPLEMENT_CLASS(Updatable, Checkable)
 
 void KXObject::SetNameSpace(kxNameSpace *ns)
 {
@@ -208,9 +126,9 @@ bool KXObject::MatchesTarget(const char *target) const
             const char *close = name;
             while (close < itemEnd && *close != ')')
                 ++close;
-            matches = IsNamed(getClassName(), name, std::size_t(close - name));
+            matches = getClassInfo()->IsNamed(name, std::size_t(close - name));
         } else {
-            matches = IsKindOfName(getClassInfo(), p, length);
+            matches = getClassInfo()->IsKindOf(p, length);
         }
         if (matches)
             return !exclusion;
@@ -357,97 +275,4 @@ bool KXObject::SetParam(const char *name, const char *value)
 {
     const KXCommandElt elt = getPublishedElt(name, false);
     return elt.GetKind() == kxEltVariable && elt.SetValueString(value);
-}
-
-// ---------------------------------------------------------------------------------------------
-// CheckSum
-
-void CheckSum::AppendText(const char *text, std::size_t length)
-{
-    Rotate();
-    const std::size_t whole = length / 4;
-    for (std::size_t i = 0; i < whole; ++i) {
-        std::uint32_t word;
-        std::memcpy(&word, text + 4 * i, 4);
-        Xor(int(i), word);
-    }
-    // The terminator and the bytes up to the next multiple of 4 are 0xFE.
-    unsigned char last[4] = {0xFE, 0xFE, 0xFE, 0xFE};
-    if (length % 4)
-        std::memcpy(last, text + 4 * whole, length % 4);
-    std::uint32_t word;
-    std::memcpy(&word, last, 4);
-    Xor(int(whole), word);
-}
-
-std::uint32_t CheckSum::GetWord(int i) const
-{
-    switch (i) {
-    case 0: return std::uint32_t(lo_);
-    case 1: return std::uint32_t(lo_ >> 32);
-    case 2: return std::uint32_t(hi_);
-    case 3: return std::uint32_t(hi_ >> 32);
-    default: return 0;
-    }
-}
-
-bool CheckSum::WriteString(char *buffer, int size) const
-{
-    if (!buffer || size <= 0)
-        return false;
-    std::snprintf(buffer, std::size_t(size), "%08x%08x%08x%08x", unsigned(GetWord(3)),
-                  unsigned(GetWord(2)), unsigned(GetWord(1)), unsigned(GetWord(0)));
-    return size >= 33;
-}
-
-// ---------------------------------------------------------------------------------------------
-// Checkable, Updatable
-
-KX_IMPLEMENT_CLASS(Checkable, KXObject)
-KX_IMPLEMENT_CLASS(Updatable, Checkable)
-
-CheckSum Checkable::getCurrCheckSum()
-{
-    kxGuardFloatingPoint();
-    CheckSum sum;
-    CollectCheckSum(sum);
-    return sum;
-}
-
-CheckSum Checkable::getUpdatedCheckSum(const char *target)
-{
-    KXMessage message(target, kxMsgUpdate);
-    sendMessage(message, kxMsgPostOrder);
-    return getCurrCheckSum();
-}
-
-bool Checkable::IsOutOfDate()
-{
-    bool outOfDate = false;
-    KXMessage message(nullptr, kxMsgIsOutOfDate, &outOfDate);
-    sendMessage(message, kxMsgPreOrder);
-    return outOfDate;
-}
-
-bool Updatable::Update(const char *)
-{
-    sum_ = getCurrCheckSum();
-    return true;
-}
-
-void Updatable::OnMessage(KXMessage &message)
-{
-    switch (message.GetId()) {
-    case kxMsgIsOutOfDate:
-        if (message.GetData1() && IsSelfOutOfDate())
-            *static_cast<bool *>(message.GetData1()) = true;
-        return;
-    case kxMsgUpdate:
-        if (IsSelfOutOfDate())
-            Update(message.GetTarget());
-        return;
-    default:
-        Checkable::OnMessage(message);
-        return;
-    }
 }

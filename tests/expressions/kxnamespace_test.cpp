@@ -2,6 +2,7 @@
 // child namespaces, events, removal and SetNameSpace.
 #include "kx/objects/kxobject.h"
 
+#include "kxfatal_test_util.h"
 #include "kxwarningcapture.h"
 
 #include <vector>
@@ -50,8 +51,8 @@ TEST(KXNameSpaceTest, CodesThroughParents)
     EXPECT_EQ(root.GetVariable(0x30000)->GetName(), "r");   // climbing stops at the root
     EXPECT_EQ(child.GetVariableByName("r", false), nullptr);
 
-    EXPECT_EXIT((dup2(2, 1), (void)root.GetVariable(5)), ::testing::ExitedWithCode(1),
-                "Dynamic array index 5 out of bounds 0 <= index < 1");
+    EXPECT_KX_EXIT((void)root.GetVariable(5), 1,
+                   "Dynamic array index 5 out of bounds 0 <= index < 1");
 }
 
 TEST(KXNameSpaceTest, ChildFormulasFollowAncestors)
@@ -120,7 +121,7 @@ TEST(KXNameSpaceTest, EventsAndPseudoTime)
     for (size_t i = 0; i < 6; ++i) {
         EXPECT_EQ(recorder.events[i].id, i % 2 ? changed : willChange) << i;
         EXPECT_EQ(recorder.events[i].data1, &ns) << i;
-        EXPECT_EQ(recorder.events[i].data2, i % 2 ? v : recorder.events[i].data2) << i;
+        EXPECT_EQ(recorder.events[i].data2, i % 2 ? static_cast<void *>(v) : nullptr) << i;
     }
     ASSERT_EQ(childRecorder.events.size(), 3u);     // passed on by the child namespace
     EXPECT_EQ(childRecorder.events[0].data1, &child);

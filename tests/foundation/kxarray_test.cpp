@@ -168,7 +168,7 @@ TEST(Array2dTest, RowsColumnsAndCopies)
     EXPECT_EQ(m.get_rows(), 0);
 }
 
-TEST(ArrayDeathTest, MisuseIsFatal)
+TEST(Array1dDeathTest, MisuseIsFatal)
 {
     Array1d<int> a(3, 5);
     EXPECT_KX_FATAL(a[2], "error in Array1d<T>::operator[]. Index 2 out of bounds (3,5)");
@@ -177,7 +177,10 @@ TEST(ArrayDeathTest, MisuseIsFatal)
     EXPECT_KX_FATAL(empty[0], "error in Array1d<T>::operator[]. Index 0 out of bounds (0,-1)");
     EXPECT_KX_FATAL(a.alloc(5, 3), "error in Array1d<T>::alloc.dimension -1 not allowed \n");
     EXPECT_KX_FATAL((Array1d<char>(0, -5)), "error in Array1d<T>::alloc.dimension -4 not allowed \n");
+}
 
+TEST(Array2dDeathTest, MisuseIsFatal)
+{
     Array2d<int> m(0, 1, 0, 1);
     EXPECT_KX_FATAL(m(2, 0), "error in Array2d<T>::operator(). Index (2,0) out of bounds (0..1,0..1)");
     EXPECT_KX_FATAL(m.alloc(0, -2, 0, 0), "error in Array2d<T>::alloc.dimension -1 x 1 not allowed \n");

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-TEST(DynArrayTest, AddIndexAndStableAddresses)
+TEST(KXDynArrayTest, AddIndexAndStableAddresses)
 {
     kxIntArray a(3);
     std::vector<int *> addresses;
@@ -48,7 +48,7 @@ TEST(DynArrayTest, AddIndexAndStableAddresses)
     EXPECT_EQ(pointers[2], nullptr);
 }
 
-TEST(DynArrayTest, CopiesAreDeep)
+TEST(KXDynArrayTest, CopiesAreDeep)
 {
     kxIntArray a(4);
     for (int i = 0; i < 10; ++i)
@@ -67,7 +67,7 @@ TEST(DynArrayTest, CopiesAreDeep)
     EXPECT_NE(&c[9], &a[9]);
 }
 
-TEST(DynArrayDeathTest, IndexOutOfBoundsIsFatal)
+TEST(KXDynArrayDeathTest, IndexOutOfBoundsIsFatal)
 {
     kxIntArray a(2);
     EXPECT_KX_FATAL(a[0], "Dynamic array index 0 out of bounds 0 <= index < 0\n");

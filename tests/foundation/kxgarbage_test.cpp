@@ -43,7 +43,7 @@ void operator delete[](void *p) noexcept { Release(p, freedArrays, arraysFreed);
 void operator delete(void *p, std::size_t) noexcept { Release(p, freedSingles, singlesFreed); }
 void operator delete[](void *p, std::size_t) noexcept { Release(p, freedArrays, arraysFreed); }
 
-TEST(GarbageCollectorTest, FreesLiveRegistrationsWhenArmed)
+TEST(KXGarbageCollectorTest, FreesLiveRegistrationsWhenArmed)
 {
     int unknown = 0;
     int *single = new int(3);
@@ -78,7 +78,7 @@ TEST(GarbageCollectorTest, FreesLiveRegistrationsWhenArmed)
     EXPECT_EQ(freedSingles[1], twice);
 }
 
-TEST(GarbageCollectorTest, UnregisteredOrDisarmedFreesNothing)
+TEST(KXGarbageCollectorTest, UnregisteredOrDisarmedFreesNothing)
 {
     int *kept = new int(4);
     int *keptToo = new int[3];

@@ -17,7 +17,7 @@ int IntReceiver(const char *text)
 }
 } // namespace
 
-TEST(StreambufTest, CapturesUntilFlushAndRestores)
+TEST(KXStreambufTest, CapturesUntilFlushAndRestores)
 {
     std::ostringstream stream;
     std::ostream &out = stream;
@@ -41,15 +41,20 @@ TEST(StreambufTest, CapturesUntilFlushAndRestores)
         stream << "n" << std::flush << std::flush;   // an empty flush delivers ""
         EXPECT_EQ(intCalls, 2);
         EXPECT_EQ(received, "[x = 42\n][abc]{n}{}");
-        stream << "pending";
-        capture.Close();             // pending text is delivered before detaching
-        EXPECT_EQ(received, "[x = 42\n][abc]{n}{}{pending}");
+        stream << "unflushed";
+        capture.Close();             // unflushed text is dropped, not delivered
+        EXPECT_EQ(received, "[x = 42\n][abc]{n}{}");
         EXPECT_EQ(out.rdbuf(), own);
         stream << "direct";
 
+        capture.Open(VoidReceiver);  // re-opening drops what the last receiver did not get
+        stream << "left over";
+        capture.Open(IntReceiver);
+        stream << std::flush;
+        EXPECT_EQ(received, "[x = 42\n][abc]{n}{}{}");
         capture.Open();              // no receiver: text is dropped
         stream << "dropped" << std::flush;
-        EXPECT_EQ(received, "[x = 42\n][abc]{n}{}{pending}");
+        EXPECT_EQ(received, "[x = 42\n][abc]{n}{}{}");
         stream << std::string(10000, 'z');
     }                                // the destructor closes
     EXPECT_EQ(out.rdbuf(), own);

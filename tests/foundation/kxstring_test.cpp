@@ -1,6 +1,8 @@
 // Tests of KXString: representation and growth, editing, searching, views, comparison.
 #include "kx/foundation/kxstring.h"
 
+#include "kxfatal_test_util.h"
+
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -22,9 +24,6 @@ struct Lcg {
 
 } // namespace
 
-// Fatal faults are printed on stdout: route it to stderr, where the death test looks.
-#define EXPECT_FATAL(statement, message) \
-    EXPECT_EXIT((dup2(2, 1), statement), ::testing::ExitedWithCode(1), message)
 
 TEST(KXStringTest, EmptyStringsShareTheStaticRepresentation)
 {
@@ -150,12 +149,12 @@ TEST(KXStringTest, ElementAccessAndFaults)
     s[1] = 'X';
     EXPECT_STREQ(s, "aXc");
 
-    EXPECT_FATAL((void)KXString().Lastchar(), "KXString.*invalid index");
-    EXPECT_FATAL((void)s[3], "invalid index");
-    EXPECT_FATAL((void)s[-1], "invalid index");
-    EXPECT_FATAL(s.Insert(4, "x"), "invalid index");
-    EXPECT_FATAL(s.Alloc(-1), "Requested length out of range");
-    EXPECT_FATAL(s.Alloc(0x40000000), "Requested length out of range");
+    EXPECT_KX_EXIT((void)KXString().Lastchar(), 1, "KXString.*invalid index");
+    EXPECT_KX_EXIT((void)s[3], 1, "invalid index");
+    EXPECT_KX_EXIT((void)s[-1], 1, "invalid index");
+    EXPECT_KX_EXIT(s.Insert(4, "x"), 1, "invalid index");
+    EXPECT_KX_EXIT(s.Alloc(-1), 1, "Requested length out of range");
+    EXPECT_KX_EXIT(s.Alloc(0x40000000), 1, "Requested length out of range");
 }
 
 TEST(KXStringTest, InsertReplaceDelete)

@@ -1,6 +1,7 @@
 // Tests of the polygon set operations: orientation and holes of the results, grid snapping,
 // degenerate inputs, rectangles, splitting, and a randomized check of the area identities.
 #include "kx/geometry/kxplanegeom.h"
+#include "kx/geometry/kxpolygonset.h"
 
 #include "kx/foundation/kxerror.h"
 

@@ -1,65 +1,14 @@
-// Tests of the shape text form (ParseShape, WriteShape, ParseString messages), the shape
-// container, copies and comparison, and shapes following their variables.
-#include "kx/geometry/kxellipse.h"
-#include "kx/geometry/kxpolygon.h"
-#include "kx/geometry/kxrectangle.h"
-#include "kx/geometry/kxregularpolygon.h"
-#include "kx/geometry/kxshape.h"
-#include "kx/geometry/kxshapecontainer.h"
+// Tests of KXShape and the shape kinds through it: the text form (ParseShape, WriteShape,
+// ParseString messages), copies and comparison, shapes following their variables, published
+// names, and the geometry: containment with and without tolerance, sizes and bounds, resizing,
+// expanding and contracting, rotation and weighted blends.
+#include "kxshapetest_util.h"
 
-#include "kx/expressions/kxnamedvariable.h"
-#include "kx/expressions/kxnamespace.h"
-#include "kx/foundation/kxerror.h"
-#include "kx/foundation/kxtextblock.h"
-#include "kx/foundation/kxunits.h"
+#include <cmath>
 
-#include <gtest/gtest.h>
+using KXShapeTest = ShapeFixture;
 
-#include <memory>
-#include <string>
-#include <vector>
-
-namespace {
-
-std::vector<std::string> printed;
-void Capture(int, const char *line) { printed.emplace_back(line); }
-
-class ShapeTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        InitialiseKXUtils("test", KXString("v"), 1, nullptr, nullptr, nullptr, Capture, nullptr);
-        printed.clear();
-        error.reset();
-        ResetSyntaxErrFlag();
-    }
-    void TearDown() override { error.reset(); }
-
-    static std::string Printed()
-    {
-        std::string all;
-        for (const std::string &s : printed)
-            all += s;
-        return all;
-    }
-    static std::unique_ptr<KXShape> Parse(const char *text, kxNameSpace *ns = nullptr)
-    {
-        return std::unique_ptr<KXShape>(KXShape::ParseShape(ns, text));
-    }
-    static std::string Def(const KXShape &s) { return s.getDefString().c_str(); }
-};
-
-kxNamedVariable *AddVariable(kxNameSpace &ns, const char *name, const char *value)
-{
-    kxNamedVariable *v = new kxNamedVariable(&ns);   // owned by the namespace
-    EXPECT_TRUE(v->SetName(name));
-    v->SetValueOrExpression(value);
-    return v;
-}
-
-} // namespace
-
-TEST_F(ShapeTest, ParseShapeKeywordsAndWriteBack)
+TEST_F(KXShapeTest, ParseShapeKeywordsAndWriteBack)
 {
     auto r = Parse("RECTANGLE(2,1)");
     ASSERT_TRUE(r);
@@ -101,7 +50,7 @@ TEST_F(ShapeTest, ParseShapeKeywordsAndWriteBack)
     EXPECT_EQ(Printed(), "");   // these never reach a shape's parser
 }
 
-TEST_F(ShapeTest, ParseStringMessages)
+TEST_F(KXShapeTest, ParseStringMessages)
 {
     EXPECT_FALSE(Parse("RECTANGLE(2)"));
     EXPECT_EQ(Printed(), "Invalid rectangle parameters: 2\n   required format: width, height\n");
@@ -144,7 +93,7 @@ TEST_F(ShapeTest, ParseStringMessages)
     EXPECT_NE(Printed().find("...\n   required format"), std::string::npos);
 }
 
-TEST_F(ShapeTest, FormulasFollowTheirVariables)
+TEST_F(KXShapeTest, FormulasFollowTheirVariables)
 {
     kxNameSpace ns;
     kxNamedVariable *w = AddVariable(ns, "w", "4");
@@ -187,7 +136,7 @@ TEST_F(ShapeTest, FormulasFollowTheirVariables)
     EXPECT_EQ(Def(*r), "RECTANGLE(5,6)");
 }
 
-TEST_F(ShapeTest, CopiesComparisonAndCheckSums)
+TEST_F(KXShapeTest, CopiesComparisonAndCheckSums)
 {
     kxNameSpace ns, other;
     AddVariable(ns, "w", "4");
@@ -242,42 +191,7 @@ TEST_F(ShapeTest, CopiesComparisonAndCheckSums)
     EXPECT_EQ(child.GetNameSpace(), &ns);
 }
 
-TEST_F(ShapeTest, ContainerOwnsOneShape)
-{
-    kxNameSpace ns;
-    AddVariable(ns, "w", "4");
-    KXShapeContainer box;
-    EXPECT_EQ(box.GetShape(), nullptr);
-    EXPECT_EQ(box.SetShape(&ns, "RECTANGLE(\"w\", 2)"), 1);
-    ASSERT_NE(box.GetShape(), nullptr);
-    EXPECT_FALSE(box.GetShape()->AreAllParametersValues());
-
-    KXShapeContainer copy(box);   // deep, frozen
-    ASSERT_NE(copy.GetShape(), nullptr);
-    EXPECT_NE(copy.GetShape(), box.GetShape());
-    EXPECT_EQ(Def(*copy.GetShape()), "RECTANGLE(4,2)");
-
-    KXShapeContainer bound;
-    bound.CopyFrom(&ns, box);
-    EXPECT_EQ(Def(*bound.GetShape()), "RECTANGLE(\"w\",2)");
-
-    KXEllipse e;
-    box.SetShape(e);
-    EXPECT_EQ(Def(*box.GetShape()), "ELLIPSE(1,1)");
-    copy = box;
-    EXPECT_EQ(Def(*copy.GetShape()), "ELLIPSE(1,1)");
-    const KXShapeContainer &same = copy;
-    copy = same;   // self-assignment keeps the shape
-    EXPECT_NE(copy.GetShape(), nullptr);
-
-    EXPECT_EQ(box.SetShape(&ns, "NOTASHAPE(1)"), 0);
-    EXPECT_EQ(box.GetShape(), nullptr);
-    EXPECT_EQ(Printed(), "syntax error in line NOTASHAPE(1)\n");
-    box.Clear();
-    EXPECT_EQ(box.GetShape(), nullptr);
-}
-
-TEST_F(ShapeTest, PublishedNamesAndHelp)
+TEST_F(KXShapeTest, PublishedNamesAndHelp)
 {
     KXRegularPolygon reg(5);
     List<KXCommandElt> elts;
@@ -351,76 +265,242 @@ TEST_F(ShapeTest, PublishedNamesAndHelp)
     EXPECT_EQ(static_cast<int>(reg.numvertices), 12);
 }
 
-TEST_F(ShapeTest, PointListKeepsParentsAndCountsChanges)
+TEST_F(KXShapeTest, PolygonAndRegularPolygonContainment)
 {
-    KXPolygon owner;
-    CMDPointList list;
-    list.SetParent(&owner);
-    list.append(CMDPoint(1, 2));
-    list.insert(1, CMDPoint(0, 0));
-    list.set_idx(3);
-    list.insert(CMDPoint(5, 5));   // at the end: the current index was one past it
-    ASSERT_EQ(list.size(), 3);
-    for (int i = 1; i <= 3; ++i)
-        EXPECT_EQ(list[i].GetParent(), &owner);
-    EXPECT_EQ(static_cast<kxPoint>(list[1]), kxPoint(0, 0));
-    EXPECT_EQ(static_cast<kxPoint>(list[3]), kxPoint(5, 5));
-    const std::vector<const CMDPoint *> &ptrs = list.Pointers();
-    ASSERT_EQ(ptrs.size(), 3u);
-    EXPECT_EQ(ptrs[1], &list.AsList()[2]);
+    KXPolygon tri = MakePolygon({{0, 0}, {2, 0}, {0, 2}});
+    EXPECT_TRUE(tri.Contains(kxPoint(2, 0)));        // vertex
+    EXPECT_TRUE(tri.Contains(kxPoint(0.5, 0.5)));
+    EXPECT_FALSE(tri.Contains(kxPoint(1.5, 1.5)));
+    EXPECT_FALSE(KXPolygon().Contains(kxPoint(0, 0)));   // empty list
+    bool onB = false;
+    EXPECT_TRUE(tri.Contains(kxPoint(1, 1 + 1e-9), 1e-6, onB));   // on the hypotenuse, within tol
+    EXPECT_TRUE(onB);
+    EXPECT_TRUE(tri.Contains(kxPoint(0.5, 0.25), 1e-6, onB));
+    EXPECT_FALSE(onB);
+    EXPECT_FALSE(tri.Contains(kxPoint(1.2, 1.2), 1e-6));
+    // Changing a vertex directly is seen by the next query.
+    tri.points[2].x = 4.0;
+    EXPECT_TRUE(tri.Contains(kxPoint(1.5, 0.4)));
+    EXPECT_FALSE(tri.Contains(kxPoint(1.5, 1.5)));
+    tri.points[2].x = 1.0;
+    EXPECT_FALSE(tri.Contains(kxPoint(1.5, 0.1)));
 
-    // Structural changes advance the list's count; access alone does not, and a coordinate
-    // write advances the count of coordinate writes instead.
-    const unsigned long v0 = list.Version(), w0 = kxCoordParameter::Writes();
-    const CMDPointList &view = list;
-    (void)view[2];
-    (void)list[2];
-    EXPECT_EQ(kxCoordParameter::Writes(), w0);
-    list[2].x = 9.0;
-    EXPECT_EQ(list.Version(), v0);
-    EXPECT_GT(kxCoordParameter::Writes(), w0);
-    const unsigned long v1 = list.Version();
-    EXPECT_TRUE(list.move(1, 3));
-    EXPECT_GT(list.Version(), v1);
-    EXPECT_EQ(static_cast<kxPoint>(view[1]), kxPoint(5, 5));
-    list.reverse();
-    EXPECT_EQ(static_cast<kxPoint>(view[1]), kxPoint(9, 2));
-    EXPECT_EQ(list.Pointers().front(), &view[1]);   // refreshed after the change
+    KXRegularPolygon sq(4);
+    sq.setSize(2, 2);   // vertices (1,0), (0,1), (-1,0), (0,-1) up to rounding
+    EXPECT_TRUE(sq.Contains(sq.GetVertices()[1]));
+    EXPECT_TRUE(sq.Contains(kxPoint(0.4, 0.4)));
+    EXPECT_FALSE(sq.Contains(kxPoint(0.6, 0.6)));
+    EXPECT_TRUE(sq.Contains(kxPoint(0.5 + 1e-9, 0.5), 1e-6, onB));
+    EXPECT_TRUE(onB);
+    sq.angle = 45.0;   // now axis-aligned with half side sqrt(1/2)
+    EXPECT_TRUE(sq.Contains(kxPoint(0.6, 0.6)));
+    sq.numvertices = 2;   // fewer than three vertices contain nothing
+    EXPECT_FALSE(sq.Contains(kxPoint(0, 0)));
+    EXPECT_FALSE(sq.Contains(kxPoint(0, 0), 1.0));
+    // A stretched regular polygon is inscribed in its ellipse.
+    KXRegularPolygon hex(6);
+    hex.setSize(4, 2);
+    EXPECT_TRUE(hex.Contains(kxPoint(2, 0)));
+    EXPECT_FALSE(hex.Contains(kxPoint(0, 0.95)));   // top edge at y = sin 60 = 0.866
+    EXPECT_TRUE(hex.Contains(kxPoint(0, 0.85)));
+}
 
-    CMDPointList copy(list);
-    EXPECT_EQ(copy.GetParent(), nullptr);
-    EXPECT_EQ(copy[1].GetParent(), nullptr);
-    EXPECT_TRUE(copy[1].EqualsTo(list[1]));
-    list.erase(1);
-    list.unalloc();
-    EXPECT_EQ(list.size(), 0);
-    EXPECT_TRUE(list.Pointers().empty());
+TEST_F(KXShapeTest, SizesBoundsAndCircles)
+{
+    KXRectangle r;
+    r.setSize(4, 2);
+    double w, h;
+    r.getSize(w, h);
+    EXPECT_EQ(w, 4.0);
+    EXPECT_EQ(h, 2.0);
+    ExpectRect(r.getBoundingRect(), -2, 1, 2, -1);
+    EXPECT_DOUBLE_EQ(r.getBoundingCircle(), std::sqrt(5.0));
+    EXPECT_EQ(r.GetMinLinearDimension(), 2.0);
+    ExpectRect(r.getBoundingRectWithPlacement(KXPlacement(10, 20, 90, 1)), 9, 22, 11, 18);
 
-    // The polygon sees a vertex moved through its list between two queries.
-    KXPolygon poly;
-    ASSERT_TRUE(poly.ParseString("0,0,2,0,2,2,0,2"));
-    EXPECT_FALSE(poly.Contains(kxPoint(2.5, 0.5)));
-    poly.points[2].x = 4.0;
-    EXPECT_TRUE(poly.Contains(kxPoint(2.5, 0.5)));
-    poly.points.erase(2);
-    EXPECT_FALSE(poly.Contains(kxPoint(1.5, 0.2)));   // now the triangle (0,0) (2,2) (0,2)
-    EXPECT_TRUE(poly.Contains(kxPoint(0.5, 1.5)));
+    KXEllipse e;
+    e.setSize(4, 2);
+    EXPECT_EQ(e.getBoundingCircle(), 2.0);
+    EXPECT_EQ(e.GetMinLinearDimension(), 2.0);
+    ExpectRect(e.getBoundingRect(), -2, 1, 2, -1);
+    ExpectRect(e.getBoundingRectWithPlacement(KXPlacement(0, 0, 90, 1)), -1, 2, 1, -2);
+    const double ex = std::sqrt(4 * 0.5 + 1 * 0.5);   // rotated 45 degrees
+    ExpectRect(e.getBoundingRectWithPlacement(KXPlacement(1, 0, 45, 1)), 1 - ex, ex, 1 + ex, -ex);
+    // z-x plane: horizontal offset z, vertical offset x.
+    ExpectRect(e.getBoundingRectWithPlacement(KXPlacement(5, 3, 0, 0)), 3, 4, 7, 2);
 
-    // A reference taken before a query and written through after it: every query sees the
-    // current values, whatever the write path.
-    CMDPoint &kept = poly.points[2];                  // (2,2)
-    EXPECT_FALSE(poly.Contains(kxPoint(2.5, 1.9)));
-    kept.x = 3.0;
-    EXPECT_TRUE(poly.Contains(kxPoint(2.5, 1.9)));
-    kept.x -= 1.0;
-    EXPECT_FALSE(poly.Contains(kxPoint(2.5, 1.9)));
-    kept.x.SetValue(3.0);
-    EXPECT_TRUE(poly.Contains(kxPoint(2.5, 1.9), 1e-9));
-    kept = CMDPoint(2, 2);
-    EXPECT_FALSE(poly.Contains(kxPoint(2.5, 1.9)));
-    ASSERT_TRUE(kept.getPublishedElt("x").SetValueString("3"));
-    EXPECT_TRUE(poly.Contains(kxPoint(2.5, 1.9)));
-    EXPECT_STREQ(kept.getPublishedElt("x").GetValueString().c_str(), "3");
-    kept.CopyFrom(nullptr, CMDPoint(2, 2));
-    EXPECT_FALSE(poly.Contains(kxPoint(2.5, 1.9)));
+    KXPolygon p = MakePolygon({{1, 1}, {4, 1}, {4, 3}, {1, 3}});
+    p.getSize(w, h);
+    EXPECT_EQ(w, 3.0);
+    EXPECT_EQ(h, 2.0);
+    ExpectRect(p.getBoundingRect(), 1, 3, 4, 1);
+    EXPECT_DOUBLE_EQ(p.getBoundingCircle(), 5.0);
+    EXPECT_EQ(p.GetMinLinearDimension(), 0.0);   // deliberately
+    ExpectRect(p.getBoundingRectWithPlacement(KXPlacement(0, 0, 180, 1)), -4, -1, -1, -3);
+    EXPECT_EQ(KXPolygon().getBoundingCircle(), 0.0);
+
+    KXRegularPolygon hex(6);
+    hex.setSize(2, 2);
+    hex.getSize(w, h);
+    EXPECT_EQ(w, 2.0);
+    ExpectRect(hex.getBoundingRect(), -1, std::sin(kPi / 3), 1, -std::sin(kPi / 3));
+    EXPECT_DOUBLE_EQ(hex.getBoundingCircle(), 1.0);
+    EXPECT_EQ(hex.GetMinLinearDimension(), 2.0);
+    ExpectRect(hex.getBoundingRectWithPlacement(KXPlacement(0, 0, 90, 1)), -std::sin(kPi / 3), 1,
+               std::sin(kPi / 3), -1);
+}
+
+TEST_F(KXShapeTest, ResizeExpandContract)
+{
+    // A polygon not centred on the origin is scaled about the origin, so it moves.
+    KXPolygon p = MakePolygon({{1, 1}, {3, 1}, {3, 2}, {1, 2}});
+    p.setSize(4, 3);
+    EXPECT_EQ(p.getDefString(), KXString("POLYGON(2,3,6,3,6,6,2,6)"));
+    KXPolygon flat = MakePolygon({{1, 1}, {3, 1}, {2, 1}});
+    flat.setSize(4, 5);   // zero height: y left alone
+    EXPECT_EQ(flat.getDefString(), KXString("POLYGON(2,1,6,1,4,1)"));
+
+    // Counter-clockwise outline: the edge normals (-dy, dx) point inward, so d > 0 shrinks it.
+    KXPolygon sq = MakePolygon({{0, 0}, {4, 0}, {4, 4}, {0, 4}});
+    sq.Expand(1);
+    EXPECT_EQ(sq.getDefString(), KXString("POLYGON(1,1,3,1,3,3,1,3)"));
+    sq.Contract(1);
+    EXPECT_EQ(sq.getDefString(), KXString("POLYGON(0,0,4,0,4,4,0,4)"));
+    // Clockwise: the same d grows it.
+    KXPolygon cw = MakePolygon({{0, 0}, {0, 4}, {4, 4}, {4, 0}});
+    cw.Expand(1);
+    EXPECT_EQ(cw.getDefString(), KXString("POLYGON(-1,-1,-1,5,5,5,5,-1)"));
+    // A collinear vertex stops the pass there: it and the vertices after it stay put.
+    KXPolygon col = MakePolygon({{0, 0}, {2, 0}, {4, 0}, {4, 4}, {0, 4}});
+    col.Expand(1);
+    EXPECT_EQ(col.getDefString(), KXString("POLYGON(1,1,2,0,4,0,4,4,0,4)"));
+    // Every new vertex comes from the outline before the call (a non-square check).
+    KXPolygon tri = MakePolygon({{0, 0}, {6, 0}, {0, 6}});
+    tri.Expand(1);
+    const double s2 = std::sqrt(2.0);
+    EXPECT_NEAR(tri.points[1].x, 1, 1e-12);
+    EXPECT_NEAR(tri.points[1].y, 1, 1e-12);
+    EXPECT_NEAR(tri.points[2].x, 5 - s2, 1e-12);   // on y = 1 and x + y = 6 - sqrt 2
+    EXPECT_NEAR(tri.points[2].y, 1, 1e-12);
+    EXPECT_NEAR(tri.points[3].x, 1, 1e-12);
+    EXPECT_NEAR(tri.points[3].y, 5 - s2, 1e-12);
+
+    KXRectangle r;
+    r.setSize(1, 3);
+    r.Expand(0.5);
+    double w, h;
+    r.getSize(w, h);
+    EXPECT_EQ(w, 2.0);
+    EXPECT_EQ(h, 4.0);
+    r.Contract(1.5);   // narrower than 2d: the negative width is kept
+    r.getSize(w, h);
+    EXPECT_EQ(w, -1.0);
+    EXPECT_EQ(h, 1.0);
+    EXPECT_FALSE(r.Contains(kxPoint(0, 0)));
+
+    KXEllipse e;
+    e.Expand(1);
+    e.getSize(w, h);
+    EXPECT_EQ(w, 3.0);
+    KXRegularPolygon reg(5);
+    reg.Contract(0.25);
+    reg.getSize(w, h);
+    EXPECT_EQ(h, 0.5);
+}
+
+TEST_F(KXShapeTest, Rotation)
+{
+    KXRectangle r;
+    r.setSize(2, 4);
+    std::unique_ptr<KXShape> rr(r.CreateRotatedShape(90));
+    ASSERT_TRUE(rr->IsMainType(&KXPolygon::ms_classInfo));
+    EXPECT_EQ(rr->getDefString(), KXString("POLYGON(2,-1,2,1,-2,1,-2,-1)"));
+    double w, h;
+    rr->getSize(w, h);
+    EXPECT_EQ(w, 4.0);
+    EXPECT_EQ(h, 2.0);
+
+    KXPolygon p = MakePolygon({{1, 0}, {2, 0}, {2, 1}});
+    std::unique_ptr<KXShape> pr(p.CreateRotatedShape(180));
+    EXPECT_EQ(pr->getDefString(), KXString("POLYGON(-1,0,-2,0,-2,-1)"));
+    EXPECT_TRUE(pr->AreAllParametersValues());
+
+    KXRegularPolygon reg(7);
+    reg.angle = 10.0;
+    reg.setSize(3, 2);
+    std::unique_ptr<KXShape> regr(reg.CreateRotatedShape(25));
+    EXPECT_EQ(regr->getDefString(), KXString("REGPOLY(7,35,3,2)"));
+
+    KXEllipse e;
+    e.setSize(4, 2);
+    std::unique_ptr<KXShape> e90(e.CreateRotatedShape(-270));
+    EXPECT_EQ(e90->getDefString(), KXString("ELLIPSE(2,4)"));
+    std::unique_ptr<KXShape> e180(e.CreateRotatedShape(180));
+    EXPECT_EQ(e180->getDefString(), KXString("ELLIPSE(4,2)"));
+    std::unique_ptr<KXShape> e30(e.CreateRotatedShape(30));
+    ASSERT_TRUE(e30->IsMainType(&KXPolygon::ms_classInfo));
+    const KXPolygon &poly = static_cast<const KXPolygon &>(*e30);
+    EXPECT_GE(poly.points.size(), 8);
+    // Every point lies on the rotated ellipse.
+    for (const kxPoint &q : poly.GetVertices()) {
+        const double c = std::cos(-30 * kPi / 180), s = std::sin(-30 * kPi / 180);
+        const double x = c * q.x - s * q.y, y = s * q.x + c * q.y;
+        EXPECT_NEAR(x * x / 4 + y * y, 1.0, 1e-12);
+    }
+    // A larger ellipse gets a finer polygon (arc step sqrt(1/r)).
+    e.setSize(200, 100);
+    std::unique_ptr<KXShape> big(e.CreateRotatedShape(30));
+    EXPECT_GT(static_cast<const KXPolygon &>(*big).points.size(), 60);
+}
+
+TEST_F(KXShapeTest, WeightedBlends)
+{
+    KXRectangle a, b, r;
+    a.setSize(2, 4);
+    b.setSize(4, 8);
+    r.SetToWeighted(a, b, WeightType(0.5, 0.25, 0.9));
+    double w, h;
+    r.getSize(w, h);
+    EXPECT_EQ(w, 3.0);
+    EXPECT_EQ(h, 5.0);
+    EXPECT_EQ(static_cast<int>(error), 0);
+
+    KXEllipse e;
+    r.SetToWeighted(a, e, WeightType(1, 1, 1));
+    EXPECT_STREQ(error.chars(), "Cannot created weighted shape  - incompatible geometry\n");
+    r.getSize(w, h);
+    EXPECT_EQ(w, 3.0);   // unchanged
+    error.reset();
+    e.SetToWeighted(a, b, WeightType(1, 1, 1));
+    EXPECT_STREQ(error.chars(), "Cannot created weighted shape  - incompatible geometry\n");
+    error.reset();
+    KXEllipse ea, eb;
+    eb.setSize(3, 5);
+    e.SetToWeighted(ea, eb, WeightType(0.5, 1, 0));
+    e.getSize(w, h);
+    EXPECT_EQ(w, 2.0);
+    EXPECT_EQ(h, 5.0);
+
+    KXPolygon pa = MakePolygon({{0, 0}, {2, 0}, {0, 2}});
+    KXPolygon pb = MakePolygon({{2, 2}, {6, 2}, {2, 10}});
+    KXPolygon pc = MakePolygon({{9, 9}, {9, 9}, {9, 9}});
+    pc.SetToWeighted(pa, pb, WeightType(0.5, 0.25, 0));
+    EXPECT_EQ(pc.getDefString(), KXString("POLYGON(1,0.5,4,0.5,1,4)"));
+    KXPolygon four = MakePolygon({{0, 0}, {1, 0}, {1, 1}, {0, 1}});
+    four.SetToWeighted(pa, pb, WeightType(0.5, 0.5, 0.5));
+    EXPECT_STREQ(error.chars(), "Cannot create weighted shape  - incompatible geometry\n");
+    EXPECT_EQ(four.getDefString(), KXString("POLYGON(0,0,1,0,1,1,0,1)"));
+    error.reset();
+    pc.SetToWeighted(pa, r, WeightType(0.5, 0.5, 0.5));
+    EXPECT_STREQ(error.chars(), "Cannot create weighted shape  - incompatible geometry\n");
+    error.reset();
+
+    // Regular polygons: no compatibility test, the vertex count stays, angle by the overall weight.
+    KXRegularPolygon ra(5), rb(9), rc(3);
+    ra.angle = 0.0;
+    rb.angle = 90.0;
+    rb.setSize(3, 5);
+    rc.SetToWeighted(ra, rb, WeightType(0.5, 0.5, 0.5));
+    EXPECT_EQ(rc.getDefString(), KXString("REGPOLY(3,45,2,3)"));
+    EXPECT_EQ(static_cast<int>(error), 0);
 }

@@ -42,21 +42,21 @@ public:
     std::function<void(kxEvent &)> action;
 };
 
-class kxEventTest : public ::testing::Test {
+class KXEventTest : public ::testing::Test {
 protected:
     void SetUp() override { gLog.clear(); }
 };
 
 } // namespace
 
-TEST_F(kxEventTest, EventIdsAreNeverReused)
+TEST_F(KXEventTest, EventIdsAreNeverReused)
 {
     const int a = kxEventIDServer::GetEventID();
     EXPECT_GE(a, 1);
     EXPECT_EQ(kxEventIDServer::GetEventID(), a + 1);
 }
 
-TEST_F(kxEventTest, DeliveryOrderFiltersAndRemovalById)
+TEST_F(KXEventTest, DeliveryOrderFiltersAndRemovalById)
 {
     kxEventSource source;
     tstListener all("all"), five("five"), six("six");
@@ -84,7 +84,7 @@ TEST_F(kxEventTest, DeliveryOrderFiltersAndRemovalById)
     EXPECT_EQ(source.GetListenerCount(), 1);
 }
 
-TEST_F(kxEventTest, RemovalDuringRaising)
+TEST_F(KXEventTest, RemovalDuringRaising)
 {
     kxEventSource source;
     tstListener first("first"), second("second"), third("third"), late("late");
@@ -127,7 +127,7 @@ TEST_F(kxEventTest, RemovalDuringRaising)
     EXPECT_EQ(source.GetListenerCount(), 2);
 }
 
-TEST_F(kxEventTest, LifetimesUnregister)
+TEST_F(KXEventTest, LifetimesUnregister)
 {
     // A source destroyed by its listener: both listeners forget it, so their destructors must
     // not touch it (the sanitizer build checks this).
@@ -160,7 +160,7 @@ TEST_F(kxEventTest, LifetimesUnregister)
     EXPECT_FALSE(stays.IsListeningTo(source));
 }
 
-TEST_F(kxEventTest, DelegatesAlongTheChain)
+TEST_F(KXEventTest, DelegatesAlongTheChain)
 {
     kxEventSource source;
     tstListener front("front"), middle("middle"), back("back"), plain("plain");
@@ -192,7 +192,7 @@ TEST_F(kxEventTest, DelegatesAlongTheChain)
     ExpectLog({"plain:5:8"});
 }
 
-TEST_F(kxEventTest, EventHandlerObjectGetsAMessage)
+TEST_F(KXEventTest, EventHandlerObjectGetsAMessage)
 {
     struct Handler : public KXObject {
         void OnMessage(KXMessage &m) override

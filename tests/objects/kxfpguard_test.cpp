@@ -25,7 +25,7 @@ void WriteFake(unsigned bits)
 
 } // namespace
 
-TEST(kxFPGuardTest, RestoresAndComplainsWhenItWillNotStick)
+TEST(KXFPGuardTest, RestoresAndComplainsWhenItWillNotStick)
 {
     static const kxFPControl fake = {&ReadFake, &WriteFake, 0x0};
     gBits = 0x6000;
@@ -50,7 +50,7 @@ TEST(kxFPGuardTest, RestoresAndComplainsWhenItWillNotStick)
 }
 
 #if defined(__x86_64__)
-TEST(kxFPGuardTest, CheckSumRestoresTheSseControl)
+TEST(KXFPGuardTest, CheckSumRestoresTheSseControl)
 {
     Checkable object;
     (void)object.getCurrCheckSum();

@@ -25,7 +25,7 @@ public:
     [[nodiscard]] bool Set(const double *x, const double *y, int n, int stride);
 
     /// Number of points; 0 for an empty spline.
-    [[nodiscard]] int Count() const { return static_cast<int>(x_.size()); }
+    int Count() const { return static_cast<int>(x_.size()); }
     /// The spline's value at x (linear extrapolation outside the table); 0 for an empty spline.
     [[nodiscard]] double Evaluate(double x) const;
     /// Its first derivative at x (the end slope outside the table); 0 for an empty spline.

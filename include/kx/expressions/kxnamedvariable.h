@@ -28,9 +28,9 @@
 //   - A name that is no longer found gives 0 like any other referenced value: when that differs
 //     from the value seen before, the formula is evaluated again (a removed or renamed variable
 //     never leaves a stale result behind).
-//   - A user error already pending in the global error record before a formula is evaluated is
-//     kept: only a fault of this evaluation becomes the "could not be evaluated" warning and is
-//     reset; the pending error is put back afterwards.
+//   - Whatever the global error record holds after a formula is evaluated becomes the "could
+//     not be evaluated" warning and the record is reset, so a user error that was already
+//     pending before the evaluation is reported in that warning too (and then cleared).
 //   - GetValueString writes the (evaluated) value with kxNumberToString: a real number when the
 //     imaginary part is zero, else the complex pair "(%.8g, %.8g)".
 //   - AppendCheckSum adds the name, the kind, and the formula text (for an expression) and the
@@ -85,8 +85,8 @@ public:
     /// True at once when the name is unchanged; the empty name is always accepted; any other
     /// name must be valid and unique, else false and nothing changes. Raises the namespace's
     /// events around the change (listed variables only) and renews the name stamp.
-    bool SetName(const char *name);
-    [[nodiscard]] const KXString &GetName() const { return name_; }
+    [[nodiscard]] bool SetName(const char *name);
+    const KXString &GetName() const { return name_; }
 
     // -- Value or formula ---------------------------------------------------------------------
     /// Makes this an expression variable with the given formula text.
@@ -94,15 +94,15 @@ public:
     /// Makes this a value variable; the compiled formula and references are discarded.
     void SetValue(const std::complex<double> &value);
     /// kxStringToNumber for complex (a real number or a parenthesised pair); false on failure.
-    bool SetValue(const char *text);
+    [[nodiscard]] bool SetValue(const char *text);
     /// A text that parses as a complex number sets a value, any other text the formula.
     void SetValueOrExpression(const char *text);
 
     /// The formula text ("0" for a new variable; the last formula for a value variable).
-    [[nodiscard]] const KXString &GetExpression() const { return expression_; }
-    [[nodiscard]] bool IsValue() const { return isValue_; }
+    const KXString &GetExpression() const { return expression_; }
+    bool IsValue() const { return isValue_; }
     /// The plain value, or the value last computed (without evaluating anything).
-    [[nodiscard]] const std::complex<double> &GetStoredValue() const { return value_; }
+    const std::complex<double> &GetStoredValue() const { return value_; }
     /// The value, evaluating the formula when the cache is stale (see the top of this file).
     std::complex<double> GetValue();
     /// The value as display text (kxNumberToString).
@@ -111,21 +111,21 @@ public:
     void AppendCheckSum(CheckSum &sum);
 
     // -- Membership and marks -----------------------------------------------------------------
-    [[nodiscard]] kxNameSpace *GetNameSpace() const { return ns_; }
+    kxNameSpace *GetNameSpace() const { return ns_; }
     /// The slot in the namespace (or the index given to a temporary variable), -1 otherwise.
-    [[nodiscard]] int GetIndex() const { return index_; }
+    int GetIndex() const { return index_; }
     /// The index under which namespace events are raised: the index of a listed, non-temporary
     /// property variable, else -1.
-    [[nodiscard]] int GetListedIndex() const { return (temporary_ || !property_) ? -1 : index_; }
-    [[nodiscard]] bool IsPreloaded() const { return preloaded_; }
+    int GetListedIndex() const { return (temporary_ || !property_) ? -1 : index_; }
+    bool IsPreloaded() const { return preloaded_; }
     void SetPreloaded() { preloaded_ = true; }
     void ResetPreloaded() { preloaded_ = false; }
-    [[nodiscard]] bool IsTemporary() const { return temporary_; }
-    [[nodiscard]] bool IsProperty() const { return property_; }
+    bool IsTemporary() const { return temporary_; }
+    bool IsProperty() const { return property_; }
 
-    [[nodiscard]] int GetNameStamp() const { return nameStamp_; }
-    [[nodiscard]] int GetExpressionStamp() const { return expressionStamp_; }
-    [[nodiscard]] int GetValueStamp() const { return valueStamp_; }
+    int GetNameStamp() const { return nameStamp_; }
+    int GetExpressionStamp() const { return expressionStamp_; }
+    int GetValueStamp() const { return valueStamp_; }
 
 private:
     friend class kxNameSpace;
@@ -135,7 +135,7 @@ private:
     struct References;
 
     void DiscardCompiled();
-    [[nodiscard]] int PseudoTime() const;
+    int PseudoTime() const;
 
     // The fields that a dependent's evaluation reads come first, so that they share a cache line.
     kxNameSpace *ns_;                          ///< not owned

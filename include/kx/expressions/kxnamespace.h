@@ -59,14 +59,14 @@ public:
         return reinterpret_cast<std::uintptr_t>(ns) > 2;
     }
 
-    [[nodiscard]] static int WillChangeEventID();
-    [[nodiscard]] static int ChangedEventID();
+    static int WillChangeEventID();
+    static int ChangedEventID();
 
     /// The change counter: incremented by every change of a name, formula or value here (and
     /// by every change announced by an ancestor). It only grows.
-    [[nodiscard]] int GetPseudoTime() const { return pseudoTime_; }
+    int GetPseudoTime() const { return pseudoTime_; }
 
-    [[nodiscard]] kxNameSpace *getParent() const { return parent_; }
+    kxNameSpace *getParent() const { return parent_; }
     /// Re-parents the namespace (null or a reserved handle: a root); moves the pseudo-time.
     void setParent(kxNameSpace *parent);
 
@@ -83,7 +83,7 @@ public:
     /// outside 0 .. GetVariableCount()-1 (never fatal).
     [[nodiscard]] kxNamedVariable *GetVariableAt(int index) const { return PeekVariable(0, index); }
     /// Number of slots (variables and empty slots of removed ones).
-    [[nodiscard]] int GetVariableCount() const { return variables_.Size(); }
+    int GetVariableCount() const { return variables_.Size(); }
 
     /// Enters a variable (made for this namespace and not yet entered) and returns its index.
     /// The kxNamedVariable constructor calls this; the namespace then owns the variable.
@@ -127,7 +127,7 @@ private:
     /// Counts, for the whole process, the changes after which a variable found earlier may be
     /// gone or reached differently: a variable unlinked, a namespace emptied, re-parented or
     /// destroyed. Formulas keep direct pointers to the variables they name only while it holds.
-    [[nodiscard]] static unsigned Generation() { return generation_; }
+    static unsigned Generation() { return generation_; }
     static void NextGeneration() { ++generation_; }
     /// Finds `name` as (levels up, index there); false (outputs unchanged) when not found.
     bool LocateVariable(const char *name, int &levels, int &index) const;

@@ -36,13 +36,13 @@ public:
     /// True when the variable's value or formula equals the recorded one.
     [[nodiscard]] bool ContentsEqual(const kxNamedVariable &variable) const;
 
-    [[nodiscard]] int GetIndex() const { return index_; }
+    int GetIndex() const { return index_; }
     void SetIndex(int index) { index_ = index; }
-    [[nodiscard]] const KXString &GetName() const { return name_; }
-    [[nodiscard]] bool IsValue() const { return isValue_; }
-    [[nodiscard]] const std::complex<double> &GetValue() const { return value_; }
-    [[nodiscard]] const KXString &GetExpression() const { return expression_; }
-    [[nodiscard]] bool IsProperty() const { return property_; }
+    const KXString &GetName() const { return name_; }
+    bool IsValue() const { return isValue_; }
+    const std::complex<double> &GetValue() const { return value_; }
+    const KXString &GetExpression() const { return expression_; }
+    bool IsProperty() const { return property_; }
 
 private:
     int index_;
@@ -67,8 +67,8 @@ public:
     /// Brings back the state that the last Restore replaced; false when there is none.
     bool Unrestore();
 
-    [[nodiscard]] kxNameSpace &GetNameSpace() const { return ns_; }
-    [[nodiscard]] int GetCount() const { return static_cast<int>(variables_.size()); }
+    kxNameSpace &GetNameSpace() const { return ns_; }
+    int GetCount() const { return static_cast<int>(variables_.size()); }
     /// Record i, counted from 0.
     [[nodiscard]] const kxNamedVariableSnapshot &GetVariable(int i) const { return variables_[i]; }
 

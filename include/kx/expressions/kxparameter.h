@@ -18,6 +18,10 @@
 //   - A formula is turned into a number by every arithmetic update (+=, -=, *=, /=), on purpose.
 //     For int the result is computed in 64 bits and clamped to +-2147483647 (the range of
 //     kxComplexToNumber), and an integer division by zero gives 0.
+//   - Every change of a parameter (any setter, Read, CopyFrom, an arithmetic update or an
+//     assignment) advances one process-wide count per T, Writes(). A cache built from many
+//     parameters compares that count instead of visiting each parameter, so it also sees changes
+//     made through a plain kxParameter<T>& (CMDPoint's coordinates rely on it).
 //   - The reserved namespace handles 1 and 2 (kxNoNameSpace(), kxOwnNameSpace() of
 //     kxobject.h) are treated like null by CopyFrom (the copy is frozen) and by
 //     SetExpression, Read and SetValueOrExpression (formula input is ignored).
@@ -55,23 +59,25 @@ public:
     /// real part; complex unchanged).
     operator T() const;
     /// The same as the conversion, for call sites where a named function reads better.
-    [[nodiscard]] T GetValue() const { return static_cast<T>(*this); }
+    T GetValue() const { return static_cast<T>(*this); }
 
     /// The formula text when there is one, else the value written by kxNumberToString.
-    [[nodiscard]] KXString GetExpression() const;
+    KXString GetExpression() const;
     /// kxNumberToString of the value (evaluated when there is a non-empty formula); the empty
     /// string for an empty formula.
-    [[nodiscard]] KXString GetValueString() const;
+    KXString GetValueString() const;
     /// True only when the parameter holds a formula variable whose text is empty.
-    [[nodiscard]] bool IsUndefined() const;
+    bool IsUndefined() const;
     /// True while the parameter holds a formula.
-    [[nodiscard]] bool HasExpression() const { return expression_ != nullptr; }
+    bool HasExpression() const { return expression_ != nullptr; }
     /// The owned formula variable, or null for a plain value. The view never outlives the
     /// parameter, nor its next change.
-    [[nodiscard]] const kxNamedVariable *GetNamedVariable() const { return expression_; }
+    const kxNamedVariable *GetNamedVariable() const { return expression_; }
     /// The stored plain value (also carried along by copies of a formula parameter), without
     /// evaluating anything.
-    [[nodiscard]] const T &GetStoredValue() const { return value_; }
+    const T &GetStoredValue() const { return value_; }
+    /// Number of changes made so far to all kxParameter<T> of this process (see the top).
+    static unsigned long Writes() { return writes_; }
 
     // -- Setting ------------------------------------------------------------------------------
 
@@ -80,7 +86,7 @@ public:
     kxParameter &operator=(const T &value);
     /// Parses the text with kxStringToNumber for T; on failure returns false and changes
     /// nothing, else stores the value (destroying any formula).
-    bool SetValue(const char *text);
+    [[nodiscard]] bool SetValue(const char *text);
     /// With a null (or reserved) namespace nothing happens. Otherwise an owned variable of the
     /// same namespace only gets the new text; else the old variable is destroyed and a new
     /// anonymous one is made in `ns` with the text.
@@ -124,15 +130,15 @@ public:
     ///    kxStringToNumber; on success any formula is dropped and the value stored.
     /// Returns false for an empty text or a failed parse; the parameter is then unchanged (but
     /// what was gathered stays consumed).
-    bool Read(kxNameSpace *ns, KXString &text);
+    [[nodiscard]] bool Read(kxNameSpace *ns, KXString &text);
     /// The plain-number form where no formulas are allowed: strips leading blanks, consumes the
     /// leading run of digits and + - . e E and parses it into `value` (false on failure or on
     /// an empty text).
-    static bool Read(T &value, KXString &text);
+    [[nodiscard]] static bool Read(T &value, KXString &text);
 
 protected:
     /// The formula evaluated and narrowed; the caller has made sure that there is a formula.
-    [[nodiscard]] T GetExpressionValue() const;
+    T GetExpressionValue() const;
 
 private:
     /// Destroys the owned formula variable (if any); the parameter then holds its plain value.
@@ -142,6 +148,7 @@ private:
 
     kxNamedVariable *expression_ = nullptr;   ///< owned; null for a plain value
     T value_{};                               ///< the plain value
+    static unsigned long writes_;             ///< see Writes()
 };
 
 extern template class kxParameter<int>;

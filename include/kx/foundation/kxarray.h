@@ -44,13 +44,13 @@ public:
     T &operator[](int i);
     const T &operator[](int i) const;
 
-    [[nodiscard]] int get_lbd() const { return lbd_; }
-    [[nodiscard]] int get_ubd() const { return ubd_; }
-    [[nodiscard]] int get_dim() const { return ubd_ - lbd_ + 1; }
+    int get_lbd() const { return lbd_; }
+    int get_ubd() const { return ubd_; }
+    int get_dim() const { return ubd_ - lbd_ + 1; }
     /// Storage present (owned or external).
-    [[nodiscard]] bool alloced() const { return data_ != nullptr; }
+    bool alloced() const { return data_ != nullptr; }
     /// Storage present and owned by this array.
-    [[nodiscard]] bool owned() const { return owned_; }
+    bool owned() const { return owned_; }
 
     /// Array1d<char> reads as its character storage (null when empty).
     template <class U = T, class = std::enable_if_t<std::is_same<U, char>::value>>
@@ -203,13 +203,13 @@ public:
     T *row(int r);
     const T *row(int r) const;
 
-    [[nodiscard]] int get_rlbd() const { return rlbd_; }
-    [[nodiscard]] int get_rubd() const { return rubd_; }
-    [[nodiscard]] int get_clbd() const { return clbd_; }
-    [[nodiscard]] int get_cubd() const { return cubd_; }
-    [[nodiscard]] int get_rows() const { return rubd_ - rlbd_ + 1; }
-    [[nodiscard]] int get_cols() const { return cubd_ - clbd_ + 1; }
-    [[nodiscard]] bool alloced() const { return data_ != nullptr; }
+    int get_rlbd() const { return rlbd_; }
+    int get_rubd() const { return rubd_; }
+    int get_clbd() const { return clbd_; }
+    int get_cubd() const { return cubd_; }
+    int get_rows() const { return rubd_ - rlbd_ + 1; }
+    int get_cols() const { return cubd_ - clbd_ + 1; }
+    bool alloced() const { return data_ != nullptr; }
 
 private:
     [[noreturn]] void IndexFault(int r, int c) const;

@@ -38,11 +38,11 @@ public:
     /// The element at 0-based i (0 <= i < Size()).
     T &operator[](int i) const;
 
-    [[nodiscard]] int Size() const
+    int Size() const
     {
         return block_ ? static_cast<int>(blockBase_ + (next_ - block_)) : 0;
     }
-    [[nodiscard]] int BlockSize() const { return blockSize_; }
+    int BlockSize() const { return blockSize_; }
 
     /// Frees every block and the block table; Size() becomes 0.
     void Clear();

@@ -100,7 +100,7 @@ public:
     /// until the next chars(true) on this error; the error is cleared.
     [[nodiscard]] const char *chars(bool copy);
     /// The text in place.
-    [[nodiscard]] const char *chars() const { return text_; }
+    const char *chars() const { return text_; }
 
     /// When the code is non-zero, builds one report ("ERROR %d in unit %s()\n", the message,
     /// the text; code 504 shows "Syntax error - see Message Window" as its message) and shows
@@ -113,11 +113,11 @@ public:
     void transferto(Error &other);
 
     void SetCode(int code) { code_ = code; }
-    [[nodiscard]] int SecondCode() const { return secondCode_; }
+    int SecondCode() const { return secondCode_; }
     void SetSecondCode(int code) { secondCode_ = code; }
-    [[nodiscard]] const char *Unit() const { return unit_; }
+    const char *Unit() const { return unit_; }
     void SetUnit(const char *unit) { unit_ = unit; }
-    [[nodiscard]] const char *Message() const { return message_; }
+    const char *Message() const { return message_; }
     void SetMessage(const char *message) { message_ = message; }
 
 private:

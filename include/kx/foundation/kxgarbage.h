@@ -28,7 +28,7 @@ public:
     void UnregisterArray(void *array);
     /// From now on the destructor frees nothing that was registered.
     void Disarm() { armed_ = false; }
-    [[nodiscard]] bool IsArmed() const { return armed_; }
+    bool IsArmed() const { return armed_; }
 
 private:
     static void Unregister(kxGarbageArrayArray &records, void *pointer);

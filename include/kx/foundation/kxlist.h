@@ -92,9 +92,9 @@ public:
     /// Reverses the order in place; the current element stays current at size() - index + 1.
     void reverse();
 
-    [[nodiscard]] int size() const { return count_; }
+    int size() const { return count_; }
     /// The current index (may lie outside 1..size()).
-    [[nodiscard]] int get_idx() const { return currIdx_; }
+    int get_idx() const { return currIdx_; }
 
 protected:
     /// The element record at i (which becomes current), or null when i is outside 1..size().

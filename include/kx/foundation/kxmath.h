@@ -8,6 +8,10 @@
 /// pi, for the angle conversions of every module (degrees at the interfaces, radians inside).
 constexpr double kxPi = 3.141592653589793;
 
+/// Angle conversions (degrees * pi / 180 and radians * 180 / pi, in that order).
+inline double kxDegreesToRadians(double degrees) { return degrees * kxPi / 180.0; }
+inline double kxRadiansToDegrees(double radians) { return radians * 180.0 / kxPi; }
+
 /// Smallest magnitude treated as non-zero by the comparisons below.
 constexpr double kxDoubleZero = 1.7e-306;
 

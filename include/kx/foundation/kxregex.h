@@ -26,13 +26,13 @@ public:
 
     /// Replaces the pattern; false (and ErrorText() set) when it does not compile.
     bool Compile(const char *pattern, bool ignoreCase = false);
-    [[nodiscard]] bool IsValid() const { return code != nullptr; }
-    [[nodiscard]] const KXString &Pattern() const { return pattern; }
-    [[nodiscard]] bool IgnoresCase() const { return caseless; }
+    bool IsValid() const { return code != nullptr; }
+    const KXString &Pattern() const { return pattern; }
+    bool IgnoresCase() const { return caseless; }
     /// The compiler's message and the offset in the pattern where it stopped ("" and -1 when
     /// the pattern compiled).
-    [[nodiscard]] const KXString &ErrorText() const { return errorText; }
-    [[nodiscard]] int ErrorOffset() const { return errorOffset; }
+    const KXString &ErrorText() const { return errorText; }
+    int ErrorOffset() const { return errorOffset; }
 
     /// The position of a match in the `length` bytes at `text` (or -1), with its length in
     /// matchLength. startpos >= 0 finds the first match starting at or after startpos; a

@@ -8,10 +8,12 @@
 //
 // Text collects in a growing buffer until the stream is flushed (std::flush, std::endl, or
 // pubsync); then the NUL-terminated text goes to the void receiver if one is set, else to the
-// int receiver, and the buffer is emptied (a flush with nothing collected delivers ""). Open() without a receiver redirects the stream and
-// drops the collected text at every flush (a way to silence a stream). Close() first delivers
-// text still pending, then restores the stream's buffer and forgets the receivers; the
-// destructor closes. The stream must outlive the capture; attach and detach from one thread.
+// int receiver, and the buffer is emptied (a flush with nothing collected delivers "").
+// Open() without a receiver redirects the stream and drops the collected text at every flush (a
+// way to silence a stream). Close() gives the stream its own buffer back and forgets the
+// receivers; text written since the last flush is dropped, not delivered (flush first to keep
+// it). Every Open closes first; the destructor closes. The stream must outlive the capture;
+// attach and detach from one thread.
 #ifndef KX_FOUNDATION_KXSTREAMBUF_H
 #define KX_FOUNDATION_KXSTREAMBUF_H
 
@@ -34,7 +36,7 @@ public:
     void Open(VoidReceiver receiver);
     void Open(IntReceiver receiver);
     void Close();
-    [[nodiscard]] bool IsOpen() const { return saved_ != nullptr; }
+    bool IsOpen() const { return saved_ != nullptr; }
 
 protected:
     int_type overflow(int_type c) override;

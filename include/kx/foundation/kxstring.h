@@ -1,6 +1,7 @@
 // kxstring.h - KXString, the library's one text type: a byte string with an explicit length,
 // an always-present terminating zero byte and a growth policy of its own; KXSubString views on
-// it; and the free functions that fix how numbers are written to and read from text.
+// it. The free functions that write numbers to text and read them back are declared in
+// kxnumtext.h, which this header includes.
 //
 // Representation and ownership
 // ----------------------------
@@ -49,6 +50,8 @@
 //   zero-terminated); they convert to KXString by construction or assignment.
 #ifndef KX_FOUNDATION_KXSTRING_H
 #define KX_FOUNDATION_KXSTRING_H
+
+#include "kx/foundation/kxnumtext.h"
 
 #include <complex>
 #include <cstdint>
@@ -167,18 +170,18 @@ public:
     /// Resizes to length n, keeping the contents as far as they fit (new bytes are zero).
     void Alloc(int n);
     /// The capacity of the owned block (0 for the shared empty representation).
-    [[nodiscard]] int Allocation() const noexcept { return static_cast<int>(rep->capacity); }
-    [[nodiscard]] int Length() const noexcept { return static_cast<int>(rep->length); }
-    [[nodiscard]] bool Empty() const noexcept { return rep->length == 0; }
+    int Allocation() const noexcept { return static_cast<int>(rep->capacity); }
+    int Length() const noexcept { return static_cast<int>(rep->length); }
+    bool Empty() const noexcept { return rep->length == 0; }
     /// True for a string that owns no block (the shared empty representation).
-    [[nodiscard]] bool IsNull() const noexcept { return rep == nullptr || rep == &kxEmptyStrRep; }
-    [[nodiscard]] bool IsDefined() const noexcept { return !IsNull(); }
+    bool IsNull() const noexcept { return rep == nullptr || rep == &kxEmptyStrRep; }
+    bool IsDefined() const noexcept { return !IsNull(); }
     /// The representation itself (for inspection; the string owns it).
-    [[nodiscard]] const KXStrRep *Rep() const noexcept { return rep; }
+    const KXStrRep *Rep() const noexcept { return rep; }
 
     /// The characters, zero-terminated; valid until the string is next changed or destroyed.
     operator const char *() const noexcept { return rep->chars; }
-    [[nodiscard]] const char *c_str() const noexcept { return rep->chars; }
+    const char *c_str() const noexcept { return rep->chars; }
 
     // -- element access ("invalid index" outside 0 .. Length()-1) ---------------------------
     char &operator[](int i)
@@ -194,8 +197,8 @@ public:
             return BadIndex();
         return rep->chars[i];
     }
-    [[nodiscard]] char Firstchar() const { return Elem(0); }
-    [[nodiscard]] char Lastchar() const { return Elem(Length() - 1); }
+    char Firstchar() const { return Elem(0); }
+    char Lastchar() const { return Elem(Length() - 1); }
 
     // -- concatenation ------------------------------------------------------------------------
     KXString &Append(const char *text, int length)
@@ -389,11 +392,11 @@ public:
     [[nodiscard]] KXSubString Strip(StripType type, char c = ' ') const;
 
     // -- classification (all true for the empty string) ---------------------------------------
-    [[nodiscard]] bool IsAscii() const;
-    [[nodiscard]] bool IsWord() const;
-    [[nodiscard]] bool IsNumber() const;
+    bool IsAscii() const;
+    bool IsWord() const;
+    bool IsNumber() const;
     /// Checks the invariants of the representation.
-    [[nodiscard]] bool OK() const;
+    bool OK() const;
 
     // -- comparison ---------------------------------------------------------------------------
     /// exact: the signed 8-bit difference of the first differing bytes (0 when equal).
@@ -415,7 +418,7 @@ public:
     static void Error(const char *message);
 
 private:
-    [[nodiscard]] static char &BadIndex();
+    static char &BadIndex();
     KXString &AppendGrow(const char *text, int length);
     int CompareIgnoringCase(const char *other, int length) const;
     int IndexBackward(char c, int startpos) const;
@@ -446,16 +449,16 @@ public:
         : str(owner), pos(position), len(length) {}
 
     /// The first character of the view (not zero-terminated at the view's end).
-    [[nodiscard]] const char *Data() const noexcept { return str.c_str() + pos; }
-    [[nodiscard]] int Length() const noexcept { return len; }
-    [[nodiscard]] bool Empty() const noexcept { return len == 0; }
-    [[nodiscard]] int Position() const noexcept { return pos; }
-    [[nodiscard]] const KXString &Owner() const noexcept { return str; }
+    const char *Data() const noexcept { return str.c_str() + pos; }
+    int Length() const noexcept { return len; }
+    bool Empty() const noexcept { return len == 0; }
+    int Position() const noexcept { return pos; }
+    const KXString &Owner() const noexcept { return str; }
     [[nodiscard]] char operator[](int i) const;
     [[nodiscard]] int Index(char c, int startpos = 0) const;
     [[nodiscard]] int Index(const char *pattern, int startpos = 0) const;
     [[nodiscard]] int Contains(const char *pattern) const { return Index(pattern) >= 0; }
-    [[nodiscard]] bool OK() const;
+    bool OK() const;
 
     /// The shared empty string that empty views refer to.
     static const KXString &EmptyString();
@@ -534,64 +537,5 @@ void minimisestring(KXString &s);
 void minimisestring(char *text, char c);
 /// Deletes every "//" comment up to (not including) its line feed, then every line feed.
 void RemoveComments(KXString &s);
-
-// -- number to text ---------------------------------------------------------------------------
-// numtoA: "%d", "%g", "%.16lg", "(%.16lg,%.16lg)" - the form that survives a write and read.
-// kxNumberToString: "%d", "%.8g", "%.8g", "(%.8g, %.8g)" - for display.
-// kxWriteNumber: "%d", "%lf", "%lf", "(%lf, %lf)" - fixed notation, six decimals.
-[[nodiscard]] KXString numtoA(int value);
-[[nodiscard]] KXString numtoA(float value);
-[[nodiscard]] KXString numtoA(double value);
-[[nodiscard]] KXString numtoA(const std::complex<double> &value);
-/// "%x".
-[[nodiscard]] KXString hexnumtoA(int value);
-[[nodiscard]] KXString kxNumberToString(int value);
-[[nodiscard]] KXString kxNumberToString(float value);
-[[nodiscard]] KXString kxNumberToString(double value);
-[[nodiscard]] KXString kxNumberToString(const std::complex<double> &value);
-[[nodiscard]] KXString kxWriteNumber(int value);
-[[nodiscard]] KXString kxWriteNumber(float value);
-[[nodiscard]] KXString kxWriteNumber(double value);
-[[nodiscard]] KXString kxWriteNumber(const std::complex<double> &value);
-
-// -- text to number: scanning readers ---------------------------------------------------------
-// Leading blanks are skipped and trailing text ignored (scanf semantics). The forms with an
-// error flag set it to 0 on success and 1 on failure. On failure the result is 0.
-[[nodiscard]] double atoD(const char *text);
-double atoD(const char *text, int &err);
-/// "%lf" narrowed to float.
-[[nodiscard]] float atoF(const char *text);
-float atoF(const char *text, int &err);
-/// "%d".
-[[nodiscard]] int atoI(const char *text);
-int atoI(const char *text, int &err);
-/// Base 16, leading "0x" allowed; the 32 low bits of the value (so "ffffffff" is -1). The
-/// error flag is always 0.
-[[nodiscard]] int hexatoI(const char *text);
-int hexatoI(const char *text, int &err);
-/// "(%lf,%lf)" after any leading blanks, real part first; both parts must convert.
-[[nodiscard]] std::complex<double> atoCx(const char *text);
-std::complex<double> atoCx(const char *text, int &err);
-
-// -- text to number: the strict reader of user input ------------------------------------------
-// A plain number: optional blanks, an optional sign, digits with an optional decimal point, an
-// optional exponent (e or E, optional sign, digits, magnitude at most 308), optional trailing
-// blanks. Deliberate leniencies: "." and "-." read as 0, "1e" reads as 1, a sign followed by
-// blanks reads as 0. int: the value must lie within -2147483647 .. 2147483647 and is rounded to
-// the nearest integer. complex: a real number (imaginary part 0), or "(" real "," imaginary ")"
-// with blanks around, each part read as a real number. Returns false and leaves `value`
-// unchanged on failure.
-[[nodiscard]] bool kxStringToNumber(const char *text, int &value);
-[[nodiscard]] bool kxStringToNumber(const char *text, float &value);
-[[nodiscard]] bool kxStringToNumber(const char *text, double &value);
-[[nodiscard]] bool kxStringToNumber(const char *text, std::complex<double> &value);
-
-/// Narrows a complex value to a parameter's type: int takes the real part clamped to
-/// -2147483647 .. 2147483647 and rounded to the nearest integer (NaN gives 0); float and
-/// double take the real part; complex is unchanged.
-void kxComplexToNumber(const std::complex<double> &z, int &value);
-void kxComplexToNumber(const std::complex<double> &z, float &value);
-void kxComplexToNumber(const std::complex<double> &z, double &value);
-void kxComplexToNumber(const std::complex<double> &z, std::complex<double> &value);
 
 #endif

@@ -82,7 +82,7 @@ public:
     [[nodiscard]] bool LoadBlock(const char *text);
     /// Checks type (and version when `checkVersion`) into the global error and moves to the
     /// first body line with skip-comments mode on.
-    bool StartRead(const TBlockSig &sig, bool checkVersion = true);
+    [[nodiscard]] bool StartRead(const TBlockSig &sig, bool checkVersion = true);
     /// The same checks reported through SyntaxErr.
     [[nodiscard]] bool CheckStartRead(const TBlockSig &sig, bool checkVersion = true);
     void EndRead();

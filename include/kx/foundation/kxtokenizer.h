@@ -16,13 +16,13 @@ public:
                                bool returnDelims = false);
 
     /// True while the cursor is not beyond the last token.
-    [[nodiscard]] bool HasMoreTokens() const { return cursor <= tokens.size(); }
+    bool HasMoreTokens() const { return cursor <= tokens.size(); }
     /// The token at the cursor, which then advances; the empty string when none is left.
     KXString GetNextToken();
     /// Number of tokens made (read or not).
-    [[nodiscard]] int CountTokens() const { return tokens.size(); }
+    int CountTokens() const { return tokens.size(); }
     /// Tokens not read yet.
-    [[nodiscard]] int CountRemaining() const { return HasMoreTokens() ? tokens.size() - cursor + 1 : 0; }
+    int CountRemaining() const { return HasMoreTokens() ? tokens.size() - cursor + 1 : 0; }
 
 private:
     List<KXString> tokens;

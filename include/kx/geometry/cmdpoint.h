@@ -4,13 +4,12 @@
 // A point resolves its namespace through its parent object (the polygon holding it) unless it
 // was given one of its own. EqualsTo compares the coordinates in form (formula texts or values).
 //
-// The coordinates are kxCoordParameters: a kxParameter<double> that can be read as one (a const
-// view, Param()) but is written only through its own operations, each of which advances one
-// process-wide count of coordinate writes (kxCoordParameter::Writes()). A polygon that keeps a
-// prepared copy of its outline compares that count (and its list's count of structural changes)
-// at every query, so every query sees the current values - also writes made through a
-// CMDPoint& kept from before the query - at the cost of two loads when nothing was written.
-// There is no way to reach the wrapped parameter for writing; that is the point of the wrapper.
+// The coordinates are kxCoordParameters, which are kxParameter<double>s: every write to one,
+// also through a kxParameter<double>& bound to it, advances the process-wide count of parameter
+// writes (kxCoordParameter::Writes()). A polygon that keeps a prepared copy of its outline
+// compares that count (and its list's count of structural changes) at every query, so every
+// query sees the current values - also writes made through a reference kept from before the
+// query - at the cost of two loads when nothing was written.
 #ifndef KX_GEOMETRY_CMDPOINT_H
 #define KX_GEOMETRY_CMDPOINT_H
 
@@ -23,58 +22,20 @@
 
 class kxNameSpace;
 
-/// A kxParameter<double> whose every write is counted (see the top).
-class kxCoordParameter {
+/// A point coordinate: a kxParameter<double> with every operation of one (it may be bound to a
+/// kxParameter<double>&), whose writes are counted by kxParameter<double>::Writes().
+class kxCoordParameter : public kxParameter<double> {
 public:
+    using kxParameter<double>::kxParameter;
+    using kxParameter<double>::operator=;
     kxCoordParameter() = default;
-    explicit kxCoordParameter(double value) : p_(value) {}
-    kxCoordParameter(const kxCoordParameter &other) : p_(other.p_) {}
-    kxCoordParameter &operator=(const kxCoordParameter &other) { return Write([&] { p_ = other.p_; }); }
-    kxCoordParameter &operator=(double value) { return Write([&] { p_ = value; }); }
+    kxCoordParameter(const kxParameter<double> &other) : kxParameter<double>(other) {}
 
-    /// Number of coordinate writes in the process so far.
-    [[nodiscard]] static unsigned long Writes() { return writes_; }
-
-    // -- Reading: as kxParameter<double> --------------------------------------------------------
-    [[nodiscard]] const kxParameter<double> &Param() const { return p_; }
-    operator const kxParameter<double> &() const { return p_; }
-    /// The value (a formula is evaluated now).
-    operator double() const { return p_.HasExpression() ? p_.GetValue() : p_.GetStoredValue(); }
-    [[nodiscard]] double GetValue() const { return *this; }
-    [[nodiscard]] bool HasExpression() const { return p_.HasExpression(); }
-    [[nodiscard]] KXString GetExpression() const { return p_.GetExpression(); }
-    [[nodiscard]] KXString GetValueString() const { return p_.GetValueString(); }
-    [[nodiscard]] const double &GetStoredValue() const { return p_.GetStoredValue(); }
-    /// Comparison in form, as kxParameter's.
-    bool operator==(const kxCoordParameter &other) const { return p_ == other.p_; }
-    bool operator!=(const kxCoordParameter &other) const { return !(p_ == other.p_); }
-
-    // -- Writing: kxParameter<double>'s operations, counted --------------------------------------
-    void SetValue(double value) { Write([&] { p_.SetValue(value); }); }
-    bool SetValue(const char *text) { bool ok = false; Write([&] { ok = p_.SetValue(text); }); return ok; }
-    void SetExpression(kxNameSpace *ns, const char *text) { Write([&] { p_.SetExpression(ns, text); }); }
-    void SetValueOrExpression(kxNameSpace *ns, const char *text)
-    {
-        Write([&] { p_.SetValueOrExpression(ns, text); });
-    }
-    void CopyFrom(kxNameSpace *ns, const kxCoordParameter &other) { Write([&] { p_.CopyFrom(ns, other.p_); }); }
-    bool Read(kxNameSpace *ns, KXString &text) { bool ok = false; Write([&] { ok = p_.Read(ns, text); }); return ok; }
-    kxCoordParameter &operator+=(double v) { return Write([&] { p_ += v; }); }
-    kxCoordParameter &operator-=(double v) { return Write([&] { p_ -= v; }); }
-    kxCoordParameter &operator*=(double v) { return Write([&] { p_ *= v; }); }
-    kxCoordParameter &operator/=(double v) { return Write([&] { p_ /= v; }); }
-
-private:
-    template <class F>
-    kxCoordParameter &Write(F f)
-    {
-        f();
-        ++writes_;
-        return *this;
-    }
-
-    kxParameter<double> p_;
-    static unsigned long writes_;
+    /// Number of coordinate writes in the process so far (a change of any kxParameter<double>
+    /// counts, since a coordinate may be written through a plain kxParameter<double>&).
+    [[nodiscard]] static unsigned long Writes() { return kxParameter<double>::Writes(); }
+    /// The coordinate as the parameter it is.
+    const kxParameter<double> &Param() const { return *this; }
 };
 
 class CMDPoint : public KXObject {
@@ -93,9 +54,9 @@ public:
     operator kxPoint() const;
 
     /// The own namespace, else the parent's.
-    [[nodiscard]] kxNameSpace *GetNameSpace() const override;
+    kxNameSpace *GetNameSpace() const override;
     void SetParent(KXObject *parent) override { parent_ = parent; }
-    [[nodiscard]] KXObject *GetParent() const { return parent_; }
+    KXObject *GetParent() const { return parent_; }
     void OnPublish() override;
 
     kxCoordParameter x;
@@ -143,17 +104,17 @@ public:
     using List<CMDPoint>::get_idx;
 
     /// The list as a List<CMDPoint>, for reading.
-    [[nodiscard]] const List<CMDPoint> &AsList() const { return *this; }
+    const List<CMDPoint> &AsList() const { return *this; }
 
     /// Sets the parent of every point, and of points inserted later.
     void SetParent(KXObject *parent);
-    [[nodiscard]] KXObject *GetParent() const { return parent_; }
+    KXObject *GetParent() const { return parent_; }
 
     /// The modification count (see above).
-    [[nodiscard]] unsigned long Version() const { return version_; }
+    unsigned long Version() const { return version_; }
     /// Pointers to the points in order, indexed from 0; valid until the next change of the
     /// list's structure.
-    [[nodiscard]] const std::vector<const CMDPoint *> &Pointers() const;
+    const std::vector<const CMDPoint *> &Pointers() const;
 
 private:
     KXObject *parent_ = nullptr;   ///< not owned

@@ -64,7 +64,7 @@ public:
 
     /// The mode DoLineShapeIntersect applies.
     void SetMode(Mode mode) { mode_ = mode; }
-    [[nodiscard]] Mode GetMode() const { return mode_; }
+    Mode GetMode() const { return mode_; }
     /// Combines the interval in which the line runs through one shape with the set, by the
     /// current mode. Derived classes may override it to filter or record the intervals.
     /// Returns the number of intervals afterwards.
@@ -72,11 +72,11 @@ public:
 
     /// Number of complete intervals. An unpaired last boundary left by Append(t) is not
     /// counted, and the next union, difference, exclusive-or or intersection drops it.
-    [[nodiscard]] int GetNumIntersections() const { return static_cast<int>(bounds_->size() / 2); }
+    int GetNumIntersections() const { return static_cast<int>(bounds_->size() / 2); }
     /// Interval i (from 0); false, and t1 and t2 unchanged, when i is out of range.
     bool GetIntersection(int i, double &t1, double &t2) const;
     /// The boundaries as stored.
-    [[nodiscard]] const std::vector<double> &GetBoundaries() const { return *bounds_; }
+    const std::vector<double> &GetBoundaries() const { return *bounds_; }
 
 private:
     enum class Op { Union, Difference, Xor, Intersection };

@@ -31,13 +31,13 @@ public:
     /// A direction in degrees, absolute -> innermost.
     [[nodiscard]] double ToObj(double angle) const;
 
-    [[nodiscard]] bool IsEmpty() const { return forward_.size() == 0; }
+    bool IsEmpty() const { return forward_.size() == 0; }
     /// True when the combined map only translates (also for an empty stack).
-    [[nodiscard]] bool IsTranslation() const { return combined_.IsTranslation(); }
+    bool IsTranslation() const { return combined_.IsTranslation(); }
     /// Number of pushed frames.
-    [[nodiscard]] int Depth() const { return forward_.size(); }
-    [[nodiscard]] const kxTransformMatrix &GetCombined() const { return combined_; }
-    [[nodiscard]] const kxTransformMatrix &GetCombinedInverse() const { return combinedInverse_; }
+    int Depth() const { return forward_.size(); }
+    const kxTransformMatrix &GetCombined() const { return combined_; }
+    const kxTransformMatrix &GetCombinedInverse() const { return combinedInverse_; }
 
 private:
     void Recombine();

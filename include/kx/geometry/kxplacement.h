@@ -42,18 +42,18 @@ public:
     /// Parent -> object.
     [[nodiscard]] kxPoint ToObj(const kxPoint &p) const;
     /// The to-parent and to-object matrices for the current parameter values.
-    [[nodiscard]] const kxTransformMatrix &GetToParent() const;
-    [[nodiscard]] const kxTransformMatrix &GetToObject() const;
+    const kxTransformMatrix &GetToParent() const;
+    const kxTransformMatrix &GetToObject() const;
 
     /// Same plane flag and the four parameters equal in form (formula texts or values).
     friend bool operator==(const KXPlacement &a, const KXPlacement &b);
     friend bool operator!=(const KXPlacement &a, const KXPlacement &b) { return !(a == b); }
 
-    [[nodiscard]] bool IsXYPlane() const { return plane != 0; }
+    bool IsXYPlane() const { return plane != 0; }
     /// The (horizontal, vertical) offset in the parent frame for the current values.
-    [[nodiscard]] kxPoint GetOffset() const;
+    kxPoint GetOffset() const;
     /// True when every parameter is a plain value.
-    [[nodiscard]] bool AreAllParametersValues() const;
+    bool AreAllParametersValues() const;
 
     kxParameter<double> x;
     kxParameter<double> y;

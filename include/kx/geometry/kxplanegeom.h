@@ -1,6 +1,6 @@
 // kxplanegeom.h - free functions of plane geometry: lengths and angles, lines given by a point
-// and an angle or by two points, rectangles, polygons, intersections, and the polygon set
-// operations (union, difference, intersection, splitting) built on the Clipper library.
+// and an angle or by two points, rectangles, polygons and intersections. The polygon set
+// operations (union, difference, intersection, splitting) are in kxpolygonset.h.
 //
 // Conventions
 // - Model coordinates: y grows upward; RectT is (left, top, right, bottom) with top >= bottom.
@@ -258,51 +258,6 @@ int kxIntersectLineRect(std::vector<double> &crossings, const kxPoint &a, const 
                         const kxRect &rect, double tol);
 int kxIntersectLineRect(kxPointVector &crossings, const kxPoint &a, const kxPoint &b,
                         const kxRect &rect, double tol);
-
-// ---------------------------------------------------------------------------------------------
-// Polygon set operations on the Clipper library.
-//
-// Grid: coordinates are snapped to an integer grid of pitch tol (1e-6 micron when tol is not
-// positive) and clipped exactly there. Should the coordinates not fit 62-bit integers at that
-// pitch, the pitch is coarsened until they do. Results are converted back to microns and
-// vertices closer than the pitch to their predecessor are merged.
-//
-// Input: a polygon set is read with the nonzero rule: an anticlockwise contour adds area, a
-// clockwise contour inside it cuts a hole (the form of the results below). When the signed
-// area of a whole set is negative, all its contours are read reversed, so a lone polygon may
-// run either way. Self-intersecting contours are filled by the same rule. Contours with fewer
-// than three vertices, non-finite coordinates or no area on the grid contribute nothing.
-//
-// Output: contours of the result, outer boundaries anticlockwise and holes clockwise; each
-// outer boundary is followed by its holes, then islands inside those holes follow in the same
-// way. The signed area of the result set is its area. `result` is replaced, also when it is
-// one of the inputs. The functions return false only when the clipping itself failed (an
-// internal fault, reported through CodeError), leaving result empty.
-
-/// a united with b.
-bool kxAddPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
-/// The union of the contours of a alone: overlaps merged, the set normalised.
-bool kxAddPolygons(kxPolygonSet &result, const kxPolygonSet &a, double tol);
-/// a minus b.
-bool kxSubtractPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
-/// The common part of a and b.
-bool kxIntersectPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
-/// The part of a within the closed rectangle.
-bool kxIntersectPolygonRect(kxPolygonSet &result, const kxPolygonSet &a, const kxRect &rect, double tol);
-
-/// Direction of the cut made by kxSplitPolygons.
-enum kxSplitDirection {
-    kxSplitAlongX,   ///< cut along the horizontal line y = position: below, then above
-    kxSplitAlongY    ///< cut along the vertical line x = position: left, then right
-};
-/// Cuts a along a horizontal or vertical line into the part below (left of) the line and the
-/// part above (right of) it. A line beyond the set (or at infinity) leaves one part empty; a
-/// position of NaN, or a set with no finite vertex, gives two empty parts.
-bool kxSplitPolygons(kxPolygonSet &below, kxPolygonSet &above, const kxPolygonSet &a,
-                     kxSplitDirection direction, double position, double tol);
-
-/// Sum of the signed areas of the contours (the area of a set in the output form).
-[[nodiscard]] double kxGetPolygonSetArea(const kxPolygonSet &set);
 
 // ---------------------------------------------------------------------------------------------
 // Integer twins on the screen rectangle (y down; the rectangle covers x <= px < x + width,

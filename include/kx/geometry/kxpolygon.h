@@ -41,19 +41,19 @@ public:
     /// Appends a plain-valued vertex.
     void AddPoint(double x, double y) { points.append(CMDPoint(x, y)); }
     /// The vertices read now, indexed from 0.
-    [[nodiscard]] std::vector<kxPoint> GetVertices() const;
+    std::vector<kxPoint> GetVertices() const;
 
     void OnPublish() override;
 
     bool operator==(const KXShape &other) const override;
     [[nodiscard]] KXShape *newCopy(kxNameSpace *ns) const override;
     [[nodiscard]] CheckSum GetCheckSum() override;
-    [[nodiscard]] KXString getDefString() const override;
-    [[nodiscard]] const char *getDefStringComment() const override
+    KXString getDefString() const override;
+    const char *getDefStringComment() const override
     {
         return "point1x, point1y, point2x, point2y, ...";
     }
-    bool ParseString(const char *text) override;
+    [[nodiscard]] bool ParseString(const char *text) override;
     /// Needs a, b and this of the same class with equal vertex counts, else the global error
     /// "Cannot create weighted shape  - incompatible geometry\n" and no change.
     void SetToWeighted(const KXShape &a, const KXShape &b, const WeightType &w) override;
@@ -61,15 +61,15 @@ public:
     bool Contains(const kxPoint &p, double tol) const override;
     bool Contains(const kxPoint &p) const override;
     void getSize(double &w, double &h) const override;
-    [[nodiscard]] kxRect getBoundingRect() const override;
+    kxRect getBoundingRect() const override;
     [[nodiscard]] kxRect getBoundingRectWithPlacement(const KXPlacement &pl) const override;
-    [[nodiscard]] double getBoundingCircle() const override;
-    [[nodiscard]] double GetMinLinearDimension() const override { return 0.0; }
+    double getBoundingCircle() const override;
+    double GetMinLinearDimension() const override { return 0.0; }
     void setSize(double w, double h) override;
     void Expand(double d) override;
     void Contract(double d) override { Expand(-d); }
     [[nodiscard]] KXShape *CreateRotatedShape(double angle) const override;
-    [[nodiscard]] bool AreAllParametersValues() const override;
+    bool AreAllParametersValues() const override;
 
     CMDPointList points;
 

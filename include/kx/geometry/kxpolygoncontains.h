@@ -68,9 +68,9 @@ public:
     /// Same answer as the winding-angle rule on the stored vertices.
     [[nodiscard]] bool Contains(const kxPoint &p) const;
 
-    [[nodiscard]] int Size() const { return static_cast<int>(v_.size()); }
+    int Size() const { return static_cast<int>(v_.size()); }
     /// The stored vertices (valid until the next Build).
-    [[nodiscard]] const std::vector<kxPoint> &Vertices() const { return v_; }
+    const std::vector<kxPoint> &Vertices() const { return v_; }
 
 private:
     std::vector<kxPoint> v_;

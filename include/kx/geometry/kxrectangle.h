@@ -25,9 +25,9 @@ public:
     bool operator==(const KXShape &other) const override;
     [[nodiscard]] KXShape *newCopy(kxNameSpace *ns) const override;
     [[nodiscard]] CheckSum GetCheckSum() override;
-    [[nodiscard]] KXString getDefString() const override;
-    [[nodiscard]] const char *getDefStringComment() const override { return "width, height"; }
-    bool ParseString(const char *text) override;
+    KXString getDefString() const override;
+    const char *getDefStringComment() const override { return "width, height"; }
+    [[nodiscard]] bool ParseString(const char *text) override;
     /// Needs a, b and this of the same class, else the global error "Cannot created weighted
     /// shape  - incompatible geometry\n" and no change.
     void SetToWeighted(const KXShape &a, const KXShape &b, const WeightType &w) override;
@@ -35,15 +35,15 @@ public:
     bool Contains(const kxPoint &p, double tol) const override;
     bool Contains(const kxPoint &p) const override;
     void getSize(double &w, double &h) const override;
-    [[nodiscard]] kxRect getBoundingRect() const override;
+    kxRect getBoundingRect() const override;
     [[nodiscard]] kxRect getBoundingRectWithPlacement(const KXPlacement &pl) const override;
-    [[nodiscard]] double getBoundingCircle() const override;
-    [[nodiscard]] double GetMinLinearDimension() const override;
+    double getBoundingCircle() const override;
+    double GetMinLinearDimension() const override;
     void setSize(double w, double h) override;
     void Expand(double d) override;
     void Contract(double d) override;
     [[nodiscard]] KXShape *CreateRotatedShape(double angle) const override;
-    [[nodiscard]] bool AreAllParametersValues() const override;
+    bool AreAllParametersValues() const override;
 
     kxParameter<double> width;
     kxParameter<double> height;

@@ -30,35 +30,35 @@ public:
     /// Copies other's parameters into ns (formulas re-bound; null freezes) and binds to ns.
     void CopyFrom(kxNameSpace *ns, const KXRegularPolygon &other);
     /// The vertices for the current parameter values, indexed from 0 (none when n < 1).
-    [[nodiscard]] std::vector<kxPoint> GetVertices() const;
+    std::vector<kxPoint> GetVertices() const;
 
     void OnPublish() override;
 
     bool operator==(const KXShape &other) const override;
     [[nodiscard]] KXShape *newCopy(kxNameSpace *ns) const override;
     [[nodiscard]] CheckSum GetCheckSum() override;
-    [[nodiscard]] KXString getDefString() const override;
-    [[nodiscard]] const char *getDefStringComment() const override
+    KXString getDefString() const override;
+    const char *getDefStringComment() const override
     {
         return "numvertices, angle, width, height";
     }
-    bool ParseString(const char *text) override;
+    [[nodiscard]] bool ParseString(const char *text) override;
     void SetToWeighted(const KXShape &a, const KXShape &b, const WeightType &w) override;
     bool Contains(const kxPoint &p, double tol, bool &onBoundary) const override;
     bool Contains(const kxPoint &p, double tol) const override;
     bool Contains(const kxPoint &p) const override;
     void getSize(double &w, double &h) const override;
-    [[nodiscard]] kxRect getBoundingRect() const override;
+    kxRect getBoundingRect() const override;
     [[nodiscard]] kxRect getBoundingRectWithPlacement(const KXPlacement &pl) const override;
-    [[nodiscard]] double getBoundingCircle() const override;
-    [[nodiscard]] double GetMinLinearDimension() const override;
+    double getBoundingCircle() const override;
+    double GetMinLinearDimension() const override;
     void setSize(double w, double h) override;
     void Expand(double d) override;
     void Contract(double d) override;
     [[nodiscard]] KXShape *CreateRotatedShape(double angle) const override;
-    [[nodiscard]] bool AreAllParametersValues() const override;
+    bool AreAllParametersValues() const override;
     /// The display name, "Regular Polygon".
-    [[nodiscard]] virtual const char *getName() const { return "Regular Polygon"; }
+    virtual const char *getName() const { return "Regular Polygon"; }
 
     kxParameter<int> numvertices;
     kxParameter<double> angle;   ///< degrees
@@ -71,7 +71,7 @@ private:
         double angle, width, height;
     };
     /// The current parameter values.
-    [[nodiscard]] Key ReadKey() const;
+    Key ReadKey() const;
     /// Vertices for `key` (empty when n < 1).
     [[nodiscard]] static std::vector<kxPoint> VerticesFor(const Key &key);
     /// Refreshes the kept outline; false when it is too large to keep.

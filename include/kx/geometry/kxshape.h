@@ -46,15 +46,15 @@ public:
     KXShape &operator=(const KXShape &other) = default;
     ~KXShape() override = default;
 
-    [[nodiscard]] int GetType() const { return type_; }
+    int GetType() const { return type_; }
 
     /// The namespace given to the shape, else the parent object's (see the top).
-    [[nodiscard]] kxNameSpace *GetNameSpace() const override;
+    kxNameSpace *GetNameSpace() const override;
     /// Publishes "type" after the base members.
     void OnPublish() override;
     /// Remembers the parent object (not owned).
     void SetParent(KXObject *parent) override { parent_ = parent; }
-    [[nodiscard]] KXObject *GetParent() const { return parent_; }
+    KXObject *GetParent() const { return parent_; }
 
     // -- the shape operations ------------------------------------------------------------------
     /// Same concrete kind and equal parameters (in form).
@@ -66,12 +66,12 @@ public:
     /// A checksum of the shape's definition.
     [[nodiscard]] virtual CheckSum GetCheckSum() = 0;
     /// The one-line text form, e.g. RECTANGLE(2,1).
-    [[nodiscard]] virtual KXString getDefString() const = 0;
+    virtual KXString getDefString() const = 0;
     /// The required format of the parameters, e.g. "width, height".
-    [[nodiscard]] virtual const char *getDefStringComment() const = 0;
+    virtual const char *getDefStringComment() const = 0;
     /// Parses the text between the parentheses into the parameters; false (reported as a
     /// syntax error) on failure.
-    virtual bool ParseString(const char *text) = 0;
+    [[nodiscard]] virtual bool ParseString(const char *text) = 0;
     /// Makes this shape the blend of a and b by the weights w.
     virtual void SetToWeighted(const KXShape &a, const KXShape &b, const WeightType &w) = 0;
     /// Containment within tol; onBoundary tells a hit on the outline.
@@ -80,19 +80,19 @@ public:
     /// Exact containment (the outline is inside).
     virtual bool Contains(const kxPoint &p) const = 0;
     virtual void getSize(double &w, double &h) const = 0;
-    [[nodiscard]] virtual kxRect getBoundingRect() const = 0;
+    virtual kxRect getBoundingRect() const = 0;
     /// The bounding rectangle in the parent frame of the placement.
     [[nodiscard]] virtual kxRect getBoundingRectWithPlacement(const KXPlacement &pl) const = 0;
     /// Radius about the origin of a circle holding the shape.
-    [[nodiscard]] virtual double getBoundingCircle() const = 0;
-    [[nodiscard]] virtual double GetMinLinearDimension() const = 0;
+    virtual double getBoundingCircle() const = 0;
+    virtual double GetMinLinearDimension() const = 0;
     virtual void setSize(double w, double h) = 0;
     virtual void Expand(double d) = 0;
     virtual void Contract(double d) = 0;
     /// A new plain-valued shape rotated by angle degrees about the origin. The caller owns it.
     [[nodiscard]] virtual KXShape *CreateRotatedShape(double angle) const = 0;
     /// True when no parameter holds a formula.
-    [[nodiscard]] virtual bool AreAllParametersValues() const = 0;
+    virtual bool AreAllParametersValues() const = 0;
 
     // -- text form -------------------------------------------------------------------------------
     /// ParseShape(nullptr, text).

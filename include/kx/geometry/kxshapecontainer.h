@@ -27,7 +27,7 @@ public:
     void CopyFrom(kxNameSpace *ns, const KXShapeContainer &other);
 
     /// The held shape (owned by the container), or null.
-    [[nodiscard]] KXShape *GetShape() const { return shape_; }
+    KXShape *GetShape() const { return shape_; }
     /// Deletes the held shape.
     void Clear();
 

@@ -43,7 +43,7 @@ public:
 
     /// True when m00 and m11 equal 1 (relative comparison) and m01 and m10 are zero
     /// (|v| < 1.7e-306): the map only translates.
-    [[nodiscard]] bool IsTranslation() const;
+    bool IsTranslation() const;
 
     /// Element (row, column), both 0..2.
     [[nodiscard]] double Get(int row, int col) const { return m_[row][col]; }

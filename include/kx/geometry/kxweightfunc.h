@@ -90,8 +90,8 @@ public:
     explicit WeightFunc(const char *command);
 
     /// Replaces the command text and parses it; false on a syntax error.
-    bool SetCommand(const char *command);
-    [[nodiscard]] const KXString &GetCommand() const { return command_; }
+    [[nodiscard]] bool SetCommand(const char *command);
+    const KXString &GetCommand() const { return command_; }
 
     /// Parses the stored command into the three components and the parameter list.
     bool ParseCmdString();
@@ -105,7 +105,7 @@ public:
     [[nodiscard]] DWeightFac &GetDefault() { return def_; }
     [[nodiscard]] DWeightFac &GetX() { return x_; }
     [[nodiscard]] DWeightFac &GetY() { return y_; }
-    [[nodiscard]] const List<WeightParam> &GetParams() const { return params_; }
+    const List<WeightParam> &GetParams() const { return params_; }
 
     void OnPublish() override;
     void OnMessage(KXMessage &message) override;

@@ -82,7 +82,7 @@ public:
 
     /// Word i (0..3; w0 least significant); other indices give 0.
     [[nodiscard]] std::uint32_t GetWord(int i) const;
-    [[nodiscard]] bool IsZero() const { return lo_ == 0 && hi_ == 0; }
+    bool IsZero() const { return lo_ == 0 && hi_ == 0; }
     void Clear() { lo_ = hi_ = 0; }
 
     /// Writes the 32 hex digits (w3 first) and a NUL into `buffer` of `size` bytes, cut to fit;
@@ -156,7 +156,7 @@ public:
     /// True when the stored checksum differs from the current one.
     [[nodiscard]] bool IsSelfOutOfDate() { return sum_ != getCurrCheckSum(); }
 
-    [[nodiscard]] const CheckSum &GetCheckSum() const { return sum_; }
+    const CheckSum &GetCheckSum() const { return sum_; }
     void SetCheckSum(const CheckSum &sum) { sum_ = sum; }
 
     /// Keeps a copy of the stored checksum; LoadState brings it back.

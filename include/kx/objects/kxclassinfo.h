@@ -27,6 +27,7 @@
 #ifndef KX_OBJECTS_KXCLASSINFO_H
 #define KX_OBJECTS_KXCLASSINFO_H
 
+#include <cstddef>
 #include <cstdint>
 
 class KXObject;
@@ -46,26 +47,30 @@ public:
     kxClassInfo(const kxClassInfo &) = delete;
     kxClassInfo &operator=(const kxClassInfo &) = delete;
 
-    [[nodiscard]] const char *GetClassName() const { return name_; }
-    [[nodiscard]] const kxClassInfo *GetBaseClass1() const { return base1_; }
-    [[nodiscard]] const kxClassInfo *GetBaseClass2() const { return base2_; }
+    const char *GetClassName() const { return name_; }
+    const kxClassInfo *GetBaseClass1() const { return base1_; }
+    const kxClassInfo *GetBaseClass2() const { return base2_; }
     /// The next record in the registry, or null after the last.
-    [[nodiscard]] const kxClassInfo *GetNext() const { return next_; }
+    const kxClassInfo *GetNext() const { return next_; }
     /// True when the class has a factory (is not abstract).
-    [[nodiscard]] bool IsDynamic() const { return factory_ != nullptr; }
+    bool IsDynamic() const { return factory_ != nullptr; }
     /// The class name folded into four words w0..w3: what appending the name to a CheckSum
     /// XORs in after the rotation. Appending these words as a CheckSum equals appending the
     /// name, so checksums publish the class name without re-reading the text.
-    [[nodiscard]] const std::uint32_t *GetNameDigest() const { return nameDigest_; }
+    const std::uint32_t *GetNameDigest() const { return nameDigest_; }
 
     /// True when `other` is this class or, depth first, base 1 before base 2, one of its bases.
     /// A null `other` is never matched.
     [[nodiscard]] bool IsKindOf(const kxClassInfo *other) const;
     /// The same test by class name (exact, case-sensitive). A null name is never matched.
     [[nodiscard]] bool IsKindOf(const char *className) const;
+    /// The same test by the `length` characters at `name` (exact, case-sensitive).
+    [[nodiscard]] bool IsKindOf(const char *name, std::size_t length) const;
+    /// True when the class name is exactly the `length` characters at `name`.
+    [[nodiscard]] bool IsNamed(const char *name, std::size_t length) const;
 
     /// A new default instance that the caller owns, or null for an abstract class.
-    [[nodiscard]] KXObject *CreateObject() const;
+    KXObject *CreateObject() const;
 
     /// The first record of the registry (the first class initialised), or null.
     [[nodiscard]] static const kxClassInfo *GetFirst();

@@ -133,41 +133,41 @@ public:
     /// True unless this is the empty element.
     explicit operator bool() const { return kind_ != kxEltNone; }
 
-    [[nodiscard]] kxCmdEltKind GetKind() const { return kind_; }
-    [[nodiscard]] const KXString &GetName() const { return name_; }
-    [[nodiscard]] const KXString &GetHelp() const { return help_; }
-    [[nodiscard]] int GetFlags() const { return flags_; }
+    kxCmdEltKind GetKind() const { return kind_; }
+    const KXString &GetName() const { return name_; }
+    const KXString &GetHelp() const { return help_; }
+    int GetFlags() const { return flags_; }
     /// True for a variable published with kxPublishReadOnly or of a type without setText.
-    [[nodiscard]] bool IsReadOnly() const;
+    bool IsReadOnly() const;
     /// The object that published the element (null for the empty element).
-    [[nodiscard]] KXObject *GetOwner() const { return owner_; }
+    KXObject *GetOwner() const { return owner_; }
 
     /// Variables: the kind of the variable, else null.
-    [[nodiscard]] const kxPublishedKind *GetVarKind() const { return varKind_; }
+    const kxPublishedKind *GetVarKind() const { return varKind_; }
     /// Variables: the kind's type name; functions "function"; objects the child's class name.
-    [[nodiscard]] const char *GetTypeName() const;
+    const char *GetTypeName() const;
     /// Variables: the member's address, else null.
-    [[nodiscard]] void *GetPtr() const { return member_; }
+    void *GetPtr() const { return member_; }
     /// Variables: the extent given at publication (a char array's length), else 0.
-    [[nodiscard]] int GetExtent() const { return extent_; }
+    int GetExtent() const { return extent_; }
     /// The member as a T when it was published as a T (its kind is kxPublishTraits<T>'s), else
     /// null.
     template <class T>
-    [[nodiscard]] T *GetVarPtr() const
+    T *GetVarPtr() const
     {
         return varKind_ == &kxPublishTraits<T>::Kind() ? static_cast<T *>(member_) : nullptr;
     }
     /// Variables published as an Array2d<T>: the array itself, else null.
     template <class T>
-    [[nodiscard]] Array2d<T> *GetPtrArray() const
+    Array2d<T> *GetPtrArray() const
     {
         return GetVarPtr<Array2d<T>>();
     }
     /// Child objects: the object, else null.
-    [[nodiscard]] KXObject *GetObject() const { return kind_ == kxEltObject ? child_ : nullptr; }
+    KXObject *GetObject() const { return kind_ == kxEltObject ? child_ : nullptr; }
 
     /// Variables: the value as text; other kinds give the empty text.
-    [[nodiscard]] KXString GetValueString() const;
+    KXString GetValueString() const;
     /// Variables: sets the value from text. False when the element is not a variable, is
     /// read-only, or the text is not accepted (the member is then unchanged).
     [[nodiscard]] bool SetValueString(const char *text) const;
@@ -212,7 +212,7 @@ public:
     kxEltFinder(const char *name, bool objectsOnly) : name_(name), objectsOnly_(objectsOnly) {}
     bool Wants(const char *name, kxCmdEltKind kind) const override;
     void Offer(const KXCommandElt &elt) override { found_ = elt; }
-    [[nodiscard]] const KXCommandElt &GetFound() const { return found_; }
+    const KXCommandElt &GetFound() const { return found_; }
 
 private:
     const char *name_;

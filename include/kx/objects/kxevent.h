@@ -34,7 +34,7 @@ struct kxListenerList;
 /// Hands out event ids: 1, 2, 3, ... for the life of the process; ids are never reused.
 class kxEventIDServer {
 public:
-    [[nodiscard]] static int GetEventID();
+    static int GetEventID();
 };
 
 class kxEvent {
@@ -42,14 +42,14 @@ public:
     explicit kxEvent(int id) : id_(id) {}
     kxEvent(int id, void *data1, void *data2) : id_(id), data1_(data1), data2_(data2) {}
 
-    [[nodiscard]] int GetId() const { return id_; }
-    [[nodiscard]] void *GetData1() const { return data1_; }
-    [[nodiscard]] void *GetData2() const { return data2_; }
+    int GetId() const { return id_; }
+    void *GetData1() const { return data1_; }
+    void *GetData2() const { return data2_; }
     /// Asks the source to pass the event on to the current listener's delegate.
     void Delegate() { delegate_ = true; }
-    [[nodiscard]] bool IsDelegated() const { return delegate_; }
+    bool IsDelegated() const { return delegate_; }
     /// The source raising the event (null before it was raised).
-    [[nodiscard]] kxEventSource *getSource() const { return source_; }
+    kxEventSource *getSource() const { return source_; }
 
 private:
     friend class kxEventSource;
@@ -87,7 +87,7 @@ public:
     /// Unregisters every listener.
     void RemoveAllListeners();
     /// Number of live (unremoved) listener entries.
-    [[nodiscard]] int GetListenerCount() const;
+    int GetListenerCount() const;
 
 private:
     friend class kxEventListener;
@@ -125,10 +125,10 @@ public:
 
     /// The listener that receives the events this one delegates (not owned; may be null).
     void setDelegate(kxEventListener *delegate) { delegate_ = delegate; }
-    [[nodiscard]] kxEventListener *GetDelegate() const { return delegate_; }
+    kxEventListener *GetDelegate() const { return delegate_; }
     /// The object that the default OnEvent passes events to (not owned).
     void setEventHandler(KXObject &handler) { handler_ = &handler; }
-    [[nodiscard]] KXObject *GetEventHandler() const { return handler_; }
+    KXObject *GetEventHandler() const { return handler_; }
 
     /// Receives an event. The base passes it to the event handler object, if any.
     virtual void OnEvent(kxEvent &event, int cookie);

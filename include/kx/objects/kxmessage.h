@@ -41,11 +41,11 @@ public:
     }
 
     /// The target filter, or null when there is none (every object is reached).
-    [[nodiscard]] const char *GetTarget() const { return target_.Empty() ? nullptr : target_.c_str(); }
-    [[nodiscard]] int GetId() const { return id_; }
-    [[nodiscard]] void *GetData1() const { return data1_; }
-    [[nodiscard]] void *GetData2() const { return data2_; }
-    [[nodiscard]] int GetResult() const { return result_; }
+    const char *GetTarget() const { return target_.Empty() ? nullptr : target_.c_str(); }
+    int GetId() const { return id_; }
+    void *GetData1() const { return data1_; }
+    void *GetData2() const { return data2_; }
+    int GetResult() const { return result_; }
     void SetResult(int result) { result_ = result; }
 
 private:

@@ -148,8 +148,8 @@ public:
     virtual ~KXObject() = default;
 
     // -- class information ----------------------------------------------------------------------
-    [[nodiscard]] virtual const kxClassInfo *getClassInfo() const { return &ms_classInfo; }
-    [[nodiscard]] const char *getClassName() const { return getClassInfo()->GetClassName(); }
+    virtual const kxClassInfo *getClassInfo() const { return &ms_classInfo; }
+    const char *getClassName() const { return getClassInfo()->GetClassName(); }
     [[nodiscard]] bool IsKindOf(const kxClassInfo *info) const { return getClassInfo()->IsKindOf(info); }
     [[nodiscard]] bool IsKindOf(const char *className) const { return getClassInfo()->IsKindOf(className); }
     /// True when the object's own class is exactly `info`.
@@ -157,17 +157,17 @@ public:
 
     /// A copy that the caller owns, or null when the class does not support copying (the base
     /// implementation: classes that can be cloned override it).
-    [[nodiscard]] virtual KXObject *Clone() const { return nullptr; }
+    virtual KXObject *Clone() const { return nullptr; }
 
     // -- namespace, parent, command server -------------------------------------------------------
     /// The namespace in which the object's formulas are evaluated (base: the one stored).
-    [[nodiscard]] virtual kxNameSpace *GetNameSpace() const { return nameSpace_; }
+    virtual kxNameSpace *GetNameSpace() const { return nameSpace_; }
     /// Stores a namespace (not owned); the reserved handles are resolved (see the top).
     void SetNameSpace(kxNameSpace *ns);
     /// Tells the object its parent object (base: ignored; KXObject keeps no parent).
     virtual void SetParent(KXObject *) {}
     /// Socket-file handle of the command server connection driving this object (not owned).
-    [[nodiscard]] void *GetSocketFile() const { return socketFile_; }
+    void *GetSocketFile() const { return socketFile_; }
     void SetSocketFile(void *handle) { socketFile_ = handle; }
 
     // -- messages --------------------------------------------------------------------------------
@@ -257,11 +257,11 @@ public:
     virtual void LoadState() {}
     /// Sets the published variable `name` from text (see KXCommandElt::SetValueString). False
     /// when there is no such variable, it is read-only, or the text is refused.
-    virtual bool SetParam(const char *name, const char *value);
+    [[nodiscard]] virtual bool SetParam(const char *name, const char *value);
 
     /// Number of records on the operation stack, and the top record (null when empty).
-    [[nodiscard]] int GetOpDepth() const { return opDepth_; }
-    [[nodiscard]] const KXObjectEvent *GetTopEvent() const { return opTop_; }
+    int GetOpDepth() const { return opDepth_; }
+    const KXObjectEvent *GetTopEvent() const { return opTop_; }
 
 protected:
     /// Links `record` (owned by the caller, who must keep it alive until eraseTopEvent) on top.

@@ -1,26 +1,17 @@
-// kxutils.cpp - the error record, the output hooks with their console fallbacks, fatal faults,
-// warnings, the message-window line printer and the unit suffixes.
+// kxerror.cpp - the error record, the output hooks with their console fallbacks, fatal faults,
+// warnings and the message-window line printer.
 #include "kx/foundation/kxerror.h"
 #include "kx/foundation/kxstring.h"
 #include "kx/foundation/kxunits.h"
 #include "foundation/kxformat.h"
 
-#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <langinfo.h>
-#include <locale.h>
 #include <string>
-#include <strings.h>
 
 Error error;
-
-KXString kxMicroString("\xC2\xB5");
-KXString kxDegreesString("\xC2\xB0");
-KXString kxMicronsString("\xC2\xB5m");
-KXString kxCelsiusString("\xC2\xB0" "C");
 
 namespace {
 
@@ -110,23 +101,6 @@ void InstallIllegalInstructionHandler()
 }
 
 } // namespace
-
-std::string kxFormatV(const char *fmt, va_list args)
-{
-    char small[1024];
-    va_list copy;
-    va_copy(copy, args);
-    const int n = std::vsnprintf(small, sizeof small, fmt, copy);
-    va_end(copy);
-    if (n < 0)
-        return std::string();
-    if (size_t(n) < sizeof small)
-        return std::string(small, size_t(n));
-    std::string big(size_t(n) + 1, '\0');
-    std::vsnprintf(&big[0], big.size(), fmt, args);
-    big.resize(size_t(n));
-    return big;
-}
 
 // ---------------------------------------------------------------------------------------------
 // Error
@@ -403,27 +377,4 @@ void kxWarningLog(const char *fmt, ...)
     va_end(args);
     if (!text.empty())
         SendLines(kxWarningChannel, text.c_str(), text.size(), stderr);
-}
-
-// ---------------------------------------------------------------------------------------------
-// Unit suffixes
-
-void kxUseAsciiUnitStrings(bool ascii)
-{
-    kxMicroString = ascii ? "u" : "\xC2\xB5";
-    kxDegreesString = ascii ? " degrees" : "\xC2\xB0";
-    kxMicronsString = ascii ? "um" : "\xC2\xB5m";
-    kxCelsiusString = ascii ? "C" : "\xC2\xB0" "C";
-}
-
-bool kxLocaleIsUtf8()
-{
-    locale_t loc = newlocale(LC_CTYPE_MASK, "", static_cast<locale_t>(0));
-    if (loc == static_cast<locale_t>(0))
-        return false;
-    const char *codeset = nl_langinfo_l(CODESET, loc);
-    const bool utf8 = codeset &&
-                      (strcasecmp(codeset, "UTF-8") == 0 || strcasecmp(codeset, "UTF8") == 0);
-    freelocale(loc);
-    return utf8;
 }

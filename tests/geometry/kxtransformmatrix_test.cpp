@@ -1,9 +1,5 @@
-// Tests of the 2-D and 3-D transform matrices and the matrix stack.
-#include "kx/geometry/kxmatrixstack.h"
-#include "kx/geometry/kxtransform3dmatrix.h"
+// Tests of kxTransformMatrix, the 2-D transform.
 #include "kx/geometry/kxtransformmatrix.h"
-
-#include "kx/foundation/kxerror.h"
 
 #include <gtest/gtest.h>
 
@@ -85,70 +81,4 @@ TEST(KXTransformMatrixTest, PointsAnglesAndTranslation)
     ExpectNear(b.Multiply(a).Multiply(kxPoint(0, 0)), 1, 2);
     EXPECT_TRUE(a == a.Multiply(kxTransformMatrix()));
     EXPECT_TRUE(a != b);
-}
-
-TEST(KXTransform3dMatrixTest, LoadsAndProducts)
-{
-    kxTransform3dMatrix m;
-    EXPECT_EQ(m * Point3dT<double>(1, 2, 3), Point3dT<double>(1, 2, 3));
-    auto expectNear = [](const Point3dT<double> &p, double x, double y, double z) {
-        EXPECT_NEAR(p.x, x, 1e-15);
-        EXPECT_NEAR(p.y, y, 1e-15);
-        EXPECT_NEAR(p.z, z, 1e-15);
-    };
-    m.loadRotationOZ(90);
-    expectNear(m * Point3dT<double>(1, 0, 0), 0, 1, 0);
-    m.loadRotationOX(90);
-    expectNear(m * Point3dT<double>(0, 1, 0), 0, 0, 1);
-    m.loadRotationOY(90);
-    expectNear(m * Point3dT<double>(0, 0, 1), 1, 0, 0);
-
-    kxTransform3dMatrix t, s;
-    t.loadTranslation(1, 2, 3);
-    s.loadScaling(2, 3, 4);
-    expectNear((t * s) * Point3dT<double>(1, 1, 1), 3, 5, 7);   // scaled first
-    expectNear((s * t) * Point3dT<double>(1, 1, 1), 4, 9, 16);  // translated first
-    // A hand-set projective row divides by w.
-    kxTransform3dMatrix p;
-    p.SetElement(3, 3, 2.0);
-    expectNear(p * Point3dT<double>(2, 4, 6), 1, 2, 3);
-}
-
-TEST(KXMatrixStackTest, PushPopAndCopies)
-{
-    kxMatrixStack st;
-    EXPECT_TRUE(st.IsEmpty());
-    EXPECT_TRUE(st.IsTranslation());
-    EXPECT_EQ(st.ToAbs(kxPoint(1.5, -2)), kxPoint(1.5, -2));
-    EXPECT_EQ(st.ToObj(kxPoint(1.5, -2)), kxPoint(1.5, -2));
-    EXPECT_EQ(st.ToAbs(400.0), 400.0);   // not even reduced to one turn
-    EXPECT_EQ(st.ToObj(-30.0), -30.0);
-
-    st.PushMatrix(90, 1, 0);
-    st.PushMatrix(0, 0, 2);
-    EXPECT_EQ(st.Depth(), 2);
-    // The innermost frame applies first: (0,0) -> (0,2) -> rotated (-2,0) -> shifted (-1,0).
-    ExpectNear(st.ToAbs(kxPoint(0, 0)), -1, 0);
-    ExpectNear(st.ToObj(kxPoint(-1, 0)), 0, 0);
-    ExpectNear(st.ToObj(st.ToAbs(kxPoint(3, -4))), 3, -4);
-    EXPECT_NEAR(st.ToAbs(10.0), 100, 1e-12);
-    EXPECT_NEAR(st.ToObj(100.0), 10, 1e-12);
-    EXPECT_FALSE(st.IsTranslation());
-
-    kxMatrixStack copy(st);
-    st.PopMatrix();
-    ExpectNear(st.ToAbs(kxPoint(0, 0)), 1, 0);
-    ExpectNear(copy.ToAbs(kxPoint(0, 0)), -1, 0);   // the copy is independent
-    kxMatrixStack assigned;
-    assigned = copy;
-    ExpectNear(assigned.ToObj(kxPoint(-1, 0)), 0, 0);
-
-    st.PopMatrix();
-    EXPECT_TRUE(st.IsEmpty());
-    EXPECT_EQ(st.ToAbs(kxPoint(7, 8)), kxPoint(7, 8));
-    error.reset();
-    st.PopMatrix();   // an internal fault, reported and survived
-    EXPECT_EQ(static_cast<int>(error), 507);
-    EXPECT_NE(std::strstr(error.chars(), "kxtransform"), nullptr);
-    error.reset();
 }

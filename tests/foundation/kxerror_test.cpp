@@ -41,7 +41,7 @@ void ExitReturns(const char *message, int)
     std::fprintf(stderr, "returned from %s", message);
 }
 
-class KXUtilsTest : public ::testing::Test {
+class ErrorTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
@@ -60,7 +60,7 @@ protected:
     }
 };
 
-using KXUtilsDeathTest = KXUtilsTest;
+using ErrorDeathTest = ErrorTest;
 
 // Runs `body` with standard input reading `input`, returning what it wrote to standard output.
 template <class F>
@@ -99,7 +99,7 @@ const int checkLine = __LINE__ - 8;   // the line of KX_CHECK_MSG above
 
 } // namespace
 
-TEST_F(KXUtilsTest, ErrorAccumulatesAndHonoursUserAbort)
+TEST_F(ErrorTest, ErrorAccumulatesAndHonoursUserAbort)
 {
     EXPECT_EQ(static_cast<int>(error), 0);
     EXPECT_STREQ(error.chars(), "");
@@ -153,7 +153,7 @@ TEST_F(KXUtilsTest, ErrorAccumulatesAndHonoursUserAbort)
     EXPECT_STREQ(copied.chars(), assigned.chars());
 }
 
-TEST_F(KXUtilsTest, OverrunDisplaysFirstThenKeepsTheStart)
+TEST_F(ErrorTest, OverrunDisplaysFirstThenKeepsTheStart)
 {
     error.set("earlier");
     const std::string huge(5000, 'h');
@@ -171,7 +171,7 @@ TEST_F(KXUtilsTest, OverrunDisplaysFirstThenKeepsTheStart)
     EXPECT_TRUE(displayed.empty());
 }
 
-TEST_F(KXUtilsTest, DisplayBuildsOneReport)
+TEST_F(ErrorTest, DisplayBuildsOneReport)
 {
     error.display(1);   // no error: nothing shown
     EXPECT_TRUE(displayed.empty());
@@ -200,7 +200,7 @@ TEST_F(KXUtilsTest, DisplayBuildsOneReport)
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "plain\n");
 }
 
-TEST_F(KXUtilsTest, TransferToAndCodeError)
+TEST_F(ErrorTest, TransferToAndCodeError)
 {
     Error local;
     local.set("%s", "100%% done");   // the text holds two percent signs
@@ -252,7 +252,7 @@ TEST_F(KXUtilsTest, TransferToAndCodeError)
     EXPECT_EQ(static_cast<int>(error), 507);
 }
 
-TEST_F(KXUtilsTest, LinePrintersSplitAfterNewlines)
+TEST_F(ErrorTest, LinePrintersSplitAfterNewlines)
 {
     EXPECT_EQ(wlprintf("a%d\nb\n\nc", 1), 7);
     EXPECT_EQ(wlprintf("%s", ""), 0);
@@ -279,7 +279,7 @@ TEST_F(KXUtilsTest, LinePrintersSplitAfterNewlines)
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "to stdout\n");
 }
 
-TEST_F(KXUtilsTest, WarningsUseHooksOrAskOnTheConsole)
+TEST_F(ErrorTest, WarningsUseHooksOrAskOnTheConsole)
 {
     warnfn("careful %d", 1);
     EXPECT_EQ(warnings, std::vector<std::string>{"careful 1"});
@@ -301,7 +301,7 @@ TEST_F(KXUtilsTest, WarningsUseHooksOrAskOnTheConsole)
     EXPECT_FALSE(answer);
 }
 
-TEST_F(KXUtilsTest, InitialiseKeepsIdentityAndPicksUnitSuffixes)
+TEST_F(ErrorTest, InitialiseKeepsIdentityAndPicksUnitSuffixes)
 {
     InitialiseKXUtils("kxDesigner", KXString("Release"), 33, nullptr, nullptr, nullptr, nullptr,
                       nullptr);
@@ -334,21 +334,20 @@ TEST_F(KXUtilsTest, InitialiseKeepsIdentityAndPicksUnitSuffixes)
     EXPECT_STREQ(kxMicronsString, "um");
 }
 
-TEST_F(KXUtilsDeathTest, FatalFaultsEndTheProcess)
+TEST_F(ErrorDeathTest, FatalFaultsEndTheProcess)
 {
     InitialiseKXUtils("kxTest", KXString("v"), 1, nullptr, nullptr, nullptr, nullptr, nullptr);
     EXPECT_KX_FATAL(exitfn(1, "bad %s %d", "thing", 5), "bad thing 5");
     EXPECT_KX_FATAL(exitfn("plain message\n", 1), "plain message\n");
-    EXPECT_EXIT((dup2(2, 1), exitfn(3, "three")), ::testing::ExitedWithCode(3), "^three\n$");
+    EXPECT_KX_EXIT(exitfn(3, "three"), 3, "^three\n$");
     EXPECT_KX_FATAL(kxLibraryError("KXString", "invalid index"), "error in KXString: invalid index");
     EXPECT_KX_FATAL(wlprintf("%s", std::string(4096, 'x').c_str()), "Code error in lprintf()");
     EXPECT_KX_FATAL(std::raise(SIGILL), "An illegal instruction has occurrred!\n");
 
     InitialiseKXUtils("kxTest", KXString("v"), 1, ExitToStderr, nullptr, nullptr, nullptr, nullptr);
-    EXPECT_EXIT(exitfn(2, "via %s", "hook"), ::testing::ExitedWithCode(42), "^hook 2/0: via hook$");
+    EXPECT_KX_EXIT(exitfn(2, "via %s", "hook"), 42, "^hook 2/0: via hook$");
     // An illegal instruction is recorded as 501 and ends through exitfn.
-    EXPECT_EXIT(std::raise(SIGILL), ::testing::ExitedWithCode(41),
-                "^hook 1/501: An illegal instruction has occurrred!\n$");
+    EXPECT_KX_EXIT(std::raise(SIGILL), 41, "^hook 1/501: An illegal instruction has occurrred!\n$");
     InitialiseKXUtils("kxTest", KXString("v"), 1, ExitReturns, nullptr, nullptr, nullptr, nullptr);
-    EXPECT_EXIT(exitfn("m", 6), ::testing::ExitedWithCode(6), "^returned from m$");
+    EXPECT_KX_EXIT(exitfn("m", 6), 6, "^returned from m$");
 }

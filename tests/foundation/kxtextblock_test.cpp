@@ -1,257 +1,28 @@
-// Tests of the block text format: FBuff, TextBlock, checksig and the syntax-error counter.
-#include "kx/foundation/kxerror.h"
-#include "kx/foundation/kxstring.h"
+// Tests of the block text format: TextBlock, checksig and the syntax-error counter.
 #include "kx/foundation/kxtextblock.h"
 
+#include "kxblocktest_util.h"
 #include "kxfatal_test_util.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
 #include <string>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 using ::testing::StartsWith;
 
 namespace {
 
-std::string gPrinted;
-void CapturePrint(int, const char *line) { gPrinted += line; }
-
-class BlockTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        InitialiseKXUtils("blocks", KXString("test"), 1, nullptr, nullptr, nullptr, CapturePrint,
-                          nullptr);
-        error.reset();
-        ResetSyntaxErrFlag();
-        gPrinted.clear();
-    }
-    void TearDown() override { error.reset(); }
-};
-
-std::string ReadAll(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-void WriteAll(const std::string &path, const std::string &text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string TempDir()
-{
-    char tmpl[] = "/tmp/kxblocksXXXXXX";
-    const char *dir = mkdtemp(tmpl);
-    return dir ? dir : "/tmp";
-}
-
-int FilesIn(const std::string &dir)
-{
-    return int(std::distance(std::filesystem::directory_iterator(dir), {}));
-}
-
-std::string Str(const char *p) { return p ? p : "(null)"; }
-
 const TBlockSig kAb{"Ab", 1, 2};
 
 } // namespace
 
-// --------------------------------------------------------------------------------------------
-// FBuff
-
-TEST_F(BlockTest, FBuffReadsLinesInBothModes)
-{
-    FBuff buf;
-    EXPECT_EQ(buf.gets(), nullptr);
-    buf.Append("a 1 // one\n\n  // whole\n\t b 2\r\n  \r\nlast");
-    buf.setPosn(0);
-    EXPECT_EQ(Str(buf.gets()), "a 1 // one\n");
-    EXPECT_EQ(Str(buf.gets()), "\n");   // comments are kept while the mode is off
-    buf.SkipComments(true);
-    EXPECT_EQ(Str(buf.gets()), "  // whole\n");
-    EXPECT_EQ(Str(buf.gets()), "\t b 2\r\n");   // then the blank "\r" line is skipped
-    EXPECT_EQ(Str(buf.gets()), "last");
-    EXPECT_EQ(buf.gets(), nullptr);
-    EXPECT_STREQ(buf.getLastLine(), "last");
-
-    buf.setPosn(0);
-    buf.SkipComments(false);
-    buf.SkipWhitespace(true);
-    buf.gets();
-    const uint32_t blank = buf.getPosn();
-    EXPECT_EQ(Str(buf.getcl()), "\n  // whole\n");
-    EXPECT_EQ(Str(buf.gets()), "b 2\r\n");
-    buf.setPosn(blank);
-    EXPECT_EQ(Str(buf.getcl()), "\n  // whole\n");
-    EXPECT_EQ(Str(buf.getcl()), "");
-
-    int a = 0, b = 0;
-    FBuff nums;
-    nums.Append("  7 8\n9\n");
-    nums.setPosn(0);
-    EXPECT_EQ(nums.scanline("%d %d", &a, &b), 2);
-    EXPECT_EQ(a * 10 + b, 78);
-    EXPECT_EQ(nums.scanline("%d %d", &a, &b), 1);
-    EXPECT_EQ(nums.scanline("%d", &a), -1);
-    nums.setPosn(0);
-    nums.DoSkipWhitespace();
-    EXPECT_EQ(nums.getPosn(), 2u);
-}
-
-TEST_F(BlockTest, FBuffCommentReaders)
-{
-    FBuff buf;
-    buf.Append("x 1 // a // b\n   // c\n// d\ny 2\n  //e");
-    buf.setPosn(0);
-    EXPECT_EQ(Str(buf.getclB(false)), "");   // not a whole comment line: position kept
-    EXPECT_EQ(buf.getPosn(), 0u);
-    EXPECT_EQ(Str(buf.getclB(true)), "// b\n");   // from the last "//"
-    EXPECT_EQ(Str(buf.getclB(false)), "// c\n");
-    EXPECT_EQ(Str(buf.getclB(false)), "// d\n");
-    EXPECT_EQ(Str(buf.getclB(true)), "\n");   // y 2 has no comment
-    EXPECT_EQ(Str(buf.getclB(false)), "//e\n");   // the last line gets its newline
-    EXPECT_EQ(Str(buf.getclB(true)), "\n");   // no line left
-
-    buf.setPosn(0);
-    EXPECT_EQ(Str(buf.getnlc(-1)), "// a // b\n// c\n// d\n");
-    EXPECT_EQ(Str(buf.gets()), "y 2\n");
-    buf.setPosn(0);
-    EXPECT_EQ(Str(buf.getnlc(1)), "// a // b\n// c\n");
-    EXPECT_EQ(Str(buf.getnlc(0)), "// d\n");
-}
-
-TEST_F(BlockTest, FBuffAppendsIndentAndGrowsLinearly)
-{
-    FBuff child;
-    child.Append("begin <C(1.0)>\n");
-    child.setBlockIndent(2);
-    child.Append("v 1\n");
-    child.setBlockIndent(0);
-    child.Append("end");   // no final newline: Append(FBuff) adds one
-
-    FBuff parent;
-    parent.setBlockIndent(4);
-    parent.Append(child);
-    parent.Append(parent);   // appending itself copies first
-    const std::string once = "    begin <C(1.0)>\n      v 1\n    end\n";
-    const std::string twice = once + "        begin <C(1.0)>\n          v 1\n        end\n";
-    EXPECT_EQ(std::string(parent.getText()), twice);
-    EXPECT_EQ(parent.getPosn(), parent.getLen());
-
-    FBuff big;   // many appends across the 4,096-byte steps keep every byte
-    std::string expect;
-    for (int i = 0; i < 20000; ++i) {
-        const std::string piece = "line " + std::to_string(i);
-        big.WriteLine(piece.c_str());
-        expect += piece + "\n";
-    }
-    EXPECT_EQ(std::string(big.getText()), expect);
-}
-
-TEST_F(BlockTest, FBuffLoadFile)
-{
-    FBuff buf;
-    EXPECT_FALSE(buf.LoadFile("/nonexistent/dir/f.txt"));
-    EXPECT_STREQ(error.chars(), "Failed to open file \"/nonexistent/dir/f.txt\"\n");
-    error.reset();
-
-    const std::string dir = TempDir();
-    for (size_t size : {size_t(0), size_t(4095), size_t(4096), size_t(4097), size_t(100000)}) {
-        std::string text(size, 'x');
-        for (size_t i = 50; i < size; i += 51)
-            text[i] = '\n';
-        WriteAll(dir + "/f.txt", text);
-        ASSERT_TRUE(buf.LoadFile((dir + "/f.txt").c_str()));
-        EXPECT_EQ(std::string(buf.getText()), text) << size;
-        EXPECT_EQ(buf.getPosn(), 0u);
-    }
-    WriteAll(dir + "/nul.txt", std::string("ab\0cd", 5));
-    ASSERT_TRUE(buf.LoadFile((dir + "/nul.txt").c_str()));
-    EXPECT_EQ(buf.getLen(), 2u);
-    std::filesystem::remove_all(dir);
-}
-
-// --------------------------------------------------------------------------------------------
-// Saving
-
-TEST_F(BlockTest, SaveFileReplacesWholeOrNotAtAll)
-{
-    const std::string dir = TempDir();
-    const std::string path = dir + "/p.txt";
-    FBuff buf;
-    buf.Append("begin <P(1.0)>\nend\n");
-    ASSERT_TRUE(buf.SaveFile(path.c_str()));
-    EXPECT_EQ(ReadAll(path), "begin <P(1.0)>\nend\n");
-    chmod(path.c_str(), 0640);
-    buf.Append("more\n");
-    ASSERT_TRUE(buf.SaveFile(path.c_str()));
-    EXPECT_EQ(ReadAll(path), "begin <P(1.0)>\nend\nmore\n");
-    struct stat st;
-    ASSERT_EQ(stat(path.c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0640u);   // permissions survive the replacement
-    EXPECT_EQ(FilesIn(dir), 1);   // no temporary file left behind
-
-    // A write that fails half way (file size limit: the same path as a full disk).
-    std::string huge(1 << 20, 'z');
-    FBuff big;
-    big.Append(huge.c_str());
-    struct rlimit old;
-    getrlimit(RLIMIT_FSIZE, &old);
-    struct rlimit small = old;
-    small.rlim_cur = 64 * 1024;
-    auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &small);
-    const bool saved = big.SaveFile(path.c_str());
-    setrlimit(RLIMIT_FSIZE, &old);
-    std::signal(SIGXFSZ, oldHandler);
-    EXPECT_FALSE(saved);
-    EXPECT_THAT(error.chars(), StartsWith("Failed to open file \"" + path + "\"\n"));
-    EXPECT_EQ(ReadAll(path), "begin <P(1.0)>\nend\nmore\n");
-    EXPECT_EQ(FilesIn(dir), 1);
-    error.reset();
-
-    // The target is a directory.
-    EXPECT_FALSE(buf.SaveFile(dir.c_str()));
-    EXPECT_STREQ(error.chars(), ("Failed to open file \"" + dir + "\"\n").c_str());
-    EXPECT_EQ(int(error), 1);
-    error.reset();
-
-    // A file that exists and can be read, but nothing can be written beside it.
-    EXPECT_FALSE(buf.SaveFile("/proc/version"));
-    EXPECT_STREQ(error.chars(), "Failed to open file \"/proc/version\"\nFile was read only?\n");
-    EXPECT_EQ(int(error), 500);
-    error.reset();
-
-    // A read-only directory (root writes anyway, so only checked as a user).
-    if (geteuid() != 0) {
-        chmod(dir.c_str(), 0555);
-        EXPECT_FALSE(buf.SaveFile(path.c_str()));
-        EXPECT_EQ(int(error), 500);
-        EXPECT_EQ(ReadAll(path), "begin <P(1.0)>\nend\nmore\n");
-        chmod(dir.c_str(), 0755);
-        error.reset();
-    }
-    std::filesystem::remove_all(dir);
-}
+using TextBlockTest = BlockFixture;
 
 // --------------------------------------------------------------------------------------------
 // TextBlock: headers, loading, nesting
 
-TEST_F(BlockTest, HeaderFormatsAndNameLimits)
+TEST_F(TextBlockTest, HeaderFormatsAndNameLimits)
 {
     EXPECT_STREQ(TextBlock::MakeTBlockHeader(kAb, "wg1"), "begin <Ab(1.2)> \"wg1\"\n");
     EXPECT_STREQ(TextBlock::MakeTBlockHeader(kAb, ""), "begin <Ab(1.2)>\n");
@@ -299,7 +70,7 @@ TEST_F(BlockTest, HeaderFormatsAndNameLimits)
     w.EndWrite();
     w.setHeader(TBlockSig{"Cd", 2, 0}, "a much longer name");
     EXPECT_STREQ(w.getText(), "begin <Cd(2.0)> \"a much longer name\"\n  v 1\nend\n");
-    w.StartRead(TBlockSig{"cd", 2, 0});
+    EXPECT_TRUE(w.StartRead(TBlockSig{"cd", 2, 0}));
     EXPECT_EQ(Str(w.gets()), "  v 1\n");
     EXPECT_TRUE(w.EOB());
 
@@ -316,7 +87,7 @@ TEST_F(BlockTest, HeaderFormatsAndNameLimits)
     EXPECT_EQ(int(error), 0);
 }
 
-TEST_F(BlockTest, NestingIgnoresCaseAndEndsEarly)
+TEST_F(TextBlockTest, NestingIgnoresCaseAndEndsEarly)
 {
     FBuff src;
     src.Append("begin <Ab(1.0)>\n BEGIN <X(1.0)>\n end\nEnd\n// after\n\nbegin <Ab(1.1)>\n"
@@ -352,7 +123,7 @@ TEST_F(BlockTest, NestingIgnoresCaseAndEndsEarly)
 // Nested blocks are loaded from the place recorded when their parent was loaded; that must
 // give what a fresh scan of the same text gives, from every position, also after re-reading
 // and after the parent's text changed.
-TEST_F(BlockTest, NestedLoadsAgreeWithScan)
+TEST_F(TextBlockTest, NestedLoadsAgreeWithScan)
 {
     TextBlock root;
     ASSERT_TRUE(root.LoadBlock("begin <R(1.0)>\n  a\n  begin <A(1.0)> \"a1\"\n    begin <B(1.0)>\n"
@@ -395,7 +166,7 @@ TEST_F(BlockTest, NestedLoadsAgreeWithScan)
         agree(a, at);
 }
 
-TEST_F(BlockTest, MissingEndPutsSourceBack)
+TEST_F(TextBlockTest, MissingEndPutsSourceBack)
 {
     FBuff src;
     src.Append("x\n  begin <Ab(1.0)> \"n\"\n    v 1\n    begin <C(1.0)>\n    end\n");
@@ -414,7 +185,7 @@ TEST_F(BlockTest, MissingEndPutsSourceBack)
     EXPECT_LT(std::strlen(error.chars()), size_t(Error::TextSize));
 }
 
-TEST_F(BlockTest, HugeLineAndDeepNestingLoad)
+TEST_F(TextBlockTest, HugeLineAndDeepNestingLoad)
 {
     const std::string line(1 << 20, 'q');
     TextBlock tb;
@@ -503,7 +274,7 @@ TEST_F(BlockTest, HugeLineAndDeepNestingLoad)
 // --------------------------------------------------------------------------------------------
 // Writing and comment carry-over
 
-TEST_F(BlockTest, CommentCarryOver)
+TEST_F(TextBlockTest, CommentCarryOver)
 {
     TextBlock tb;
     ASSERT_TRUE(tb.LoadBlock("begin <Ab(1.2)>\n  // kept after the header\n  a 1 // first\n"
@@ -530,7 +301,7 @@ TEST_F(BlockTest, CommentCarryOver)
     EXPECT_EQ(none.getNBodyLines(), 1);
 }
 
-TEST_F(BlockTest, HandEditedFileRoundTrip)
+TEST_F(TextBlockTest, HandEditedFileRoundTrip)
 {
     const std::string data = KX_TESTDATA_DIR "/blocks/";
     FBuff file;
@@ -577,7 +348,7 @@ TEST_F(BlockTest, HandEditedFileRoundTrip)
 // --------------------------------------------------------------------------------------------
 // Reading checks and version predicates
 
-TEST_F(BlockTest, VersionPredicates)
+TEST_F(TextBlockTest, VersionPredicates)
 {
     // Per block version: IsVersion(1, -1), IsVersion(1, 3), IsVersion(1, 3, 5),
     // IsAfterVersion(1, 3), VersionAtLeast(1, 3), IsBeforeVersion(1, 3).
@@ -602,7 +373,7 @@ TEST_F(BlockTest, VersionPredicates)
     EXPECT_FALSE(tb.IsType("W"));
 }
 
-TEST_F(BlockTest, StartReadAndChecks)
+TEST_F(TextBlockTest, StartReadAndChecks)
 {
     TextBlock tb;
     EXPECT_FALSE(tb.StartRead(kAb));
@@ -655,7 +426,7 @@ TEST_F(BlockTest, StartReadAndChecks)
     EXPECT_TRUE(tb.eCheckType("aB"));
 }
 
-TEST_F(BlockTest, CheckStartReadCountsSyntaxErrors)
+TEST_F(TextBlockTest, CheckStartReadCountsSyntaxErrors)
 {
     TextBlock tb;
     ASSERT_TRUE(tb.LoadBlock("begin <Ab(1.7)>\n  x\nend\n"));
@@ -679,7 +450,7 @@ TEST_F(BlockTest, CheckStartReadCountsSyntaxErrors)
     EXPECT_KX_FATAL(SyntaxErr("%s", std::string(1000, 's').c_str()), "Fatal error in SyntaxErr");
 }
 
-TEST_F(BlockTest, CheckSignature)
+TEST_F(TextBlockTest, CheckSignature)
 {
     EXPECT_EQ(checksig("KXPROJ(3.1)", "kxProj(3.1)", "a.prj"), 0);
     EXPECT_EQ(int(error), 0);
@@ -708,3 +479,4 @@ TEST_F(BlockTest, CheckSignature)
     EXPECT_EQ(int(error), 1);
     std::fclose(f);
 }
+

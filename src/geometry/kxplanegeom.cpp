@@ -1,4 +1,4 @@
-// kxgeometry.cpp - plane geometry: lengths, angles, lines, rectangles, polygons and
+// kxplanegeom.cpp - plane geometry: lengths, angles, lines, rectangles, polygons and
 // intersections (the polygon set operations live in kxpolygonset.cpp).
 
 #include "kx/geometry/kxplanegeom.h"

@@ -1,0 +1,429 @@
+// kxfbuff.cpp - FBuff, the growable text buffer read and written line by line.
+//
+// Internal faults are reported under the unit name "kxutils", as for the block reader.
+#define KX_UNIT "kxutils"
+
+#include "kx/foundation/kxfbuff.h"
+
+#include "foundation/kxformat.h"
+#include "foundation/kxlinescan.h"
+#include "foundation/kxsavefile.h"
+#include "kx/foundation/kxerror.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <sys/stat.h>
+
+namespace {
+
+using namespace kxLineScan;
+
+constexpr size_t kStep = 4096;                 // growth step of the text and line buffers
+constexpr size_t kLargeBuffer = size_t(4) << 20; // texts this big ask for large pages
+
+} // namespace
+
+FBuff::FBuff() = default;
+
+FBuff::FBuff(const FBuff &other) { *this = other; }
+
+FBuff &FBuff::operator=(const FBuff &other)
+{
+    if (this == &other)
+        return *this;
+    ClearText();
+    if (other.len_ > 0 && AppendRaw(other.text_, other.len_))
+        posn_ = other.posn_;
+    indent_ = other.indent_;
+    flags_ = other.flags_;
+    commentSrc_ = nullptr;
+    return *this;
+}
+
+FBuff::~FBuff()
+{
+    if (!shared_)
+        std::free(text_);
+    std::free(line_);
+}
+
+void FBuff::unalloc()
+{
+    if (!shared_)
+        std::free(text_);
+    shared_.reset();
+    std::free(line_);
+    text_ = line_ = nullptr;
+    capacity_ = lineCapacity_ = 0;
+    avgSize_ = lineAvgSize_ = 0;
+    posn_ = len_ = 0;
+    ++edits_;
+}
+
+const char *FBuff::getText() const
+{
+    if (!text_)
+        return "";
+    if (shared_ && text_[len_] != '\0' && !Unshare(len_)) {
+        KX_CODE_ERROR("FBuff: not enough memory to copy a text");
+        return "";
+    }
+    return text_;
+}
+
+void FBuff::ShareText()
+{
+    if (shared_ || !text_)
+        return;
+    shared_.reset(text_, std::free);
+    capacity_ = 0;
+}
+
+bool FBuff::Unshare(size_t needed) const
+{
+    const size_t size = (std::max<size_t>(needed, len_) / kStep + 1) * kStep;
+    char *own = static_cast<char *>(std::malloc(size));
+    if (!own)
+        return false;
+    std::memcpy(own, text_, len_);
+    own[len_] = '\0';
+    text_ = own;
+    capacity_ = size;
+    shared_.reset();
+    return true;
+}
+
+bool FBuff::Reserve(size_t needed)
+{
+    ++edits_;
+    avgSize_ = (7 * avgSize_ + needed) / 8;
+    if (needed > kMaxText)
+        return false;
+    if (shared_)
+        return Unshare(needed);
+    if (needed < capacity_)
+        return true;
+    const size_t want = needed + 1 - capacity_;   // room for the terminator
+    size_t steps = (want + kStep - 1) / kStep;
+    const size_t minimal = capacity_ + steps * kStep;
+    if (capacity_ >= 2 * kStep && steps < capacity_ / 2 / kStep)
+        steps = capacity_ / 2 / kStep;
+    size_t grown = capacity_ + steps * kStep;
+    char *bigger = static_cast<char *>(std::realloc(text_, grown));
+    if (!bigger && grown != minimal) {
+        grown = minimal;
+        bigger = static_cast<char *>(std::realloc(text_, grown));
+    }
+    if (!bigger)
+        return false;
+    if (!text_)
+        bigger[0] = '\0';
+    text_ = bigger;
+    capacity_ = grown;
+    if (grown >= kLargeBuffer)
+        kxAdviseLargeBuffer(text_, capacity_);
+    return true;
+}
+
+char *FBuff::Extend(size_t n)
+{
+    if (!Reserve(len_ + n)) {
+        KX_CODE_ERROR("FBuff: not enough memory to append text");
+        return nullptr;
+    }
+    char *at = text_ + len_;
+    len_ += uint32_t(n);
+    text_[len_] = '\0';
+    return at;
+}
+
+bool FBuff::AppendRaw(const char *bytes, size_t n)
+{
+    char *at = Extend(n);
+    if (!at)
+        return false;
+    std::memcpy(at, bytes, n);
+    return true;
+}
+
+bool FBuff::AppendIndent()
+{
+    if (indent_ <= 0)
+        return true;
+    char *at = Extend(size_t(indent_));
+    if (!at)
+        return false;
+    std::memset(at, ' ', size_t(indent_));
+    return true;
+}
+
+void FBuff::ClearText()
+{
+    ++edits_;
+    posn_ = len_ = 0;
+    avgSize_ = avgSize_ * 7 / 8;
+    if (shared_) {   // a view: let go of the storage
+        shared_.reset();
+        text_ = nullptr;
+        capacity_ = 0;
+    } else if (capacity_ > 16 * kStep && capacity_ / 4 > avgSize_) {
+        std::free(text_);
+        text_ = nullptr;
+        capacity_ = 0;
+    }
+    if (text_)
+        text_[0] = '\0';
+}
+
+void FBuff::ClearLine()
+{
+    if (line_)
+        line_[0] = '\0';
+    lineAvgSize_ = lineAvgSize_ * 7 / 8;
+}
+
+uint32_t FBuff::LineEnd(uint32_t from) const { return LineEndIn(text_, len_, from); }
+
+uint32_t FBuff::SkipCommentLinesFrom(uint32_t from) const
+{
+    return text_ ? SkipCommentLinesIn(text_, len_, from) : from;
+}
+
+char *FBuff::SetLine(const char *from, size_t n, bool addNewline)
+{
+    const size_t need = n + (addNewline ? 1 : 0) + 1;
+    lineAvgSize_ = (7 * lineAvgSize_ + need) / 8;
+    if (need > lineCapacity_ || need < lineAvgSize_ / 4) {
+        char *resized = static_cast<char *>(std::realloc(line_, need));
+        if (!resized && need > lineCapacity_) {
+            KX_CODE_ERROR("FBuff: not enough memory for a line");
+            return nullptr;
+        }
+        if (resized) {
+            line_ = resized;
+            lineCapacity_ = need;
+        }
+    }
+    std::memmove(line_, from, n);
+    if (addNewline)
+        line_[n++] = '\n';
+    line_[n] = '\0';
+    return line_;
+}
+
+bool FBuff::LoadFile(const char *path)
+{
+    FILE *file = path ? std::fopen(path, "r") : nullptr;
+    if (!file) {
+        error.set("Failed to open file \"%s\"\n", path ? path : "");
+        return false;
+    }
+    std::setvbuf(file, nullptr, _IOFBF, 64 * kStep);   // fewer, larger reads underneath
+    ClearText();
+    struct stat st;
+    if (fstat(fileno(file), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0 &&
+        size_t(st.st_size) <= kMaxText)
+        (void)Reserve(size_t(st.st_size) + kStep);   // a hint: reading grows the text anyway
+    // Read in 4,096-byte pieces straight into the text; the text ends at a NUL byte.
+    bool ok = true;
+    for (;;) {
+        if (!Reserve(size_t(len_) + kStep)) {
+            ok = false;   // out of memory
+            break;
+        }
+        const size_t got = std::fread(text_ + len_, 1, kStep, file);
+        if (got == 0)
+            break;
+        const void *nul = std::memchr(text_ + len_, '\0', got);
+        len_ += uint32_t(nul ? static_cast<const char *>(nul) - (text_ + len_) : got);
+        text_[len_] = '\0';
+        if (nul)
+            break;
+    }
+    ok = ok && !std::ferror(file);
+    std::fclose(file);
+    if (!ok) {
+        ClearText();
+        error.set("Failed to open file \"%s\"\n", path);
+        return false;
+    }
+    posn_ = 0;
+    return true;
+}
+
+bool FBuff::SaveFile(const char *path) const
+{
+    const kxSaveStatus status = kxSaveFileAtomic(path, getText(), len_);
+    if (status.result == kxSaveResult::Ok)
+        return true;
+    error.set("Failed to open file \"%s\"\n", path ? path : "");
+    if (status.result == kxSaveResult::WriteFailed)
+        error.set("%s\n", std::strerror(status.sysError));
+    else if (kxFileIsReadable(path))
+        error.Raise(kxErrFile, "File was read only?\n");
+    return false;
+}
+
+void FBuff::Append(const char *text)
+{
+    const size_t n = text ? std::strlen(text) : 0;
+    if (AppendIndent())
+        AppendRaw(text ? text : "", n);
+    posn_ = len_;
+}
+
+void FBuff::Append(const FBuff &other)
+{
+    if (this == &other) {
+        const FBuff copy(other);
+        Append(copy);
+        return;
+    }
+    const char *t = other.text_;
+    const uint32_t n = other.len_;
+    uint32_t lines = 0;
+    for (uint32_t p = 0; p < n; p = LineEndIn(t, n, p))
+        ++lines;
+    if (!Reserve(len_ + size_t(n) + size_t(lines) * (size_t(indent_) + 1))) {
+        KX_CODE_ERROR("FBuff: not enough memory to append text");
+        return;
+    }
+    for (uint32_t p = 0; p < n;) {
+        const uint32_t e = LineEndIn(t, n, p);
+        std::memset(text_ + len_, ' ', size_t(indent_));
+        len_ += uint32_t(indent_);
+        std::memcpy(text_ + len_, t + p, e - p);
+        len_ += e - p;
+        if (t[e - 1] != '\n')
+            text_[len_++] = '\n';
+        p = e;
+    }
+    if (text_)
+        text_[len_] = '\0';
+    posn_ = len_;
+}
+
+void FBuff::WriteLine(const char *line)
+{
+    Append(line);
+    if (!commentSrc_) {
+        AppendRaw("\n", 1);
+        posn_ = len_;
+        return;
+    }
+    const char *ending = commentSrc_->getclB(true);
+    AppendRaw(ending ? ending : "\n", ending ? std::strlen(ending) : 1);
+    for (;;) {
+        const char *comment = commentSrc_->getclB(false);
+        if (!comment || !*comment)
+            break;
+        Append(comment);
+    }
+    posn_ = len_;
+}
+
+int FBuff::writeline(const char *fmt, ...)
+{
+    va_list args;
+    va_start(args, fmt);
+    const std::string line = kxFormatV(fmt, args);
+    va_end(args);
+    WriteLine(line.c_str());
+    return int(line.size());
+}
+
+char *FBuff::gets()
+{
+    if (!text_ || posn_ >= len_)
+        return nullptr;
+    if (SkippingWhitespace())
+        DoSkipWhitespace();
+    const uint32_t end = LineEnd(posn_);
+    char *line = SetLine(text_ + posn_, end - posn_);
+    posn_ = end;
+    if (SkippingComments())
+        posn_ = SkipCommentLinesFrom(posn_);
+    return line;
+}
+
+char *FBuff::getcl()
+{
+    if (!text_)
+        return SetLine("", 0);
+    const uint32_t start = posn_;
+    posn_ = SkipCommentLinesFrom(posn_);
+    return SetLine(text_ + start, posn_ - start);
+}
+
+char *FBuff::getclB(bool trailing)
+{
+    if (!text_ || posn_ >= len_)
+        return trailing ? SetLine("\n", 1) : SetLine("", 0);
+    if (!trailing) {
+        uint32_t p = posn_;
+        while (p < len_ && (text_[p] == ' ' || text_[p] == '\t'))
+            ++p;
+        if (p + 1 >= len_ || text_[p] != '/' || text_[p + 1] != '/')
+            return SetLine("", 0);
+        const uint32_t end = LineEnd(p);
+        posn_ = end;
+        return SetLine(text_ + p, end - p, text_[end - 1] != '\n');
+    }
+    if (SkippingWhitespace())
+        DoSkipWhitespace();
+    const uint32_t start = posn_;
+    const uint32_t end = LineEnd(start);
+    posn_ = end;
+    for (uint32_t p = end; p >= start + 2; --p)
+        if (text_[p - 2] == '/' && text_[p - 1] == '/')
+            return SetLine(text_ + p - 2, end - (p - 2), text_[end - 1] != '\n');
+    return SetLine("\n", 1);
+}
+
+char *FBuff::getnlc(int maxLines)
+{
+    if (!text_ || posn_ >= len_)
+        return nullptr;
+    std::string gathered;
+    const uint32_t end = LineEnd(posn_);
+    for (uint32_t p = posn_; p + 1 < end; ++p)
+        if (text_[p] == '/' && text_[p + 1] == '/') {
+            gathered.assign(text_ + p, end - p);
+            break;
+        }
+    posn_ = end;
+    for (int taken = 0; maxLines < 0 || taken < maxLines; ++taken) {
+        uint32_t p = posn_;
+        while (p < len_ && (text_[p] == ' ' || text_[p] == '\t'))
+            ++p;
+        if (p + 1 >= len_ || text_[p] != '/' || text_[p + 1] != '/')
+            break;
+        if (!gathered.empty() && gathered.back() != '\n')
+            gathered += '\n';
+        posn_ = LineEnd(p);
+        gathered.append(text_ + p, posn_ - p);
+    }
+    return SetLine(gathered.data(), gathered.size());
+}
+
+int FBuff::scanline(const char *fmt, ...)
+{
+    const char *line = gets();
+    if (!line)
+        return -1;
+    va_list args;
+    va_start(args, fmt);
+    const int fields = std::vsscanf(line, fmt, args);
+    va_end(args);
+    return fields;
+}
+
+void FBuff::DoSkipWhitespace()
+{
+    while (posn_ < len_ && (text_[posn_] == ' ' || text_[posn_] == '\t'))
+        ++posn_;
+}
+
