@@ -19,7 +19,7 @@
 // are valid names. Names compare exactly.
 //
 // Paths: "a/b" is relative to the node, "../a" climbs one level first, "/P/a" starts at the
-// project manager. getAbsolutePathName gives "/" and the names from the project down, joined
+// project manager (the top node of the node's own tree). getAbsolutePathName gives "/" and the names from the project down, joined
 // by "/" ("/" for the project manager itself). getRelativePathName gives one "../" per level
 // climbed from `from` to the closest common ancestor, then the names down to the node; when the
 // node is `from` itself or one of its ancestors, or the two are in different trees, no relative

@@ -42,6 +42,8 @@ public:
     virtual void SetGaugePercent(int percent) { (void)percent; }
     /// Empty the warnings window and put the warning lamp out.
     virtual void ClearWarnings() {}
+    /// Print a warning and light the warning lamp. Base: the text goes to the warning log.
+    virtual void PrintWarning(const char *text);
     /// The system's information beep.
     virtual void Beep() {}
     /// Let the user interface process its pending events once.
