@@ -349,7 +349,7 @@ kxProjectNode *kxProjectNode::AddSubnode(const char *typeName, const char *name)
     }
     if (!name)
         name = "";
-    if (FindNode(name)) {
+    if (FindChild(name, nullptr, nullptr)) {
         error.Raise(kxErrNameClash, "name \"%s\" is already in use.\n", name);
         delete node;
         return nullptr;
