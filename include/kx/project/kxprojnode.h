@@ -25,6 +25,9 @@
 // node is `from` itself or one of its ancestors, or the two are in different trees, no relative
 // path can be looked up again, and the absolute path is returned instead.
 //
+// Errors: the name clashes ("... already exists ...", "... is already in use.") carry the code
+// 1000 (name clash); the other user errors the generic code 1.
+//
 // Published to the command language (OnPublish): the object "subnodes" (whose children are the
 // node's children under their names) and the functions "numsubnodes", "nodename",
 // "addsubnode", "delete", "cut", "copy", "paste", "rename", "findnode", "getparent",
