@@ -27,7 +27,7 @@ KXString NewProjectFilename()
     return dir;
 }
 
-/// Names an unnamed new project after the working directory when it is made under the top.
+/// A new project made under the project manager gets the working directory as its file name.
 void GiveNewProjectItsFilename(kxProjectNode &parent, kxProjectNode &node)
 {
     if (parent.IsKindOf(KX_CLASSINFO_OF(kxProjectManager)) &&
@@ -110,8 +110,13 @@ bool kxProjectNode::ReadTB(TextBlock &block)
         error.set("node type %s is not registered\n", getClassName());
         return false;
     }
-    if (!block.StartRead(TBlockSig{entry->getBlockSig().type, entry->getBlockSig().major, -1}))
+    if (!block.StartRead(entry->getBlockSig(), false))
         return false;
+    if (!CanReadTextBlockVersion(block.getMajorVer(), block.getMinorVer())) {
+        error.set("Expected version (%d.%d) in block beginning\r\n%.900s\r\n",
+                  getTextBlockVersionMajor(), entry->getBlockSig().minor, block.getHeader());
+        return false;
+    }
     return CreateChildNodes(block);
 }
 
@@ -344,7 +349,7 @@ kxProjectNode *kxProjectNode::AddSubnode(const char *typeName, const char *name)
     }
     if (!name)
         name = "";
-    if (FindNode(name)) {
+    if (FindChild(name, nullptr, nullptr)) {
         error.Raise(kxErrNameClash, "name \"%s\" is already in use.\n", name);
         delete node;
         return nullptr;

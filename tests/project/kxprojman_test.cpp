@@ -162,6 +162,15 @@ TEST_F(KXProjectManagerTest, OpenFailuresAndTheirMessages)
         << error.chars();
     EXPECT_EQ(manager->FindNode("Cut"), nullptr);
     error.reset();
+    // Another major version of the project block is refused; another minor is read.
+    WriteFile(Path("v2.txt"), "begin <kxProject(2.0)> \"V\"\nend\n");
+    EXPECT_FALSE(manager->ProjectOpen(Path("v2.txt").c_str()));
+    EXPECT_STREQ(error.chars(),
+                 "Expected version (1.0) in block beginning\r\nbegin <kxProject(2.0)> \"V\"\r\n");
+    error.reset();
+    WriteFile(Path("v17.txt"), "begin <kxProject(1.7)> \"V\"\nend\n");
+    EXPECT_TRUE(manager->ProjectOpen(Path("v17.txt").c_str()));
+    ASSERT_TRUE(manager->ProjectClose(static_cast<kxProject *>(manager->FindNode("V"))));
     // With an error pending nothing is opened.
     error.set("pending");
     EXPECT_FALSE(manager->ProjectOpen(Path("demo.txt").c_str(), "Third"));

@@ -19,11 +19,14 @@
 // are valid names. Names compare exactly.
 //
 // Paths: "a/b" is relative to the node, "../a" climbs one level first, "/P/a" starts at the
-// project manager. getAbsolutePathName gives "/" and the names from the project down, joined
+// project manager (the top node of the node's own tree). getAbsolutePathName gives "/" and the names from the project down, joined
 // by "/" ("/" for the project manager itself). getRelativePathName gives one "../" per level
 // climbed from `from` to the closest common ancestor, then the names down to the node; when the
 // node is `from` itself or one of its ancestors, or the two are in different trees, no relative
 // path can be looked up again, and the absolute path is returned instead.
+//
+// Errors: the name clashes ("... already exists ...", "... is already in use.") carry the code
+// 1000 (name clash); the other user errors the generic code 1.
 //
 // Published to the command language (OnPublish): the object "subnodes" (whose children are the
 // node's children under their names) and the functions "numsubnodes", "nodename",
@@ -72,7 +75,8 @@ public:
     /// error is pending afterwards, or the pending error has code 504.
     virtual bool PreloadVariables(TextBlock &block);
     /// Reads the node from its block. Base: checks the block type against the registered
-    /// signature (any minor version of the registered major), then reads the child blocks.
+    /// signature and the version with CanReadTextBlockVersion ("Expected version (%d.%d) in
+    /// block beginning\r\n%s\r\n" when refused), then reads the child blocks.
     virtual bool ReadTB(TextBlock &block);
     /// Writes the node as its block. Base: the registered signature, the node's name, the child
     /// blocks (WriteChildNodes).
