@@ -873,6 +873,10 @@ private:
             error.Raise(kxErrUserAbort, "script stopped by user\n");
             return Stop;
         }
+        if (cmd_.statementLimit_ > 0 && ++cmd_.statementCount_ > cmd_.statementLimit_) {
+            error.Raise(kxErrUserAbort, "statement limit reached\n");
+            return Stop;
+        }
         if (cmd_.stepByStep_ && !kxWarnChoice(0, "execute command:\n%s", s.text.c_str())) {
             error.Raise(kxErrUserAbort, "script stopped by user\n");
             return Stop;
@@ -1417,6 +1421,11 @@ bool kxCommandObject::ExecuteText(const char *text, const char *fileName)
         output_ = "";
         error.reset();
         stopRequested_ = false;
+        statementCount_ = 0;
+    }
+    if (depth_ >= 32) {
+        error.Raise(1, "command files nested too deeply\n");
+        return false;
     }
     lastResult_ = kxCommandValue();
     std::vector<RawStatement> raw;

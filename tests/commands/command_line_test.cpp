@@ -452,6 +452,22 @@ TEST_F(kxCommandObjectTest, ScriptsAndRunningState)
     EXPECT_EQ(std::string(cmd.GetOutput().c_str()), "3\n");
     EXPECT_EQ(Ridge().x, 2);
     std::remove(file.c_str());
+    // A command file that runs itself stops at the nesting limit; a statement limit ends
+    // endless loops.
+    const std::string self = TempPath("self.cmd");
+    std::ofstream(self) << "runfile(\"" << self << "\")\n";
+    EXPECT_FALSE(cmd.Runfromfile(self.c_str()));
+    EXPECT_NE(std::string(error.chars()).find("command files nested too deeply"),
+              std::string::npos);
+    error.reset();
+    std::remove(self.c_str());
+    cmd.SetStatementLimit(50);
+    EXPECT_FALSE(cmd.Execute("for i = 1, 1e300; set j = i; end"));
+    EXPECT_EQ(int(error), kxErrUserAbort);
+    EXPECT_STREQ(error.chars(), "statement limit reached\n");
+    EXPECT_EQ(Run("set j = 0; for i = 1, 10; set j = j + i; end; j"), "55\n"); // counted per run
+    error.reset();
+    cmd.SetStatementLimit(0);
     // A stop request ends the run at the next statement.
     cmd.SetOutputHook([&](const char *text) {
         if (std::string(text) == "2\n")

@@ -58,6 +58,8 @@
 //   - enableRecord appends the text of each top-level statement that Execute runs (not the
 //     statements of command files) to the command log file, one per line; the output log file
 //     receives every printed text. Empty file names switch logging off.
+//   - Command files may run command files (runfile) up to 32 deep; deeper is the error
+//     "command files nested too deeply\n".
 //   - exit stops the current Execute successfully and sets ExitRequested (the console leaves).
 //   - Completion offers, for the last path of the text before the cursor, the published names of
 //     the object it leads to (each child list name once), and at the start of a statement the
@@ -163,6 +165,9 @@ public:
     /// Asks the running commands to stop at the next statement (user abort, 503). Safe from
     /// another thread or a signal handler.
     void RequestStop() { stopRequested_ = true; }
+    /// Limits the statements one top-level Execute may run (0, the default: no limit); beyond it
+    /// the run stops with the user abort (503) "statement limit reached\n".
+    void SetStatementLimit(long limit) { statementLimit_ = limit; }
     /// True after an "exit" statement, until ClearExitRequest.
     [[nodiscard]] bool ExitRequested() const { return exitRequested_; }
     void ClearExitRequest() { exitRequested_ = false; }
@@ -241,6 +246,8 @@ private:
     int runningState_ = kxCmdIdle;
     int depth_ = 0;
     int argCount_ = 0;
+    long statementLimit_ = 0;
+    long statementCount_ = 0;
     std::atomic<bool> stopRequested_{false};
 };
 
