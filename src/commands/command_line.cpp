@@ -530,13 +530,13 @@ std::string ComponentText(const PathComponent &c)
     }
 }
 
-/// Picks the n-th child object published under a name (from 1), counting them.
+/// Picks the n-th child object an object publishes (from 1), counting them.
 class ListPicker : public kxCommandResolver {
 public:
-    ListPicker(const char *name, long wanted) : name_(name), wanted_(wanted) {}
-    bool Wants(const char *name, kxCmdEltKind kind) const override
+    explicit ListPicker(long wanted) : wanted_(wanted) {}
+    bool Wants(const char *, kxCmdEltKind kind) const override
     {
-        if (found_ || kind != kxEltObject || std::strcmp(name, name_) != 0)
+        if (found_ || kind != kxEltObject)
             return false;
         return ++seen_ == wanted_;
     }
@@ -545,25 +545,9 @@ public:
     long Seen() const { return seen_; }
 
 private:
-    const char *name_;
     long wanted_;
     mutable long seen_ = 0;
     KXCommandElt found_;
-};
-
-/// Collects the child objects published under a name.
-class ListCollector : public kxCommandResolver {
-public:
-    explicit ListCollector(const char *name) : name_(name) {}
-    bool Wants(const char *name, kxCmdEltKind kind) const override
-    {
-        return kind == kxEltObject && std::strcmp(name, name_) == 0;
-    }
-    void Offer(const KXCommandElt &elt) override { found.push_back(elt); }
-    std::vector<KXCommandElt> found;
-
-private:
-    const char *name_;
 };
 
 /// Collects every published name once, in publication order, with the number of times it was
@@ -824,9 +808,24 @@ private:
                     name.c_str(), Where(display).c_str(), list.empty() ? "(none)" : list.c_str());
     }
 
+    /// name[index]: the child list `name` of `obj` is the object published under that name;
+    /// its items are the child objects it publishes, in order.
     bool PickChild(KXObject &obj, const PathComponent &c, const std::string &display,
                    KXCommandElt &elt)
     {
+        const KXCommandElt list = obj.getPublishedElt(c.name.c_str());
+        if (!list) {
+            UnknownMember(obj, c.name, display);
+            return false;
+        }
+        const std::string listText = (display.empty() ? "" : display + ".") + c.name;
+        if (list.GetKind() != kxEltObject) {
+            error.Raise(1, "%s is not a child list\n", listText.c_str());
+            return false;
+        }
+        KXObject &items = *list.GetObject();
+        if (c.index == PathComponent::Key)
+            return PickByName(items, c.key, listText, elt);
         long n = c.number;
         if (c.index == PathComponent::Formula) {
             std::complex<double> v;
@@ -834,34 +833,32 @@ private:
                 return false;
             n = std::lround(v.real());
         }
-        if (c.index == PathComponent::Key) {
-            ListCollector all(c.name.c_str());
-            obj.ResolveCommand(all);
-            if (all.found.empty()) {
-                UnknownMember(obj, c.name, display);
-                return false;
-            }
-            for (const KXCommandElt &e : all.found)
-                if (ChildName(*e.GetObject()) == c.key) {
-                    elt = e;
-                    return true;
-                }
-            error.Raise(kxErrSyntax, "no child named \"%s\" in %s.%s\n", c.key.c_str(),
-                        Where(display).c_str(), c.name.c_str());
-            return false;
-        }
-        ListPicker picker(c.name.c_str(), n);
-        obj.ResolveCommand(picker);
+        ListPicker picker(n);
+        items.ResolveCommand(picker);
         if (picker.Found()) {
             elt = picker.Found();
             return true;
         }
-        if (picker.Seen() == 0) {
-            UnknownMember(obj, c.name, display);
-            return false;
-        }
-        error.Raise(kxErrOutOfRange, "index %ld out of range (1 to %ld) in %s.%s\n", n,
-                    picker.Seen(), Where(display).c_str(), c.name.c_str());
+        error.Raise(kxErrOutOfRange, "index %ld out of range (1 to %ld) in %s\n", n, picker.Seen(),
+                    listText.c_str());
+        return false;
+    }
+
+    /// The item published under `key`, else the first whose own name (ChildName) is `key`.
+    bool PickByName(KXObject &items, const std::string &key, const std::string &listText,
+                    KXCommandElt &elt)
+    {
+        elt = items.getPublishedElt(key.c_str(), true);
+        if (elt)
+            return true;
+        List<KXCommandElt> all;
+        items.getChildList(all, true);
+        for (int i = 1; i <= all.size(); ++i)
+            if (ChildName(*all[i].GetObject()) == key) {
+                elt = all[i];
+                return true;
+            }
+        error.Raise(kxErrSyntax, "no child named \"%s\" in %s\n", key.c_str(), listText.c_str());
         return false;
     }
 

@@ -93,8 +93,8 @@ public:
                 return true;
             },
             "(): running state of the command object");
-        for (auto &k : kids)
-            PublishObj("subnodes", k.get(), "a child node");
+        PublishObj("subnodes", &subnodes, "the child nodes");
+        PublishObj("items", &items, "the child nodes, unnamed");
     }
 
     std::string name_;
@@ -112,6 +112,23 @@ public:
     int calls = 0;
     kxCommandObject *owner = nullptr;
     std::vector<std::unique_ptr<tstNode>> kids;
+
+    /// A child list: publishes the children under their names (or unnamed).
+    class Children : public KXObject {
+    public:
+        Children(tstNode &owner, bool named) : owner_(owner), named_(named) {}
+        void OnPublish() override
+        {
+            for (auto &k : owner_.kids)
+                PublishObj(named_ ? k->name_.c_str() : "", k.get(), "");
+        }
+
+    private:
+        tstNode &owner_;
+        bool named_;
+    };
+    Children subnodes{*this, true};
+    Children items{*this, false};
 };
 kxClassInfo tstNode::ms_classInfo("tstNode", &KXObject::ms_classInfo, nullptr, nullptr);
 
@@ -194,16 +211,22 @@ TEST_F(kxCommandObjectTest, PathsAndIndexing)
     EXPECT_EQ(Run("app.subnodes[1].subnodes[1].x"), "1.5\n");
     EXPECT_EQ(Run("app.subnodes[1].subnodes[\"slab\"].x"), "2.5\n");
     EXPECT_EQ(Run("set k = 1; app.subnodes[k].subnodes[k+1].x"), "2.5\n");
+    EXPECT_EQ(Run("app.subnodes.proj1.subnodes.slab.x"), "2.5\n");
+    // A list publishing its items unnamed: by position, and by the items' own "nodename".
+    EXPECT_EQ(Run("app.subnodes[1].items[3].nodename()"), "core\n");
+    EXPECT_EQ(Run("app.subnodes[1].items[\"slab\"].x"), "2.5\n");
     EXPECT_EQ(Run("app.subnodes[2].nodename()"), "proj2\n");
-    // A member listing names each member once, in publication order, a child list with its size.
+    // A member listing names each member once, in publication order.
     const std::string listing = Run("app.subnodes[1]");
     EXPECT_LT(listing.find("objtype"), listing.find("flag"));
     EXPECT_LT(listing.find("flag"), listing.find("nodename"));
     EXPECT_NE(listing.find("subnodes"), std::string::npos);
-    EXPECT_NE(listing.find("list of 3"), std::string::npos);
+    EXPECT_NE(listing.find("the child nodes"), std::string::npos);
     EXPECT_NE(listing.find("a formula parameter"), std::string::npos);
     EXPECT_EQ(cmd.GetLastResult().type, kxCmdObject);
     EXPECT_EQ(cmd.GetLastResult().object, app.kids[0].get());
+    EXPECT_EQ(Run("app.subnodes[1].subnodes"),
+              "ridge  object tstNode\nslab   object tstNode\ncore   object tstNode\n");
     // A function's help.
     EXPECT_EQ(Run("app.subnodes[1].nodename"), "nodename(): get name of the node\n");
     // cd / pwd and paths starting at the current object.

@@ -17,16 +17,17 @@
 // A path is components joined by "." starting at the command object (whose members are "app",
 // the switches, the log file names and the functions listed by "help"), or, with a leading
 // ".", at the current object (chosen by cd or SetCurrentObject). A component may be indexed:
-// name[n] is the n-th child object published under that name (from 1), name["text"] the one
-// whose name is text, name[formula] evaluates the formula for n. "{formula}" anywhere in a text
+// name[n] is the n-th item of the child list `name` (from 1), name["text"] the item named text,
+// name[formula] evaluates the formula for n. "{formula}" anywhere in a text
 // argument, an assigned text or a printed text is replaced by the formula's value, evaluated in
 // the command namespace.
 //
 // Choices made where the language description left room:
-//   - A child list is the sequence of child objects an object publishes under one name (a node
-//     publishes each of its children as "subnodes"). A child's name, for name["text"] and for
-//     listings, is the result of its published function "nodename" (called with no
-//     arguments), else the value of a published variable "nodename" or "name".
+//   - A child list is a child object whose own published child objects are the items (a
+//     project node publishes "subnodes" this way, each child under its name): name[n] is the
+//     n-th child object that the list publishes, name["text"] the one published under that
+//     name, else the first whose published function "nodename" (called with no arguments), or
+//     published variable "nodename" or "name", gives that text.
 //   - Keywords (set, for, if, else, end, print, help, cd, pwd, exit) are recognised as the first
 //     word of a statement when followed by a blank or the end of the statement, so a member may
 //     still be called "print" and be reached as print(...) or print = ... .
