@@ -8,6 +8,8 @@
 #include "kx/expressions/kxnamespace.h"
 #include "kx/expressions/kxparameter.h"
 #include "kx/foundation/kxerror.h"
+#include "kx/project/kxnoderegistry.h"
+#include "kx/project/kxprojman.h"
 
 #include <gtest/gtest.h>
 
@@ -586,6 +588,92 @@ TEST_F(kxCommandObjectTest, HelpListsAndDescribes)
     EXPECT_EQ(Run("help app.subnodes[1].x"), "x (double): a double\n0\n");
     EXPECT_EQ(Run("help app.subnodes[1].fixed"), "fixed (double, read-only): read-only\n7\n");
     EXPECT_EQ(Run("help app.subnodes[1].join"), "join(a, b, ...): join the arguments with |\n");
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// The language on a real project tree: the project manager as "app", projects and nodes as its
+// subnodes.
+
+class tstLayer : public kxProjectNode {
+    KX_DECLARE_CLASS(tstLayer)
+public:
+    void OnPublish() override
+    {
+        kxProjectNode::OnPublish();
+        PublishVar("x", x, "a double");
+        kxPublishParam(*this, "width", width, "width of the layer");
+    }
+    double x = 0;
+    kxParameter<double> width;
+};
+KX_IMPLEMENT_CLASS(tstLayer, kxProjectNode)
+
+namespace {
+
+kxProjectNodeInfoClass
+    g_layerInfo({KX_CLASSINFO_OF(tstLayer), nullptr, {"tstLayerTB", 1, 0}, "Test layer", 0, ""});
+
+class kxCommandObjectProjectTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        g_layerInfo.Register();
+        error.reset();
+        manager = std::make_unique<kxProjectManager>();
+        cmd = std::make_unique<kxCommandObject>(manager.get());
+    }
+    void TearDown() override { error.reset(); }
+    std::string Run(const char *text)
+    {
+        EXPECT_TRUE(cmd->Execute(text)) << text << "\n" << error.chars();
+        return cmd->GetOutput().c_str();
+    }
+    std::unique_ptr<kxProjectManager> manager;
+    std::unique_ptr<kxCommandObject> cmd;
+};
+
+TEST_F(kxCommandObjectProjectTest, PathsOnProjectNodes)
+{
+    Run("app.addsubnode(kxProject, P1)\n"
+        "app.subnodes[1].addsubnode(tstLayerTB, ridge)\n"
+        "app.subnodes[\"P1\"].addsubnode(tstLayerTB, slab)");
+    ASSERT_EQ(manager->getNodeCount(), 1);
+    kxProjectNode *project = manager->getNodes()[1];
+    ASSERT_EQ(project->getNodeCount(), 2);
+    auto *ridge = static_cast<tstLayer *>(project->getNodes()[1]);
+    auto *slab = static_cast<tstLayer *>(project->getNodes()[2]);
+    auto *h = new kxNamedVariable(project->GetNameSpace()); // owned by the namespace
+    ASSERT_TRUE(h->SetName("h"));
+    h->SetValue(std::complex<double>(0.5, 0));
+
+    Run("app.subnodes[1].subnodes[\"ridge\"].x = 2.5; app.subnodes[1].subnodes[2].width = 4*h");
+    EXPECT_EQ(ridge->x, 2.5);
+    EXPECT_TRUE(slab->width.HasExpression());
+    EXPECT_EQ(double(slab->width), 2.0);
+    h->SetValue(std::complex<double>(2, 0));
+    EXPECT_EQ(double(slab->width), 8.0);
+    EXPECT_EQ(Run("app.subnodes[1].subnodes[2].nodename(); app.subnodes[1].numsubnodes()"),
+              "slab\n2\n");
+    EXPECT_EQ(cmd->GetLastResult().type, kxCmdInt);
+    EXPECT_EQ(Run("app.subnodes.P1.subnodes.ridge.x"), "2.5\n");
+    EXPECT_EQ(Run("cd app.subnodes[1].subnodes[\"slab\"]; .width"), "4*h\n");
+
+    EXPECT_FALSE(cmd->Execute("app.subnodes[1].subnodes[3].x"));
+    EXPECT_EQ(int(error), kxErrOutOfRange);
+    EXPECT_NE(std::string(error.chars()).find("(1 to 2) in app.subnodes[1].subnodes"),
+              std::string::npos);
+    error.reset();
+
+    std::vector<std::string> names;
+    for (const KXString &s : cmd->Complete("app.subnodes[1].subnodes[1].wi", -1))
+        names.push_back(s.c_str());
+    EXPECT_EQ(names, std::vector<std::string>({"app.subnodes[1].subnodes[1].width"}));
+    names.clear();
+    for (const KXString &s : cmd->Complete("app.subnodes.P1.subnodes.s", -1))
+        names.push_back(s.c_str());
+    EXPECT_EQ(names, std::vector<std::string>({"app.subnodes.P1.subnodes.slab"}));
 }
 
 } // namespace
