@@ -44,6 +44,30 @@ const char *kxCommandValue::TypeName(kxCmdValueType type)
 
 namespace {
 
+/// Keeps a pending error out of the way of a silent lookup: clears it, and on destruction
+/// discards what the lookup reported and puts the pending error back.
+class ErrorShield {
+public:
+    ErrorShield() : pending_(error != 0)
+    {
+        if (pending_)
+            saved_ = error;
+        error.reset();
+    }
+    ~ErrorShield()
+    {
+        error.reset();
+        if (pending_)
+            error = saved_;
+    }
+    ErrorShield(const ErrorShield &) = delete;
+    ErrorShield &operator=(const ErrorShield &) = delete;
+
+private:
+    bool pending_;
+    Error saved_;
+};
+
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 bool IsNameStart(char c) { return std::isalpha(static_cast<unsigned char>(c)) || c == '_'; }
 bool IsNameChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
@@ -579,7 +603,7 @@ private:
 /// The name of a child object: its "nodename" function or variable, else its "name" variable.
 std::string ChildName(KXObject &child)
 {
-    const int pending = error;
+    ErrorShield shield;
     KXCommandElt elt = child.getPublishedElt("nodename");
     std::string name;
     if (elt.GetKind() == kxEltFunction) {
@@ -593,8 +617,6 @@ std::string ChildName(KXObject &child)
         if (elt.GetKind() == kxEltVariable)
             name = elt.GetValueString().c_str();
     }
-    if (!pending && error)
-        error.reset();
     return Trim(name);
 }
 
@@ -623,6 +645,8 @@ public:
             const Outcome o = RunOne(s, record);
             if (o != Go)
                 return o;
+            if (cmd_.exitRequested_) // an exit in a command file run by this statement
+                return Exit;
         }
         return Go;
     }
@@ -641,16 +665,22 @@ public:
 
     bool Resolve(const Path &path, Target &t, bool allowVariables)
     {
-        KXObject *obj = &cmd_;
-        if (path.relative) {
-            obj = cmd_.GetCurrentObject();
-            t.display = cmd_.GetCurrentPath().c_str();
-            if (!obj) {
-                error.Raise(kxErrSyntax, "the current object \"%s\" no longer exists\n",
-                            t.display.c_str());
-                return false;
-            }
+        if (!path.relative)
+            return ResolveFrom(cmd_, path, t, allowVariables);
+        KXObject *current = cmd_.GetCurrentObject();
+        t.display = cmd_.GetCurrentPath().c_str();
+        if (!current) {
+            error.Raise(kxErrSyntax, "the current object \"%s\" no longer exists\n",
+                        t.display.c_str());
+            return false;
         }
+        return ResolveFrom(*current, path, t, allowVariables);
+    }
+
+    /// Walks the path's components from `start` (t.display names `start`).
+    bool ResolveFrom(KXObject &start, const Path &path, Target &t, bool allowVariables)
+    {
+        KXObject *obj = &start;
         t.object = obj;
         for (size_t i = 0; i < path.components.size(); ++i) {
             const PathComponent &c = path.components[i];
@@ -707,7 +737,6 @@ public:
         KXExpressionC expression;
         expression.setExpression(KXString(formula.c_str()));
         kxNameSpace *ns = cmd_.GetNameSpace();
-        std::vector<kxNamedVariable *> vars;
         while (!expression.Compile()) {
             const char *text = error.chars();
             static const char prefix[] = "undefined variable \"";
@@ -722,7 +751,6 @@ public:
                 return false;
             error.reset();
             expression.DeclareParam(KXString(name.c_str()), KXString(), 0, -1);
-            vars.push_back(var);
         }
         std::vector<std::complex<double>> values(size_t(expression.ParamCount()));
         for (int i = 0; i < expression.ParamCount(); ++i) {
@@ -915,7 +943,7 @@ private:
             error.set("at line %d\n", s.line);
         bool goOn = !cmd_.stopOnError_;
         if (cmd_.pauseOnError_)
-            goOn = kxWarnChoice(0, "%s\ncontinue?", error.chars());
+            goOn = kxWarnChoice(0, "%scontinue?", error.chars());
         if (!goOn)
             return Stop;
         KXString report;
@@ -1173,8 +1201,6 @@ private:
                 "  print text | help [path] | cd [path] | pwd | exit\n"
                 "{formula} in a text is replaced by its value; \"//\" starts a comment\n"
                 "members of the command root:\n");
-            Target t;
-            t.object = &cmd_;
             ListMembers(cmd_);
             cmd_.lastResult_ = kxCommandValue();
             return true;
@@ -1355,35 +1381,15 @@ KXObject *kxCommandObject::GetCurrentObject()
     KXObject *base = currentObject_ ? currentObject_ : this;
     if (currentPath_.Empty())
         return base;
-    const int pending = error;
-    Error saved;
-    if (pending)
-        saved = error;
-    error.reset();
-    Interpreter in(*this, nullptr, false);
-    Interpreter::Target t;
+    ErrorShield shield;
     Path path;
     size_t pos = 0;
     const std::string text = currentPath_.c_str();
-    KXObject *found = nullptr;
-    if (ParsePath(text, pos, path)) {
-        path.relative = false;
-        // The cd path is relative to the object given by SetCurrentObject, when there is one.
-        KXObject *keep = currentObject_;
-        KXString keepPath = currentPath_;
-        if (currentObject_) {
-            currentPath_ = "";
-            path.relative = true;
-        }
-        if (in.Resolve(path, t, false))
-            found = t.object;
-        currentObject_ = keep;
-        currentPath_ = keepPath;
-    }
-    error.reset();
-    if (pending)
-        error = saved;
-    return found;
+    if (!ParsePath(text, pos, path))
+        return nullptr;
+    Interpreter in(*this, nullptr, false);
+    Interpreter::Target t;
+    return in.ResolveFrom(*base, path, t, false) ? t.object : nullptr;
 }
 
 void kxCommandObject::Print(const char *text)
@@ -1418,6 +1424,7 @@ bool kxCommandObject::ExecuteText(const char *text, const char *fileName)
         output_ = "";
         error.reset();
         stopRequested_ = false;
+        exitRequested_ = false;
         statementCount_ = 0;
     }
     if (depth_ >= 32) {
@@ -1512,8 +1519,7 @@ void kxCommandObject::SetArguments(const char *arguments)
 bool kxCommandObject::RunScript(int language, const char *scriptText, const char *arguments)
 {
     if (language == 0) {
-        const int pending = error;
-        if (pending)
+        if (error)
             return false;
         SetArguments(arguments);
         return RunWithState(kxCmdScript, scriptText, nullptr);
@@ -1594,14 +1600,11 @@ bool kxCommandObject::IsComplete(const char *text)
     const std::string source = text ? text : "";
     std::vector<RawStatement> raw;
     bool openOnly = false;
-    const int pending = error;
-    Error saved;
-    if (pending)
-        saved = error;
-    const bool split = SplitStatements(source, raw, &openOnly);
-    error.reset();
-    if (pending)
-        error = saved;
+    bool split = false;
+    {
+        ErrorShield shield;
+        split = SplitStatements(source, raw, &openOnly);
+    }
     if (!split)
         return !openOnly;
     int depth = 0;
@@ -1668,11 +1671,7 @@ std::vector<KXString> kxCommandObject::Complete(const char *text, int cursor)
     if (partial.find('[') != std::string::npos)
         return {};
 
-    const int pending = error;
-    Error saved;
-    if (pending)
-        saved = error;
-    error.reset();
+    ErrorShield shield;
     KXObject *obj = this;
     if (prefix == ".") {
         obj = GetCurrentObject();
@@ -1681,9 +1680,6 @@ std::vector<KXString> kxCommandObject::Complete(const char *text, int cursor)
         Interpreter::Target t;
         obj = in.ResolveText(prefix.substr(0, prefix.size() - 1), t, false) ? t.object : nullptr;
     }
-    error.reset();
-    if (pending)
-        error = saved;
 
     std::set<std::string> names;
     if (obj) {

@@ -335,6 +335,9 @@ TEST_F(kxCommandObjectTest, ErrorTexts)
     EXPECT_NE(m.find("\"subnode\" not found in app.subnodes[1]\n"), std::string::npos) << m;
     EXPECT_NE(m.find("nearest published names: subnodes"), std::string::npos) << m;
     EXPECT_NE(m.find("in command: app.subnodes[1].subnode[2].x\n"), std::string::npos) << m;
+    // A name that begins like the one asked for ranks first.
+    m = Fail("app.subnodes[1].lab", kxErrSyntax);
+    EXPECT_NE(m.find("nearest published names: label, flag, "), std::string::npos) << m;
     m = Fail("aap.x", kxErrSyntax);
     EXPECT_NE(m.find("\"aap\" not found in the command root\nnearest published names: app"),
               std::string::npos)
@@ -477,6 +480,14 @@ TEST_F(kxCommandObjectTest, ScriptsAndRunningState)
     EXPECT_EQ(std::string(cmd.GetOutput().c_str()), "3\n");
     EXPECT_EQ(Ridge().x, 2);
     std::remove(file.c_str());
+    // An exit in a command file ends its caller too.
+    const std::string quit = TempPath("exit.cmd");
+    std::ofstream(quit) << "print in\nexit\nprint no\n";
+    EXPECT_EQ(Run(("runfile(\"" + quit + "\"); print after").c_str()), "in\n");
+    EXPECT_TRUE(cmd.ExitRequested());
+    EXPECT_EQ(Run("print again"), "again\n");
+    EXPECT_FALSE(cmd.ExitRequested());
+    std::remove(quit.c_str());
     // A command file that runs itself stops at the nesting limit; a statement limit ends
     // endless loops.
     const std::string self = TempPath("self.cmd");
@@ -570,6 +581,13 @@ TEST_F(kxCommandObjectTest, CompletionAndCompleteness)
     EXPECT_EQ(complete(".l"), V({".label", ".letter"}));
     EXPECT_EQ(kxCommandObject::CompletionStart("x = app.subnodes[1].n", -1), 4);
     EXPECT_EQ(cmd.Complete("app.sub and more", 7).size(), 1u);
+    // Completion and the completeness test leave a pending error as it is.
+    error.Raise(kxErrFile, "pending\n");
+    EXPECT_EQ(complete("app.nothing.x"), V({}));
+    EXPECT_FALSE(kxCommandObject::IsComplete("print \"open"));
+    EXPECT_EQ(int(error), kxErrFile);
+    EXPECT_STREQ(error.chars(), "pending\n");
+    error.reset();
     EXPECT_TRUE(kxCommandObject::IsComplete("print 1; app.x = 2"));
     EXPECT_FALSE(kxCommandObject::IsComplete("for i = 1, 3\n print {i}"));
     EXPECT_FALSE(kxCommandObject::IsComplete("if 1\n for i = 1, 2\n end"));

@@ -61,7 +61,10 @@
 //     receives every printed text. Empty file names switch logging off.
 //   - Command files may run command files (runfile) up to 32 deep; deeper is the error
 //     "command files nested too deeply\n".
-//   - exit stops the current Execute successfully and sets ExitRequested (the console leaves).
+//   - exit stops the whole run successfully (a command file's exit ends its callers too) and
+//     sets ExitRequested (the console leaves); a top-level Execute clears it first.
+//   - A variable prints, and gives as its result, the text of its published kind: a formula
+//     parameter shows its formula.
 //   - Completion offers, for the last path of the text before the cursor, the published names of
 //     the object it leads to (each child list name once), and at the start of a statement the
 //     keywords, the root members and the command variables; candidates replace the text from
@@ -139,7 +142,8 @@ public:
 
     // -- running commands --------------------------------------------------------------------
     /// Runs a command text. True when every statement succeeded; otherwise `error` holds the
-    /// (first) failure. A top-level call clears the collected output first.
+    /// (first) failure. A top-level call (not one made from inside a running command) starts
+    /// with a clear error record and clears the collected output and the exit request first.
     [[nodiscard]] bool Execute(const char *text);
     /// Runs a command text read from `fileName` (line numbers in errors name the file).
     [[nodiscard]] bool ExecuteText(const char *text, const char *fileName);
@@ -169,7 +173,7 @@ public:
     /// Limits the statements one top-level Execute may run (0, the default: no limit); beyond it
     /// the run stops with the user abort (503) "statement limit reached\n".
     void SetStatementLimit(long limit) { statementLimit_ = limit; }
-    /// True after an "exit" statement, until ClearExitRequest.
+    /// True after an "exit" statement, until ClearExitRequest or the next top-level Execute.
     [[nodiscard]] bool ExitRequested() const { return exitRequested_; }
     void ClearExitRequest() { exitRequested_ = false; }
 
@@ -214,13 +218,11 @@ public:
         return textVars_;
     }
 
-    /// Publishes "app", the switches, "commandLog", "outputLog" and the functions
-    /// "runfile" and "runscript".
+    /// Publishes "app", the switches, "commandLog", "outputLog" and the function "runfile".
     void OnPublish() override;
 
-    class Interpreter;
-
 private:
+    class Interpreter;
     friend class Interpreter;
 
     bool RunWithState(int state, const char *text, const char *fileName);
