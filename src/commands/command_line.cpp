@@ -155,13 +155,15 @@ std::vector<std::string> SplitTopLevel(const std::string &s)
     return parts;
 }
 
-/// The shortest of "%.15g" and "%.17g" that reads back to the same double.
+/// The shortest of "%.15g", "%.16g" and "%.17g" that reads back to the same double.
 std::string NumberText(double v)
 {
     char buffer[64];
-    std::snprintf(buffer, sizeof buffer, "%.15g", v);
-    if (std::strtod(buffer, nullptr) != v)
-        std::snprintf(buffer, sizeof buffer, "%.17g", v);
+    for (int digits = 15; digits <= 17; ++digits) {
+        std::snprintf(buffer, sizeof buffer, "%.*g", digits, v);
+        if (std::strtod(buffer, nullptr) == v)
+            break;
+    }
     return buffer;
 }
 

@@ -316,6 +316,8 @@ TEST_F(kxCommandObjectTest, SetForIfAndArguments)
     EXPECT_EQ(app.kids[0]->kids[0]->n, 0);
     // Complex values.
     EXPECT_EQ(Run("set c = sqrt(-4); print {c}"), "(0, 2)\n");
+    // Substituted values read back to the same double, in as few digits as that takes.
+    EXPECT_EQ(Run("print {0.1} {1/3} {2**0.5}"), "0.1 0.3333333333333333 1.4142135623730951\n");
     EXPECT_EQ(Fail("for i = 1, 2, 0; end", 1).find("step is zero") != std::string::npos, true);
     // Script arguments: numbers are values, other words texts.
     ASSERT_TRUE(cmd.RunScript(0, "print {nargs} {arg1*2} {arg2}", "21 \"file name.txt\" "));

@@ -34,7 +34,7 @@
 //   - The assigned text and each argument is trimmed; a text that is wholly one quoted string
 //     loses its quotes and escapes. "{...}" is replaced before quotes are removed; "\{" writes a
 //     brace. A formula value is written as the shortest text that reads back to the same double
-//     ("%.15g" or "%.17g"), a complex one as "(re, im)". A formula that is only the name of a text
+//     ("%.15g", "%.16g" or "%.17g"), a complex one as "(re, im)". A formula that is only the name of a text
 //     argument of a script (arg1 = "a.txt") is replaced by that text.
 //   - Script arguments are split at blanks outside double quotes; numeric ones become value
 //     variables of the command namespace, others text variables usable through {argN}; nargs is
