@@ -1518,6 +1518,24 @@ void kxCommandObject::SetArguments(const char *arguments)
     }
 }
 
+bool kxCommandObject::RunPython(const char *file, const char *arguments)
+{
+    // The commands the script sends back are top-level runs of their own, even when the script
+    // was started by a command: each starts with a clear error and output of its own.
+    const int previousState = runningState_;
+    const int previousDepth = depth_;
+    const KXString previousOutput = output_;
+    runningState_ = kxCmdScript;
+    depth_ = 0;
+    const bool ok = scriptRunner_(file, arguments);
+    depth_ = previousDepth;
+    output_ = previousOutput;
+    runningState_ = previousState;
+    if (ok)
+        error.reset(); // errors of the script's commands went back to the script
+    return ok;
+}
+
 bool kxCommandObject::RunScript(int language, const char *scriptText, const char *arguments)
 {
     if (language == 0) {
@@ -1563,11 +1581,7 @@ bool kxCommandObject::Runfromfile(const char *fileName, const char *arguments)
             error.Raise(1, "unable to run python script\nno script server is available\n");
             return false;
         }
-        const int previous = runningState_;
-        runningState_ = kxCmdScript;
-        const bool ok = scriptRunner_(file.c_str(), arguments ? arguments : "");
-        runningState_ = previous;
-        return ok;
+        return RunPython(file.c_str(), arguments ? arguments : "");
     }
     std::ifstream in(file, std::ios::binary);
     if (!in) {

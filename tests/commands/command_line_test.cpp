@@ -476,6 +476,16 @@ TEST_F(kxCommandObjectTest, ScriptsAndRunningState)
     // A ".py" file goes to the runner as it is; a command file runs with its arguments.
     ASSERT_TRUE(cmd.Runfromfile("/somewhere/script.py", "a"));
     EXPECT_EQ(seenArgs, "a");
+    // Commands sent back while a script started by a command runs are top-level runs.
+    std::vector<std::string> served;
+    cmd.SetScriptRunner([&](const char *, const char *) {
+        const bool ok = cmd.Execute("print inner");
+        served.push_back(ok ? cmd.GetOutput().c_str() : "failed");
+        served.push_back(cmd.Execute("app.missing") ? "ok" : std::to_string(int(error)));
+        return true;
+    });
+    EXPECT_EQ(Run("print before; runfile(\"/x/s.py\"); print after"), "before\nafter\n");
+    EXPECT_EQ(served, std::vector<std::string>({"inner\n", "504"}));
     const std::string file = TempPath("args.cmd");
     std::ofstream(file) << "print {arg1 + arg2}\napp.subnodes[1].subnodes[1].x = {arg2}\n";
     EXPECT_TRUE(cmd.Execute(("runfile(\"" + file + "\", \"1 2\")").c_str())) << error.chars();

@@ -125,7 +125,11 @@ extern const char *const kxCmdStepByStep;   ///< "stepByStep"
 extern const char *const kxCmdEnableRecord; ///< "enableRecord"
 
 /// Runs a Python script file with an argument string (language 1): the command server's side.
-/// Returns false with `error` set when the script could not be run.
+/// Returns false with `error` set when the script could not be run. While it runs, the commands
+/// it sends back may be executed with Execute: each is a top-level run (its own output, a clear
+/// error record), even when the script was started by a command; the output and error of the
+/// command that started it are restored afterwards (a pending error of the script's commands
+/// is cleared when the runner returns true).
 typedef std::function<bool(const char *scriptFile, const char *arguments)> kxScriptRunner;
 
 class kxCommandObject : public KXObject {
@@ -226,6 +230,7 @@ private:
     friend class Interpreter;
 
     bool RunWithState(int state, const char *text, const char *fileName);
+    bool RunPython(const char *file, const char *arguments);
     void Print(const char *text);
     void RecordCommand(const char *text);
 
