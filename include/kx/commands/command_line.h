@@ -33,9 +33,9 @@
 //     still be called "print" and be reached as print(...) or print = ... .
 //   - The assigned text and each argument is trimmed; a text that is wholly one quoted string
 //     loses its quotes and escapes. "{...}" is replaced before quotes are removed; "\{" writes a
-//     brace. A formula value is written as the shortest text that reads back to the same double
-//     ("%.15g", "%.16g" or "%.17g"), a complex one as "(re, im)". A formula that is only the name of a text
-//     argument of a script (arg1 = "a.txt") is replaced by that text.
+//     brace. A formula value is written as the shortest text that reads back to the same
+//     double ("%.15g", "%.16g" or "%.17g"), a complex one as "(re, im)". A formula that is only
+//     the name of a text argument of a script (arg1 = "a.txt") is replaced by that text.
 //   - Script arguments are split at blanks outside double quotes; numeric ones become value
 //     variables of the command namespace, others text variables usable through {argN}; nargs is
 //     always numeric.
@@ -49,9 +49,10 @@
 //     index out of range, 1 for a refused value, a read-only variable or a failed operation; a
 //     function keeps the code of its own error. Each error text ends with "in command: <text>\n"
 //     and, for multi-line texts, "at line <n>\n" or "at line <n> of <file>\n".
-//   - With stopOnError clear, a failing statement's error is printed to the output, cleared, and
-//     execution goes on; Execute then returns false with the first error restored at the end.
-//     With pauseOnError set the user is asked "<error text>\ncontinue?" (warning with a choice)
+//   - With stopOnError clear, a failing statement's error is printed to the output as
+//     "ERROR <code>: <text>", cleared, and execution goes on; Execute then returns false with the
+//     first error restored at the end. With pauseOnError set the user is asked
+//     "<error text>continue?" (the error text ends with a line feed; warning with a choice)
 //     and "yes" goes on as above, "no" stops. stepByStep asks "execute command:\n<text>" before
 //     every statement; "no" stops with the user abort (503) "script stopped by user\n".
 //     RequestStop (another thread or a signal handler may call it) stops the same way at the
@@ -66,9 +67,11 @@
 //   - A variable prints, and gives as its result, the text of its published kind: a formula
 //     parameter shows its formula.
 //   - Completion offers, for the last path of the text before the cursor, the published names of
-//     the object it leads to (each child list name once), and at the start of a statement the
-//     keywords, the root members and the command variables; candidates replace the text from
-//     CompletionStart up to the cursor and are sorted.
+//     the object it leads to (each name once); for a path of one component the root members and
+//     the command variables, and at the start of a statement also the keywords. Candidates
+//     replace the text from CompletionStart up to the cursor and are sorted. Completion calls no
+//     function but "nodename" (for name["text"]), evaluates formula indexes, and leaves a
+//     pending error as it is.
 //
 // Ownership: the command object does not own the app object nor the current object; both must
 // outlive their use. The command namespace is the object's own (its parent is optional).
