@@ -145,14 +145,15 @@ bool kxProject::LoadFromFile(const char *filename)
     if (!buffer.LoadFile(filename))
         return false;
     setFilename(filename);
-    buffer.setPosn(0);
-    buffer.getcl();
     TextBlock block;
-    if (!block.LoadBlock(buffer))
+    if (!kxLoadIntoBlock(block, buffer))
         return false;
-    if (block.IsType(kxAppInfoBlockType) && !block.LoadBlock(buffer))
-        return false;
+    return ReadFileBlock(filename, block);
+}
 
+bool kxProject::ReadFileBlock(const char *filename, TextBlock &block)
+{
+    RunSignal run(true);
     ResetSyntaxErrFlag();
     bool ok = PreloadVariables(block);
     // A syntax report of the preload is kept aside, so that the real read starts clean.

@@ -38,16 +38,6 @@ struct CoreRegistration {
     }
 } g_coreRegistration;
 
-/// Reads the first block of `buffer` that is not the information block.
-bool LoadFirstProjectBlock(FBuff &buffer, TextBlock &block)
-{
-    buffer.setPosn(0);
-    buffer.getcl();
-    if (!block.LoadBlock(buffer))
-        return false;
-    return !block.IsType(kxAppInfoBlockType) || block.LoadBlock(buffer);
-}
-
 } // namespace
 
 kxProjectManager::kxProjectManager()
@@ -85,11 +75,14 @@ kxProjectNode *kxProjectManager::CreateNodeForTextBlock(const TBlockSig &sig)
 
 kxProjectNode *kxProjectManager::OnOpenFile(const char *filename, const char *nodeName)
 {
-    FBuff buffer;
-    if (!filename || !buffer.LoadFile(filename))
-        return nullptr;
     TextBlock block;
-    if (!LoadFirstProjectBlock(buffer, block))
+    return OpenFileBlock(filename, nodeName, block);
+}
+
+kxProjectNode *kxProjectManager::OpenFileBlock(const char *filename, const char *nodeName,
+                                               TextBlock &block)
+{
+    if (!kxLoadIntoBlock(block, filename))
         return nullptr;
     TBlockSig sig;
     kxGetBlockSignature(block, &sig);
@@ -121,7 +114,8 @@ bool kxProjectManager::ProjectOpen(const char *filename, const char *nodeName)
     kxBusyCursor busy;
     if (error)
         return false;
-    kxProjectNode *node = OnOpenFile(filename, nodeName);
+    TextBlock block;
+    kxProjectNode *node = OpenFileBlock(filename, nodeName, block);
     if (!node || error) {
         delete node;
         if (!error)
@@ -140,7 +134,8 @@ bool kxProjectManager::ProjectOpen(const char *filename, const char *nodeName)
     }
     if (kxNameSpace *ns = project->GetNameSpace())
         ns->PrepareToLoad();
-    const bool loaded = project->LoadFromFile(filename);
+    project->setFilename(filename);
+    const bool loaded = project->ReadFileBlock(filename, block);
     const bool syntaxWarnings = error == kxErrSyntax;
     KXString warnings;
     if (syntaxWarnings) {
@@ -292,5 +287,14 @@ bool kxLoadIntoBlock(TextBlock &block, const char *filename)
     FBuff buffer;
     if (!filename || !buffer.LoadFile(filename))
         return false;
-    return LoadFirstProjectBlock(buffer, block);
+    return kxLoadIntoBlock(block, buffer);
+}
+
+bool kxLoadIntoBlock(TextBlock &block, FBuff &buffer)
+{
+    buffer.setPosn(0);
+    buffer.getcl();
+    if (!block.LoadBlock(buffer))
+        return false;
+    return !block.IsType(kxAppInfoBlockType) || block.LoadBlock(buffer);
 }

@@ -110,8 +110,13 @@ bool kxProjectNode::ReadTB(TextBlock &block)
         error.set("node type %s is not registered\n", getClassName());
         return false;
     }
-    if (!block.StartRead(TBlockSig{entry->getBlockSig().type, entry->getBlockSig().major, -1}))
+    if (!block.StartRead(entry->getBlockSig(), false))
         return false;
+    if (!CanReadTextBlockVersion(block.getMajorVer(), block.getMinorVer())) {
+        error.set("Expected version (%d.%d) in block beginning\r\n%.900s\r\n",
+                  getTextBlockVersionMajor(), entry->getBlockSig().minor, block.getHeader());
+        return false;
+    }
     return CreateChildNodes(block);
 }
 

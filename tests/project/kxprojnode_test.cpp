@@ -87,8 +87,8 @@ TEST_F(KXProjectNodeTest, NameValidity)
     EXPECT_TRUE(kxIsNodeNameValid("Name with blanks.txt"));
     EXPECT_FALSE(kxIsNodeNameValid(""));
     EXPECT_FALSE(kxIsNodeNameValid(nullptr));
-    for (const char *bad : {"a<", "a>", "a|b", "a?", "a:b", "a,b", "a;b", "a\"b", "a\\b", "a/b",
-                            "a\nb", "a=b"})
+    for (const char *bad :
+         {"a<", "a>", "a|b", "a?", "a:b", "a,b", "a;b", "a\"b", "a\\b", "a/b", "a\nb", "a=b"})
         EXPECT_FALSE(kxIsNodeNameValid(bad)) << bad;
 }
 
@@ -102,7 +102,7 @@ TEST_F(KXProjectNodeTest, FindNodePaths)
 
     EXPECT_EQ(project->FindNode("a"), a);
     EXPECT_EQ(project->FindNode("a/b"), b);
-    EXPECT_EQ(project->FindNode("a/x"), nullptr);   // first component exists, second does not
+    EXPECT_EQ(project->FindNode("a/x"), nullptr); // first component exists, second does not
     EXPECT_EQ(project->FindNode("x/b"), nullptr);
     EXPECT_EQ(b->FindNode("../../c"), c);
     EXPECT_EQ(b->FindNode("/P/c"), c);
@@ -111,7 +111,7 @@ TEST_F(KXProjectNodeTest, FindNodePaths)
     // ".." without a slash is a child's name, not the parent.
     EXPECT_EQ(a->FindNode(".."), dots);
     EXPECT_EQ(b->FindNode(".."), nullptr);
-    EXPECT_EQ(manager->FindNode("../P"), nullptr);   // the top has no parent
+    EXPECT_EQ(manager->FindNode("../P"), nullptr); // the top has no parent
     // exclude and classInfo apply to the last step only.
     EXPECT_EQ(project->FindNode("a", a), nullptr);
     EXPECT_EQ(project->FindNode("a/b", a), b);
@@ -215,7 +215,7 @@ TEST_F(KXProjectNodeTest, RenameCutCopyPasteDelete)
     EXPECT_FALSE(a->Rename("b;c"));
     EXPECT_STREQ(error.chars(), "invalid name.\n");
     error.reset();
-    EXPECT_TRUE(a->Rename("a"));   // its own name is no clash
+    EXPECT_TRUE(a->Rename("a")); // its own name is no clash
     EXPECT_TRUE(a->Rename("a2"));
     EXPECT_EQ(project->FindNode("a2"), a);
 
@@ -249,7 +249,7 @@ TEST_F(KXProjectNodeTest, RenameCutCopyPasteDelete)
     EXPECT_EQ(static_cast<kxTestNode *>(project->FindNode("a2"))->lines.size(), 2u);
     ASSERT_TRUE(project->FindNode("pasted")->Delete());
     EXPECT_EQ(project->FindNode("pasted"), nullptr);
-    EXPECT_FALSE(manager->Delete());   // the top cannot go
+    EXPECT_FALSE(manager->Delete()); // the top cannot go
 
     kxClearClipboard();
     EXPECT_FALSE(project->CanEnPaste());
@@ -285,7 +285,7 @@ TEST_F(KXProjectNodeTest, NestedLocksAreAPlainFlag)
             kxProjNodeLock inner(project);
             EXPECT_TRUE(a->IsLocked());
         }
-        EXPECT_FALSE(a->IsLocked());   // the inner end unlocked it
+        EXPECT_FALSE(a->IsLocked()); // the inner end unlocked it
     }
     EXPECT_FALSE(a->IsLocked());
     // Outside any project: never locked.
@@ -372,7 +372,7 @@ TEST_F(KXProjectNodeTest, ClipboardInterfaceAndReferences)
     ASSERT_TRUE(a->FindNode("b")->Copy());
     EXPECT_EQ(fake.text, "kxnoderef:/P/a/b");
     EXPECT_EQ(kxGetPrjNodeRefFromClipboard(project), a->FindNode("b"));
-    fake.text = "/P/a";   // a path without the prefix is not a reference
+    fake.text = "/P/a"; // a path without the prefix is not a reference
     EXPECT_EQ(kxGetPrjNodeRefFromClipboard(project), nullptr);
     kxSetClipboard(nullptr);
     TextBlock block;

@@ -7,7 +7,8 @@
 // child nodes (kxTestNode or kxTestLeaf). The preload pass defines each variable line's
 // variable in the node's namespace (marking it preloaded); the real read evaluates every
 // variable line at once and keeps the values, so a formula naming a variable defined later in
-// the file is only right when the preload pass ran.
+// the file is only right when the preload pass ran. A line that is neither is kept but reported
+// as a syntax error.
 //
 // kxTestLeaf ("testLeafTB" 1.0, display "Test leaf", no suffix): a node without children that
 // keeps its body lines as text and a state-file payload.
@@ -53,8 +54,15 @@ inline bool SplitVariableLine(const std::string &line, std::string &name, std::s
     const size_t eq = line.find('=');
     if (eq == std::string::npos)
         return false;
-    name = TrimLine(line.substr(0, eq).c_str());
-    formula = TrimLine(line.substr(eq + 1).c_str());
+    auto assignTrimmed = [&line](size_t from, size_t to, std::string &out) {
+        while (from < to && line[from] == ' ')
+            ++from;
+        while (to > from && line[to - 1] == ' ')
+            --to;
+        out.assign(line, from, to - from);
+    };
+    assignTrimmed(0, eq, name);
+    assignTrimmed(eq + 1, line.size(), formula);
     return !name.empty();
 }
 
@@ -69,10 +77,14 @@ public:
         return sig;
     }
 
-    std::vector<std::string> lines;     ///< variable and comment lines, in order
-    std::vector<std::string> dataBlocks; ///< texts of the private data blocks
+    std::vector<std::string> lines;           ///< variable and comment lines, in order
+    std::vector<std::string> dataBlocks;      ///< texts of the private data blocks
     std::vector<std::complex<double>> values; ///< values of the variable lines at reading
-    int preloads = 0;                    ///< PreloadVariables calls on this object
+    int preloads = 0;                         ///< PreloadVariables calls on this object
+    /// Whether ReadTB evaluates the variable lines (the benchmark reads without evaluating).
+    static inline bool evaluateOnRead = true;
+    /// Whether the preload pass defines the variables (the benchmark measures both).
+    static inline bool defineOnPreload = true;
 
     bool PreloadVariables(TextBlock &block) override
     {
@@ -80,23 +92,22 @@ public:
         if (!block.StartRead(Sig()))
             return false;
         block.SkipComments(false);
-        std::vector<std::string> found;
-        ReadLines(block, found);
+        block.GotoBody();
         kxNameSpace *ns = GetNameSpace();
-        for (const std::string &line : found) {
-            std::string name, formula;
-            if (!ns || !kxtest::SplitVariableLine(line, name, formula))
-                continue;
-            if (ns->FindVariable(name.c_str(), false) >= 0)
-                continue;
+        const bool define = defineOnPreload && ns;
+        std::string name, formula;
+        ForEachLine(block, [&](const char *raw) {
+            if (!define || !kxtest::SplitVariableLine(kxtest::TrimLine(raw), name, formula))
+                return;
+            // A name defined already (here or by another node) is refused by SetName.
             auto *variable = new kxNamedVariable(ns);
             if (!variable->SetName(name.c_str())) {
                 ns->RemoveVariable(variable->GetIndex());
-                continue;
+                return;
             }
             variable->SetValueOrExpression(formula.c_str());
             variable->SetPreloaded();
-        }
+        });
         SkipDataBlocks(block, nullptr);
         return PreloadChildBlocks(block);
     }
@@ -106,6 +117,7 @@ public:
         if (!block.StartRead(Sig()))
             return false;
         block.SkipComments(false);
+        block.GotoBody(); // comment lines at the start of the body are kept too
         lines.clear();
         dataBlocks.clear();
         values.clear();
@@ -113,7 +125,14 @@ public:
         kxNameSpace *ns = GetNameSpace();
         for (const std::string &line : lines) {
             std::string name, formula;
-            if (!kxtest::SplitVariableLine(line, name, formula))
+            if (!kxtest::SplitVariableLine(line, name, formula)) {
+                if (line.compare(0, 2, "//") != 0)
+                    SyntaxErr("Missing equals in variable definition: %s   required format: "
+                              "name = expression\n",
+                              line.c_str());
+                continue;
+            }
+            if (!evaluateOnRead)
                 continue;
             kxNamedVariable *variable = ns ? ns->GetVariableByName(name.c_str()) : nullptr;
             values.push_back(variable ? variable->GetValue()
@@ -141,22 +160,49 @@ public:
     }
 
 private:
-    /// Reads the text lines up to the first nested block or the end of the body.
-    static void ReadLines(TextBlock &block, std::vector<std::string> &out)
+    /// Calls `use` with each raw body line up to the first nested block or the end of the body.
+    template <class Use>
+    static void ForEachLine(TextBlock &block, Use use)
     {
         while (!block.EOB()) {
             const uint32_t at = block.getPosn();
             const char *raw = block.gets();
             if (!raw)
                 break;
-            const std::string line = kxtest::TrimLine(raw);
-            if (kxtest::StartsWithWord(line, "begin")) {
+            const char *p = raw;
+            while (*p == ' ' || *p == '\t')
+                ++p;
+            if (std::strncmp(p, "begin", 5) == 0 && (p[5] == ' ' || p[5] == '\n' || !p[5])) {
                 block.setPosn(at);
                 break;
             }
-            if (!line.empty())
-                out.push_back(line);
+            use(raw);
         }
+    }
+
+    /// Reads the text lines up to the first nested block or the end of the body.
+    static void ReadLines(TextBlock &block, std::vector<std::string> &out)
+    {
+        ForEachLine(block, [&out](const char *raw) {
+            std::string line = kxtest::TrimLine(raw);
+            if (!line.empty())
+                out.push_back(std::move(line));
+        });
+    }
+
+    /// A data block's text with its own indentation: header, body lines indented by two, end.
+    static std::string Normalised(TextBlock &sub)
+    {
+        std::string text = std::string(sub.getHeader()) + "\n";
+        sub.SkipComments(false);
+        sub.GotoBody();
+        while (!sub.EOB()) {
+            const char *raw = sub.gets();
+            if (!raw)
+                break;
+            text += "  " + kxtest::TrimLine(raw) + "\n";
+        }
+        return text + "end\n";
     }
 
     /// Loads the private data blocks at the position; keeps their texts when `out` is given.
@@ -170,7 +216,7 @@ private:
                 return;
             }
             if (out)
-                out->push_back(sub.getText());
+                out->push_back(Normalised(sub));
         }
     }
 };
@@ -185,7 +231,7 @@ public:
     }
 
     std::vector<std::string> lines;
-    std::string state;   ///< what the leaf keeps in the state file
+    std::string state; ///< what the leaf keeps in the state file
 
     bool ReadTB(TextBlock &block) override
     {
@@ -248,5 +294,34 @@ inline void RegisterTestNodes()
 }
 
 } // namespace kxtest
+
+/// Collects what the library prints (message window and warning log) while it lives.
+class kxOutputCapture {
+public:
+    kxOutputCapture() { Install(&Hook); }
+    ~kxOutputCapture() { Install(nullptr); }
+    std::string Messages() { return Take(messages_); }
+    std::string Warnings() { return Take(warnings_); }
+
+private:
+    static std::string Take(std::string &text)
+    {
+        std::string out;
+        out.swap(text);
+        return out;
+    }
+    static void Install(void (*hook)(int, const char *))
+    {
+        messages_.clear();
+        warnings_.clear();
+        InitialiseKXUtils("test", KXString("kxtest"), 1, nullptr, nullptr, nullptr, hook, nullptr);
+    }
+    static void Hook(int channel, const char *line)
+    {
+        (channel == kxWarningChannel ? warnings_ : messages_) += line;
+    }
+    static inline std::string messages_;
+    static inline std::string warnings_;
+};
 
 #endif

@@ -16,7 +16,9 @@
 // kxBaseRefPtr::CopyFrom / FindOrCreateCopy with one kxNodeObjCopyList for the whole copy, so
 // an object that several pointers share is copied once and the copies share it again, and a
 // cycle ends at the object already being copied. A plain copy (clone flag false) shares objects
-// that the tree owns instead of copying them; a clone copies them too.
+// that the tree owns instead of copying them; a clone copies them too. The target of CopyFrom
+// itself is not entered in the list (it may not be a shared object): a cycle that leads back to
+// the source reaches a new copy of it.
 //
 // The namespace argument of the copy operations takes the reserved handles of kxobject.h:
 // kxOwnNameSpace() (2) keeps the target's namespace, kxNoNameSpace() (1) gives it none, any

@@ -36,6 +36,11 @@ public:
     [[nodiscard]] bool SaveToFile(const char *filename);
     /// Reads the project from `filename` into this (empty, named) project node.
     [[nodiscard]] bool LoadFromFile(const char *filename);
+    /// The part of LoadFromFile after the file was read: both passes over the project's block
+    /// (already loaded from the file `filename`), the report, the modified flag, the state
+    /// file. kxProjectManager::ProjectOpen hands over the block it read, so the file is read
+    /// and scanned once.
+    [[nodiscard]] bool ReadFileBlock(const char *filename, TextBlock &block);
 
     virtual void setFilename(const char *filename) { filename_ = filename ? filename : ""; }
     [[nodiscard]] const KXString &getFilename() const { return filename_; }

@@ -67,8 +67,10 @@ public:
     void OnPublish() override;
 
 private:
+    /// OnOpenFile, leaving the project's block (read from the file) in `block`.
+    kxProjectNode *OpenFileBlock(const char *filename, const char *nodeName, TextBlock &block);
+
     kxMetaDataTable table_;
-    kxProjectManager *previous_ = nullptr;
 };
 
 /// Reads `block`'s signature into `sig` (its type points into the block: valid while the block
@@ -78,5 +80,8 @@ bool kxGetBlockSignature(TextBlock &block, TBlockSig *sig);
 /// the pending error when the file cannot be read; false with no error when it holds no
 /// further block.
 [[nodiscard]] bool kxLoadIntoBlock(TextBlock &block, const char *filename);
+/// The same from the start of a file already read into `buffer` (blank and comment lines
+/// before the first block are skipped).
+[[nodiscard]] bool kxLoadIntoBlock(TextBlock &block, FBuff &buffer);
 
 #endif

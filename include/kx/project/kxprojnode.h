@@ -72,7 +72,8 @@ public:
     /// error is pending afterwards, or the pending error has code 504.
     virtual bool PreloadVariables(TextBlock &block);
     /// Reads the node from its block. Base: checks the block type against the registered
-    /// signature (any minor version of the registered major), then reads the child blocks.
+    /// signature and the version with CanReadTextBlockVersion ("Expected version (%d.%d) in
+    /// block beginning\r\n%s\r\n" when refused), then reads the child blocks.
     virtual bool ReadTB(TextBlock &block);
     /// Writes the node as its block. Base: the registered signature, the node's name, the child
     /// blocks (WriteChildNodes).
