@@ -58,30 +58,17 @@ const json *Param(const json &params, const char *name, size_t position)
 json ResultValue(const kxCmdResult &result)
 {
     switch (result.type) {
-    case kxCmdValueDouble: return result.real;
-    case kxCmdValueInt: return result.integer;
-    case kxCmdValueComplex: return json::array({result.real, result.imag});
-    case kxCmdValueText:
-    case kxCmdValueObject: return result.text;
-    case kxCmdValueNone: break;
+    case kxCmdDouble: return result.real;
+    case kxCmdInt: return result.integer;
+    case kxCmdComplex: return json::array({result.real, result.imag});
+    case kxCmdText:
+    case kxCmdObject: return result.text;
+    case kxCmdNone: break;
     }
     return nullptr;
 }
 
 } // namespace
-
-const char *kxCmdValueTypeName(kxCmdValueType type)
-{
-    switch (type) {
-    case kxCmdValueDouble: return "double";
-    case kxCmdValueInt: return "int";
-    case kxCmdValueComplex: return "complex";
-    case kxCmdValueText: return "text";
-    case kxCmdValueObject: return "object";
-    case kxCmdValueNone: break;
-    }
-    return "none";
-}
 
 class kxCmdServerImpl {
 public:
@@ -95,6 +82,7 @@ public:
     void AppendPollFds(std::vector<pollfd> &fds) const;
     void Dispatch(const std::vector<pollfd> &fds);
     int NumClients() const;
+    bool Serving() const { return busy_; }
 
     bool running_ = false;
     int port_ = 0;
@@ -390,7 +378,7 @@ json kxCmdServerImpl::Execute(const kxRpcRequest &request)
         return kxRpcError(request.id, result.errorCode, result.errorText,
                           json{{"output", result.output}});
     return kxRpcResult(request.id, json{{"value", ResultValue(result)},
-                                        {"type", kxCmdValueTypeName(result.type)},
+                                        {"type", kxCommandValue::TypeName(result.type)},
                                         {"output", result.output}});
 }
 
@@ -477,6 +465,7 @@ int kxCmdServer::GetPort() const { return impl_->port_; }
 const std::string &kxCmdServer::GetToken() const { return impl_->token_; }
 const std::string &kxCmdServer::GetConnectionFile() const { return impl_->file_; }
 int kxCmdServer::GetNumClients() const { return impl_->NumClients(); }
+bool kxCmdServer::IsServing() const { return impl_->Serving(); }
 bool kxCmdServer::Poll(int timeoutMs) { return impl_->Poll(timeoutMs); }
 void kxCmdServer::AppendPollFds(std::vector<pollfd> &fds) const { impl_->AppendPollFds(fds); }
 void kxCmdServer::Dispatch(const std::vector<pollfd> &fds) { impl_->Dispatch(fds); }

@@ -38,26 +38,26 @@ public:
         kxCmdResult r;
         r.output = "out:" + command;
         if (command == "d") {
-            r.type = kxCmdValueDouble;
+            r.type = kxCmdDouble;
             r.real = 2.5;
         } else if (command == "i") {
-            r.type = kxCmdValueInt;
+            r.type = kxCmdInt;
             r.integer = -42;
         } else if (command == "c") {
-            r.type = kxCmdValueComplex;
+            r.type = kxCmdComplex;
             r.real = 1;
             r.imag = -2;
         } else if (command == "o") {
-            r.type = kxCmdValueObject;
+            r.type = kxCmdObject;
             r.text = "app.subnodes[1]";
         } else if (command == "n") {
-            r.type = kxCmdValueNone;
+            r.type = kxCmdNone;
         } else if (command == "fail") {
             r.ok = false;
             r.errorCode = 504;
             r.errorText = "unknown member \"zz\"";
         } else {
-            r.type = kxCmdValueText;
+            r.type = kxCmdText;
             r.text = command;
         }
         return r;

@@ -51,30 +51,19 @@
 #include <string>
 #include <vector>
 
+#include "kx/commands/command_line.h"
+
 struct pollfd;
 
 constexpr int kxCmdServerDefaultPort = 5101;
 constexpr int kxCmdServerMaxClients = 16;
 constexpr size_t kxCmdServerMaxMessage = 1 << 20;
 
-/// The type of a command's result, as the protocol names it.
-enum kxCmdValueType {
-    kxCmdValueNone = 0,
-    kxCmdValueDouble,
-    kxCmdValueInt,
-    kxCmdValueComplex,
-    kxCmdValueText,
-    kxCmdValueObject
-};
-
-/// The protocol name of a value type ("none", "double", "int", "complex", "text", "object").
-[[nodiscard]] const char *kxCmdValueTypeName(kxCmdValueType type);
-
 /// What one executed command gives back. On failure (`ok` false) `errorCode` and `errorText`
 /// hold the system's error; `output` is what the command printed in either case.
 struct kxCmdResult {
     bool ok = true;
-    kxCmdValueType type = kxCmdValueNone;
+    kxCmdValueType type = kxCmdNone;
     double real = 0;       ///< double, and the real part of a complex
     double imag = 0;       ///< imaginary part of a complex
     long long integer = 0; ///< int
@@ -124,6 +113,8 @@ public:
     [[nodiscard]] const std::string &GetConnectionFile() const;
     /// Clients connected now, authenticated or not.
     [[nodiscard]] int GetNumClients() const;
+    /// True while the server is handling received requests (a command of a client runs).
+    [[nodiscard]] bool IsServing() const;
 
     /// Waits up to `timeoutMs` (-1: without limit, 0: not at all) for activity and handles it:
     /// new connections, received requests (executed at once), pending output. Returns false
