@@ -4,7 +4,8 @@ set -euo pipefail
 pkgs=(build-essential cmake ninja-build pkg-config git
       libgtest-dev libgmock-dev libbenchmark-dev
       libpcre2-dev libpolyclipping-dev libboost-dev libmuparser-dev
-      clang libclang-rt-14-dev)
+      clang libclang-rt-14-dev
+      nlohmann-json3-dev libreadline-dev python3-pytest)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
