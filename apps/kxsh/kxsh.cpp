@@ -352,7 +352,10 @@ int Console::Loop(bool interactive)
             else
                 stdinOpen = ReadStdin();
         }
+        // A client's command may run now: Ctrl-C stops it like one typed here.
+        gExecuting = 1;
         server.Dispatch(fds);
+        gExecuting = 0;
         if (commands_.ExitRequested())
             quit_ = true;
     }
