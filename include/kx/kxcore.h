@@ -6,5 +6,6 @@
 #include "kx/objects.h"
 #include "kx/expressions.h"
 #include "kx/geometry.h"
+#include "kx/project.h"
 
 #endif
