@@ -5,7 +5,8 @@ pkgs=(build-essential cmake ninja-build pkg-config git
       libgtest-dev libgmock-dev libbenchmark-dev
       libpcre2-dev libpolyclipping-dev libyaml-cpp-dev libboost-dev libmuparser-dev
       libopenblas-dev liblapacke-dev libfftw3-dev libcminpack-dev libeigen3-dev libgsl-dev
-      python3 python3-mpmath valgrind
+      nlohmann-json3-dev libreadline-dev
+      python3 python3-pytest python3-mpmath valgrind
       clang libclang-rt-14-dev clang-format)
 missing=()
 for p in "${pkgs[@]}"; do
