@@ -8,5 +8,8 @@
 #include "kx/geometry.h"
 #include "kx/numerics.h"
 #include "kx/project.h"
+#include "kx/commands.h"
+#include "kx/materials.h"
+#include "kx/app.h"
 
 #endif
