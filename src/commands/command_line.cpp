@@ -1503,7 +1503,10 @@ void kxCommandObject::SetArguments(const char *arguments)
         kxNamedVariable *v = nameSpace_->GetVariableByName(name.c_str(), false);
         if (!v) {
             v = new kxNamedVariable(nameSpace_.get()); // owned by the namespace
-            v->SetName(name.c_str());
+            if (!v->SetName(name.c_str())) { // "nargs" and "argN" are valid and were absent
+                delete v;
+                return;
+            }
         }
         v->SetValue(value);
     };

@@ -182,7 +182,7 @@ protected:
     void Define(const char *name, const char *value)
     {
         auto *v = new kxNamedVariable(&projectNs);
-        v->SetName(name);
+        ASSERT_TRUE(v->SetName(name));
         v->SetValueOrExpression(value);
     }
     /// Runs a command that must succeed and returns its output.
