@@ -108,13 +108,6 @@ constexpr int kxExprMaxStack = 1024;
 constexpr int kxExprMaxDepth = 200;
 static_assert(kxExprMaxStack < 65536, "stack sizes are kept in 16 bits");
 
-// Internal members bound inside the library (no interposition, direct calls).
-#if defined(__GNUC__)
-#define KX_LIBRARY_INTERNAL __attribute__((visibility("hidden")))
-#else
-#define KX_LIBRARY_INTERNAL
-#endif
-
 /// DeclareParam flag: the parameter is a vector, used as name[index].
 constexpr int kxParamVector = 1;
 
@@ -375,7 +368,8 @@ public:
 
 private:
     enum State : uint8_t { NotCompiled, Compiled, Failed };
-    class Compiler;
+    class Compiler;    ///< text to program, with the optimiser's rewrites
+    class Evaluator;   ///< runs the program
     /// What only some programs need: prepared spline and lininterp tables, a value stack for
     /// programs too deep for the one on the machine stack, the text of a failed compilation.
     struct Extras {
@@ -384,11 +378,6 @@ private:
         std::vector<T> stackSpace;
         KXString failure;
     };
-    /// Runs a program that ends with its end instruction.
-    template <class Values>
-    KX_LIBRARY_INTERNAL T Run(const KXExprInstr<T> *code, int stackSize, const Values &values) const;
-    [[nodiscard]] KX_LIBRARY_INTERNAL bool Prepare();
-    [[nodiscard]] KX_LIBRARY_INTERNAL bool CheckUsedValues(bool scalarsGiven) const;
     /// Turns the plain names into full parameter records (kept from then on).
     void MakeParamRecords();
     Extras &MakeExtras();
