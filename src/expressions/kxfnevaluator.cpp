@@ -44,13 +44,20 @@ bool KXExpressionT<T>::Evaluator::CheckUsedValues(const KXExpressionT &e, bool s
 }
 
 template <class T>
+T KXExpressionT<T>::Evaluator::CheckAndRun(KXExpressionT &e)
+{
+    if (!Prepare(e) || !CheckUsedValues(e, false))
+        return T();
+    e.valuesChecked_ = !e.usesVector_;
+    return Run(e, e.code_.get(), e.maxStack_, OwnValues<T>{e.params_.data()});
+}
+
+// The usual case, a compiled formula whose values were found set, goes straight to the program.
+template <class T>
 T KXExpressionT<T>::Evaluate()
 {
-    if (!valuesChecked_ || state_ != Compiled) {
-        if (!Evaluator::Prepare(*this) || !Evaluator::CheckUsedValues(*this, false))
-            return T();
-        valuesChecked_ = !usesVector_;
-    }
+    if (!valuesChecked_ || state_ != Compiled)
+        return Evaluator::CheckAndRun(*this);
     return Evaluator::Run(*this, code_.get(), maxStack_, OwnValues<T>{params_.data()});
 }
 

@@ -35,6 +35,8 @@ public:
     KX_LIBRARY_INTERNAL static bool Prepare(KXExpressionT &e);
     /// False (error record set) when a parameter the program reads has no value.
     KX_LIBRARY_INTERNAL static bool CheckUsedValues(const KXExpressionT &e, bool scalarsGiven);
+    /// Evaluate() of a formula not known to be compiled with its values set.
+    KX_LIBRARY_INTERNAL static T CheckAndRun(KXExpressionT &e);
 
 private:
     static T ComplexArgument(const char *function)
@@ -47,7 +49,8 @@ private:
 // Depth d uses slots 1 .. d of the value stack (the values below the top are stack[2] .. *sp;
 // the first push parks the empty initial top in stack[1], so depth d has sp at stack + d), and a
 // call spills one more. Deep programs use the space reserved when they were compiled; slot 0 is
-// never used.
+// never used. The compiler leaves exactly one value, so the end instruction returns the top.
+// clang-format off
 template <class T>
 template <class Values>
 T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> *code,
@@ -55,16 +58,14 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
 {
     using namespace kxfn;
     alignas(T) unsigned char raw[sizeof(T) * (kLocalStack + 2)];
-    T *const stack =
-        stackSize <= kLocalStack ? reinterpret_cast<T *>(raw) : e.extras_->stackSpace.data();
-    T *sp = stack;
+    T *sp = stackSize <= kLocalStack ? reinterpret_cast<T *>(raw) : e.extras_->stackSpace.data();
     T top = T();
     const KXExprInstr<T> *in = code;
-#define KX_PUSH(value)                                                                             \
-    do {                                                                                           \
-        const T pushed = (value);                                                                  \
-        *++sp = top;                                                                               \
-        top = pushed;                                                                              \
+#define KX_PUSH(value)            \
+    do {                          \
+        const T pushed = (value); \
+        *++sp = top;              \
+        top = pushed;             \
     } while (0)
 #ifdef KX_THREADED_DISPATCH
     // Each handler jumps straight to the handler of the next instruction.
@@ -75,44 +76,36 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
     };
     static_assert(sizeof(handlers) / sizeof(handlers[0]) == kxOpCount, "one handler per opcode");
 #define KX_CASE(name) L_##name:
-#define KX_NEXT()                                                                                  \
-    {                                                                                              \
-        ++in;                                                                                      \
-        goto *handlers[in->op];                                                                    \
+#define KX_NEXT()               \
+    {                           \
+        ++in;                   \
+        goto *handlers[in->op]; \
     }
     goto *handlers[in->op];
     {
 #else
 #define KX_CASE(name) case op##name:
-#define KX_NEXT()                                                                                  \
-    {                                                                                              \
-        ++in;                                                                                      \
-        continue;                                                                                  \
+#define KX_NEXT() \
+    {             \
+        ++in;     \
+        continue; \
     }
     for (;;) {
         switch (static_cast<KXOp>(in->op)) {
 #endif
-        KX_CASE(Const) KX_PUSH(in->constant);
-        KX_NEXT();
-        KX_CASE(Param) KX_PUSH(values(in->arg));
-        KX_NEXT();
-        KX_CASE(Neg) top = T() - top;
-        KX_NEXT(); // 0 - x keeps a zero imaginary part positive
-        KX_CASE(Sqr) top = top * top;
-        KX_NEXT();
-        KX_CASE(Add) top = *sp-- + top;
-        KX_NEXT();
-        KX_CASE(Sub) top = *sp-- - top;
-        KX_NEXT();
-        KX_CASE(Mul) top = *sp-- * top;
-        KX_NEXT();
+        KX_CASE(Const) KX_PUSH(in->constant); KX_NEXT();
+        KX_CASE(Param) KX_PUSH(values(in->arg)); KX_NEXT();
+        KX_CASE(Neg) top = T() - top; KX_NEXT();   // 0 - x keeps a zero imaginary part positive
+        KX_CASE(Sqr) top = top * top; KX_NEXT();
+        KX_CASE(Add) top = *sp-- + top; KX_NEXT();
+        KX_CASE(Sub) top = *sp-- - top; KX_NEXT();
+        KX_CASE(Mul) top = *sp-- * top; KX_NEXT();
         KX_CASE(Div)
-        if (IsZeroValue(top))
-            return Fault<T>(kDivisionByZero);
-        top = *sp-- / top;
-        KX_NEXT();
-        KX_CASE(Pow)
-        {
+            if (IsZeroValue(top))
+                return Fault<T>(kDivisionByZero);
+            top = *sp-- / top;
+            KX_NEXT();
+        KX_CASE(Pow) {
             T r;
             if (!PowerOf(*sp, top, r))
                 return T();
@@ -120,152 +113,108 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
             --sp;
             KX_NEXT();
         }
-        KX_CASE(AddK) top += in->constant;
-        KX_NEXT();
-        KX_CASE(SubK) top -= in->constant;
-        KX_NEXT();
-        KX_CASE(MulK) top *= in->constant;
-        KX_NEXT();
+        KX_CASE(AddK) top += in->constant; KX_NEXT();
+        KX_CASE(SubK) top -= in->constant; KX_NEXT();
+        KX_CASE(MulK) top *= in->constant; KX_NEXT();
         KX_CASE(DivK)
-        if (IsZeroValue(in->constant))
-            return Fault<T>(kDivisionByZero);
-        top /= in->constant;
-        KX_NEXT();
-        KX_CASE(PowK)
-        {
+            if (IsZeroValue(in->constant))
+                return Fault<T>(kDivisionByZero);
+            top /= in->constant;
+            KX_NEXT();
+        KX_CASE(PowK) {
             T r;
             if (!PowerOf(top, in->constant, r))
                 return T();
             top = r;
             KX_NEXT();
         }
-        KX_CASE(AddP) top += values(in->arg);
-        KX_NEXT();
-        KX_CASE(SubP) top -= values(in->arg);
-        KX_NEXT();
-        KX_CASE(MulP) top *= values(in->arg);
-        KX_NEXT();
-        KX_CASE(DivP)
-        {
+        KX_CASE(AddP) top += values(in->arg); KX_NEXT();
+        KX_CASE(SubP) top -= values(in->arg); KX_NEXT();
+        KX_CASE(MulP) top *= values(in->arg); KX_NEXT();
+        KX_CASE(DivP) {
             const T &d = values(in->arg);
             if (IsZeroValue(d))
                 return Fault<T>(kDivisionByZero);
             top /= d;
             KX_NEXT();
         }
-        KX_CASE(PowP)
-        {
+        KX_CASE(PowP) {
             T r;
             if (!PowerOf(top, values(in->arg), r))
                 return T();
             top = r;
             KX_NEXT();
         }
-        KX_CASE(AddPK) KX_PUSH(values(in->arg) + in->constant);
-        KX_NEXT();
-        KX_CASE(SubPK) KX_PUSH(values(in->arg) - in->constant);
-        KX_NEXT();
-        KX_CASE(MulPK) KX_PUSH(values(in->arg) * in->constant);
-        KX_NEXT();
+        KX_CASE(AddPK) KX_PUSH(values(in->arg) + in->constant); KX_NEXT();
+        KX_CASE(SubPK) KX_PUSH(values(in->arg) - in->constant); KX_NEXT();
+        KX_CASE(MulPK) KX_PUSH(values(in->arg) * in->constant); KX_NEXT();
         KX_CASE(DivPK)
-        if (IsZeroValue(in->constant))
-            return Fault<T>(kDivisionByZero);
-        KX_PUSH(values(in->arg) / in->constant);
-        KX_NEXT();
-        KX_CASE(PowPK)
-        {
+            if (IsZeroValue(in->constant))
+                return Fault<T>(kDivisionByZero);
+            KX_PUSH(values(in->arg) / in->constant);
+            KX_NEXT();
+        KX_CASE(PowPK) {
             T r;
             if (!PowerOf(values(in->arg), in->constant, r))
                 return T();
             KX_PUSH(r);
             KX_NEXT();
         }
-        KX_CASE(AddPP) KX_PUSH(values(in->arg) + values(in->index2));
-        KX_NEXT();
-        KX_CASE(SubPP) KX_PUSH(values(in->arg) - values(in->index2));
-        KX_NEXT();
-        KX_CASE(MulPP) KX_PUSH(values(in->arg) * values(in->index2));
-        KX_NEXT();
-        KX_CASE(DivPP)
-        {
+        KX_CASE(AddPP) KX_PUSH(values(in->arg) + values(in->index2)); KX_NEXT();
+        KX_CASE(SubPP) KX_PUSH(values(in->arg) - values(in->index2)); KX_NEXT();
+        KX_CASE(MulPP) KX_PUSH(values(in->arg) * values(in->index2)); KX_NEXT();
+        KX_CASE(DivPP) {
             const T &d = values(in->index2);
             if (IsZeroValue(d))
                 return Fault<T>(kDivisionByZero);
             KX_PUSH(values(in->arg) / d);
             KX_NEXT();
         }
-        KX_CASE(PowPP)
-        {
+        KX_CASE(PowPP) {
             T r;
             if (!PowerOf(values(in->arg), values(in->index2), r))
                 return T();
             KX_PUSH(r);
             KX_NEXT();
         }
-        KX_CASE(SubKP) KX_PUSH(in->constant - values(in->arg));
-        KX_NEXT();
-        KX_CASE(AddMulPP) top += values(in->arg) * values(in->index2);
-        KX_NEXT();
-        KX_CASE(SubMulPP) top -= values(in->arg) * values(in->index2);
-        KX_NEXT();
-        KX_CASE(AddMulPK) top += values(in->arg) * in->constant;
-        KX_NEXT();
-        KX_CASE(SubMulPK) top -= values(in->arg) * in->constant;
-        KX_NEXT();
-        KX_CASE(DivKP)
-        {
+        KX_CASE(SubKP) KX_PUSH(in->constant - values(in->arg)); KX_NEXT();
+        KX_CASE(AddMulPP) top += values(in->arg) * values(in->index2); KX_NEXT();
+        KX_CASE(SubMulPP) top -= values(in->arg) * values(in->index2); KX_NEXT();
+        KX_CASE(AddMulPK) top += values(in->arg) * in->constant; KX_NEXT();
+        KX_CASE(SubMulPK) top -= values(in->arg) * in->constant; KX_NEXT();
+        KX_CASE(DivKP) {
             const T &d = values(in->arg);
             if (IsZeroValue(d))
                 return Fault<T>(kDivisionByZero);
             KX_PUSH(in->constant / d);
             KX_NEXT();
         }
-        KX_CASE(PowKP)
-        {
+        KX_CASE(PowKP) {
             T r;
             if (!PowerOf(in->constant, values(in->arg), r))
                 return T();
             KX_PUSH(r);
             KX_NEXT();
         }
-        KX_CASE(EqPK) KX_PUSH(Re(values(in->arg)) == Re(in->constant) ? 1.0 : 0.0);
-        KX_NEXT();
-        KX_CASE(NePK) KX_PUSH(Re(values(in->arg)) != Re(in->constant) ? 1.0 : 0.0);
-        KX_NEXT();
-        KX_CASE(LtPK) KX_PUSH(Re(values(in->arg)) < Re(in->constant) ? 1.0 : 0.0);
-        KX_NEXT();
-        KX_CASE(LePK) KX_PUSH(Re(values(in->arg)) <= Re(in->constant) ? 1.0 : 0.0);
-        KX_NEXT();
-        KX_CASE(GtPK) KX_PUSH(Re(values(in->arg)) > Re(in->constant) ? 1.0 : 0.0);
-        KX_NEXT();
-        KX_CASE(GePK) KX_PUSH(Re(values(in->arg)) >= Re(in->constant) ? 1.0 : 0.0);
-        KX_NEXT();
-        KX_CASE(Eq) top = Re(*sp--) == Re(top) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(Ne) top = Re(*sp--) != Re(top) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(Lt) top = Re(*sp--) < Re(top) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(Le) top = Re(*sp--) <= Re(top) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(Gt) top = Re(*sp--) > Re(top) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(Ge) top = Re(*sp--) >= Re(top) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(EqK) top = Re(top) == Re(in->constant) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(NeK) top = Re(top) != Re(in->constant) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(LtK) top = Re(top) < Re(in->constant) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(LeK) top = Re(top) <= Re(in->constant) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(GtK) top = Re(top) > Re(in->constant) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(GeK) top = Re(top) >= Re(in->constant) ? 1.0 : 0.0;
-        KX_NEXT();
-        KX_CASE(JumpIfFalse)
-        {
+        KX_CASE(EqPK) KX_PUSH(Re(values(in->arg)) == Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        KX_CASE(NePK) KX_PUSH(Re(values(in->arg)) != Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        KX_CASE(LtPK) KX_PUSH(Re(values(in->arg)) < Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        KX_CASE(LePK) KX_PUSH(Re(values(in->arg)) <= Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        KX_CASE(GtPK) KX_PUSH(Re(values(in->arg)) > Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        KX_CASE(GePK) KX_PUSH(Re(values(in->arg)) >= Re(in->constant) ? 1.0 : 0.0); KX_NEXT();
+        KX_CASE(Eq) top = Re(*sp--) == Re(top) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(Ne) top = Re(*sp--) != Re(top) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(Lt) top = Re(*sp--) < Re(top) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(Le) top = Re(*sp--) <= Re(top) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(Gt) top = Re(*sp--) > Re(top) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(Ge) top = Re(*sp--) >= Re(top) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(EqK) top = Re(top) == Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(NeK) top = Re(top) != Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(LtK) top = Re(top) < Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(LeK) top = Re(top) <= Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(GtK) top = Re(top) > Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(GeK) top = Re(top) >= Re(in->constant) ? 1.0 : 0.0; KX_NEXT();
+        KX_CASE(JumpIfFalse) {
             const double c = Re(top);
             top = *sp--;
             if (std::isnan(c))
@@ -274,10 +223,8 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
                 in = code + in->arg - 1;
             KX_NEXT();
         }
-        KX_CASE(Jump) in = code + in->arg - 1;
-        KX_NEXT();
-        KX_CASE(Call)
-        {
+        KX_CASE(Jump) in = code + in->arg - 1; KX_NEXT();
+        KX_CASE(Call) {
             // The arguments are the n topmost values: spill the cached top to make them one run.
             const int n = in->arg;
             *++sp = top;
@@ -289,8 +236,7 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
             KX_NEXT();
         }
         KX_CASE(Max)
-        KX_CASE(Min)
-        {
+        KX_CASE(Min) {
             const int n = in->arg;
             *++sp = top;
             sp -= n;
@@ -302,25 +248,22 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
         }
         KX_CASE(MaxK)
         KX_CASE(MinK)
-        if (HasImag(top))
-            return ComplexArgument(in->op == opMaxK ? "max" : "min");
-        if (in->op == opMaxK ? Re(in->constant) > Re(top) : Re(in->constant) < Re(top))
-            top = in->constant;
-        else
-            top = Re(top);
-        KX_NEXT();
-        KX_CASE(Spline)
-        {
+            if (HasImag(top))
+                return ComplexArgument(in->op == opMaxK ? "max" : "min");
+            if (in->op == opMaxK ? Re(in->constant) > Re(top) : Re(in->constant) < Re(top))
+                top = in->constant;
+            else
+                top = Re(top);
+            KX_NEXT();
+        KX_CASE(Spline) {
             const double x = Re(top);
             if constexpr (std::is_same<T, double>::value)
                 top = e.extras_->tables[in->arg]->Evaluate(x);
             else
-                top = T(e.extras_->tables[in->arg]->Evaluate(x),
-                        e.extras_->tables[in->arg + 1]->Evaluate(x));
+                top = T(e.extras_->tables[in->arg]->Evaluate(x), e.extras_->tables[in->arg + 1]->Evaluate(x));
             KX_NEXT();
         }
-        KX_CASE(LinInterpN)
-        {
+        KX_CASE(LinInterpN) {
             const int n = in->arg;
             *++sp = top;
             sp -= n;
@@ -331,19 +274,17 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
             top = r;
             KX_NEXT();
         }
-        KX_CASE(LinInterp)
-        {
+        KX_CASE(LinInterp) {
             if (HasImag(top))
                 return Fault<T>(kComplexLinInterpPosition);
             const std::vector<T> &table = *e.extras_->linTables[in->arg];
             top = LinInterpIncreasing(table.data(), static_cast<int>(table.size()) / 2, Re(top));
             KX_NEXT();
         }
-        KX_CASE(VecElem)
-        {
+        KX_CASE(VecElem) {
             const KXParameterT<T> &p = e.params_[in->arg];
             const double at = Re(top);
-            const int i = std::isnan(at)  ? INT_MIN
+            const int i = std::isnan(at) ? INT_MIN
                           : at <= INT_MIN ? INT_MIN
                           : at >= INT_MAX ? INT_MAX
                                           : kxRoundDoubleToNearestInt(at);
@@ -355,23 +296,18 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
             KX_NEXT();
         }
         KX_CASE(Sqrt)
-        if constexpr (std::is_same<T, double>::value) {
-            if (top < 0.0)
-                return Fault<T>(kNegativeSqrt);
-        }
-        top = std::sqrt(top);
-        KX_NEXT();
-        KX_CASE(Sin) top = std::sin(top);
-        KX_NEXT();
-        KX_CASE(Cos) top = std::cos(top);
-        KX_NEXT();
-        KX_CASE(Exp) top = std::exp(top);
-        KX_NEXT();
-        KX_CASE(Sign)
-        KX_CASE(Abs) KX_CASE(Tan) KX_CASE(Sinh) KX_CASE(Cosh) KX_CASE(Tanh) KX_CASE(Ln)
-            KX_CASE(Log10) KX_CASE(Asin) KX_CASE(Acos) KX_CASE(Atan) KX_CASE(Real) KX_CASE(Imag)
-                KX_CASE(Arg)
-        {
+            if constexpr (std::is_same<T, double>::value) {
+                if (top < 0.0)
+                    return Fault<T>(kNegativeSqrt);
+            }
+            top = std::sqrt(top);
+            KX_NEXT();
+        KX_CASE(Sin) top = std::sin(top); KX_NEXT();
+        KX_CASE(Cos) top = std::cos(top); KX_NEXT();
+        KX_CASE(Exp) top = std::exp(top); KX_NEXT();
+        KX_CASE(Sign) KX_CASE(Abs) KX_CASE(Tan) KX_CASE(Sinh) KX_CASE(Cosh) KX_CASE(Tanh)
+        KX_CASE(Ln) KX_CASE(Log10) KX_CASE(Asin) KX_CASE(Acos) KX_CASE(Atan) KX_CASE(Real)
+        KX_CASE(Imag) KX_CASE(Arg) {
             T x = top;
             if (!ApplyUnary(in->op, x))
                 return T();
@@ -379,21 +315,19 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
             KX_NEXT();
         }
         KX_CASE(End)
-        goto finished;
+            return top;
 #ifndef KX_THREADED_DISPATCH
-    case kxOpCount: break;
-    }
-    KX_CODE_ERROR("unknown instruction");
-    return T();
+        case kxOpCount:
+            break;
+        }
+        KX_CODE_ERROR("unknown instruction");
+        return T();
 #endif
-}
-finished :
+    }
 #undef KX_CASE
 #undef KX_NEXT
 #undef KX_PUSH
-    return sp == stack + 1
-    ? top
-    : T();
 }
+// clang-format on
 
 #endif
