@@ -17,7 +17,8 @@ bool KXExpressionT<T>::Compiler::Fold(const KXExprInstr<T> *code, int count, T &
     std::vector<KXExprInstr<T>> slice(code, code + count);
     slice.emplace_back();
     slice.back().op = opEnd;
-    value = Evaluator::Run(e_, slice.data(), count, kxfn::ArrayValues<T>{nullptr});
+    T *deep = count > kLocalStack ? e_.extras_->stackSpace.data() : nullptr;
+    value = Evaluator::Run(slice.data(), deep, kxfn::SlotValues<T>{nullptr});
     if (int(error) != 0) {
         error.reset();
         return false;
@@ -64,6 +65,8 @@ bool KXExpressionT<T>::Compile()
     code_.reset(new KXExprInstr<T>[program.size()]);
     std::copy(program.begin(), program.end(), code_.get());
     valuesChecked_ = false;
+    slots_ = SlotIndex;
+    Evaluator::Bind(*this, SlotArray);
     state_ = Compiled;
     return true;
 }

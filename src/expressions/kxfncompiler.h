@@ -732,11 +732,11 @@ private:
         const int jump = static_cast<int>(code_.size());
         Emit(opJump, 0, 0, 0);
         --stack_; // the second branch pushes in place of the first
-        code_[jumpIfFalse].arg = static_cast<int>(code_.size());
+        code_[jumpIfFalse].arg = static_cast<int>(code_.size()) - jumpIfFalse; // relative
         barrier_ = static_cast<int>(code_.size());
         if (!ParseArgument(src, args[2]))
             return;
-        code_[jump].arg = static_cast<int>(code_.size());
+        code_[jump].arg = static_cast<int>(code_.size()) - jump;
         barrier_ = static_cast<int>(code_.size());
     }
 };

@@ -3,9 +3,21 @@
 
 #include "kxfnevaluator.h"
 
-using kxfn::ArrayValues;
 using kxfn::Cx;
-using kxfn::OwnValues;
+using kxfn::SlotValues;
+
+namespace {
+
+// Byte distance from a parameter record to its value.
+template <class T>
+int ValueShift()
+{
+    static const KXParameterT<T> probe;
+    return static_cast<int>(reinterpret_cast<const char *>(&probe.Value()) -
+                            reinterpret_cast<const char *>(&probe));
+}
+
+} // namespace
 
 template <class T>
 bool KXExpressionT<T>::Evaluator::Prepare(KXExpressionT &e)
@@ -28,7 +40,8 @@ bool KXExpressionT<T>::Evaluator::CheckUsedValues(const KXExpressionT &e, bool s
     const bool records = e.names_.Count() == 0;
     for (const KXExprInstr<T> *in = e.code_.get(); in->op != opEnd; ++in) {
         for (int k = 0; k < kxOpReads(in->op); ++k) {
-            const int i = k == 0 ? in->arg : in->index2;
+            const int v = k == 0 ? in->arg : in->index2;
+            const int i = in->op == opVecElem ? v : ParamIndex(e, v);
             bool missing = !scalarsGiven; // a plain name never has a value of its own
             if (records) {
                 const KXParameterT<T> &p = e.params_[i];
@@ -44,32 +57,74 @@ bool KXExpressionT<T>::Evaluator::CheckUsedValues(const KXExpressionT &e, bool s
 }
 
 template <class T>
+int KXExpressionT<T>::Evaluator::ParamIndex(const KXExpressionT &e, int v)
+{
+    if (e.slots_ == SlotRecords)
+        return (v - ValueShift<T>()) / static_cast<int>(sizeof(KXParameterT<T>));
+    if (e.slots_ == SlotArray)
+        return v / static_cast<int>(sizeof(T));
+    return v;
+}
+
+template <class T>
+void KXExpressionT<T>::Evaluator::Bind(KXExpressionT &e, Slots layout)
+{
+    const int stride =
+        static_cast<int>(layout == SlotRecords ? sizeof(KXParameterT<T>) : sizeof(T));
+    const int shift = layout == SlotRecords ? ValueShift<T>() : 0;
+    for (KXExprInstr<T> *in = e.code_.get(); in->op != opEnd; ++in) {
+        switch (in->op) {
+        case opVecElem: in->data = &e.params_[in->arg]; continue;
+        case opSpline: in->data = &e.extras_->tables[in->arg]; continue;
+        case opLinInterp: in->data = e.extras_->linTables[in->arg].get(); continue;
+        default: break;
+        }
+        const int reads = kxOpReads(in->op);
+        if (reads >= 1)
+            in->arg = ParamIndex(e, in->arg) * stride + shift;
+        if (reads == 2)
+            in->index2 = ParamIndex(e, in->index2) * stride + shift;
+    }
+    e.slots_ = layout;
+}
+
+template <class T>
 T KXExpressionT<T>::Evaluator::CheckAndRun(KXExpressionT &e)
 {
     if (!Prepare(e) || !CheckUsedValues(e, false))
         return T();
+    if (e.slots_ != SlotRecords)
+        Bind(e, SlotRecords);
     e.valuesChecked_ = !e.usesVector_;
-    return Run(e, e.code_.get(), e.maxStack_, OwnValues<T>{e.params_.data()});
+    return Run(e.code_.get(), DeepStack(e),
+               SlotValues<T>{reinterpret_cast<const char *>(e.params_.data())});
 }
 
-// The usual case, a compiled formula whose values were found set, goes straight to the program.
+// The usual case, a compiled formula bound to its parameter records whose values were found
+// set, goes straight to the program.
 template <class T>
 T KXExpressionT<T>::Evaluate()
 {
     if (!valuesChecked_ || state_ != Compiled)
         return Evaluator::CheckAndRun(*this);
-    return Evaluator::Run(*this, code_.get(), maxStack_, OwnValues<T>{params_.data()});
+    return Evaluator::Run(code_.get(), Evaluator::DeepStack(*this),
+                          SlotValues<T>{reinterpret_cast<const char *>(params_.data())});
 }
 
 template <class T>
 T KXExpressionT<T>::Evaluate(const T *values)
 {
-    if (state_ != Compiled || usesVector_) {
+    if (state_ != Compiled || usesVector_ || slots_ != SlotArray) {
         if (!Evaluator::Prepare(*this) || !Evaluator::CheckUsedValues(*this, true))
             return T();
+        if (slots_ != SlotArray) {
+            Evaluator::Bind(*this, SlotArray);
+            valuesChecked_ = false; // Evaluate() binds to the records again
+        }
     }
     KX_CHECK_MSG(values || !usesParams_, T(), "no parameter values given");
-    return Evaluator::Run(*this, code_.get(), maxStack_, ArrayValues<T>{values});
+    return Evaluator::Run(code_.get(), Evaluator::DeepStack(*this),
+                          SlotValues<T>{reinterpret_cast<const char *>(values)});
 }
 
 template double KXExpressionT<double>::Evaluate();

@@ -15,6 +15,8 @@
 #include "kx/foundation/kxmath.h"
 
 #include <climits>
+#include <memory>
+#include <vector>
 #include <cmath>
 #include <type_traits>
 
@@ -28,9 +30,18 @@ public:
     /// Runs a program that ends with its end instruction, reading the parameters through
     /// `values`; it stops at the first operation that leaves the error record set (when it was
     /// clear at the start) and returns 0. stackSize: the slots the program needs.
-    template <class Values>
-    KX_LIBRARY_INTERNAL static T Run(const KXExpressionT &e, const KXExprInstr<T> *code,
-                                     int stackSize, Values values);
+    KX_LIBRARY_INTERNAL static T Run(const KXExprInstr<T> *code, T *deepStack,
+                                     kxfn::SlotValues<T> values);
+    /// Binds the program to the layout of the values it will read (parameter records or the
+    /// caller's array) and to the tables and vector parameters of `e`.
+    KX_LIBRARY_INTERNAL static void Bind(KXExpressionT &e, Slots layout);
+    /// The stack space of a deep program (null for one that fits on the machine stack).
+    static T *DeepStack(const KXExpressionT &e)
+    {
+        return e.maxStack_ > kxfn::kLocalStack ? e.extras_->stackSpace.data() : nullptr;
+    }
+    /// The index of the parameter that operand value v of a bound program refers to.
+    static int ParamIndex(const KXExpressionT &e, int v);
     /// Compiles when needed; false (error record set) when the formula does not compile.
     KX_LIBRARY_INTERNAL static bool Prepare(KXExpressionT &e);
     /// False (error record set) when a parameter the program reads has no value.
@@ -52,13 +63,13 @@ private:
 // never used. The compiler leaves exactly one value, so the end instruction returns the top.
 // clang-format off
 template <class T>
-template <class Values>
-T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> *code,
-                                   int stackSize, Values values)
+T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
+                                   kxfn::SlotValues<T> values)
 {
     using namespace kxfn;
+    using SplinePtr = std::shared_ptr<const CSpline>;
     alignas(T) unsigned char raw[sizeof(T) * (kLocalStack + 2)];
-    T *sp = stackSize <= kLocalStack ? reinterpret_cast<T *>(raw) : e.extras_->stackSpace.data();
+    T *sp = deepStack ? deepStack : reinterpret_cast<T *>(raw);
     T top = T();
     const KXExprInstr<T> *in = code;
 #define KX_PUSH(value)            \
@@ -220,10 +231,10 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
             if (std::isnan(c))
                 return Fault<T>(kConditionError);
             if (c == 0.0)
-                in = code + in->arg - 1;
+                in += in->arg - 1;
             KX_NEXT();
         }
-        KX_CASE(Jump) in = code + in->arg - 1; KX_NEXT();
+        KX_CASE(Jump) in += in->arg - 1; KX_NEXT();
         KX_CASE(Call) {
             // The arguments are the n topmost values: spill the cached top to make them one run.
             const int n = in->arg;
@@ -258,9 +269,10 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
         KX_CASE(Spline) {
             const double x = Re(top);
             if constexpr (std::is_same<T, double>::value)
-                top = e.extras_->tables[in->arg]->Evaluate(x);
+                top = static_cast<const SplinePtr *>(in->data)[0]->Evaluate(x);
             else
-                top = T(e.extras_->tables[in->arg]->Evaluate(x), e.extras_->tables[in->arg + 1]->Evaluate(x));
+                top = T(static_cast<const SplinePtr *>(in->data)[0]->Evaluate(x),
+                        static_cast<const SplinePtr *>(in->data)[1]->Evaluate(x));
             KX_NEXT();
         }
         KX_CASE(LinInterpN) {
@@ -277,12 +289,12 @@ T KXExpressionT<T>::Evaluator::Run(const KXExpressionT &e, const KXExprInstr<T> 
         KX_CASE(LinInterp) {
             if (HasImag(top))
                 return Fault<T>(kComplexLinInterpPosition);
-            const std::vector<T> &table = *e.extras_->linTables[in->arg];
+            const std::vector<T> &table = *static_cast<const std::vector<T> *>(in->data);
             top = LinInterpIncreasing(table.data(), static_cast<int>(table.size()) / 2, Re(top));
             KX_NEXT();
         }
         KX_CASE(VecElem) {
-            const KXParameterT<T> &p = e.params_[in->arg];
+            const KXParameterT<T> &p = *static_cast<const KXParameterT<T> *>(in->data);
             const double at = Re(top);
             const int i = std::isnan(at) ? INT_MIN
                           : at <= INT_MIN ? INT_MIN

@@ -85,18 +85,12 @@ inline bool SameName(const KXString &name, const char *text, int length)
 }
 
 // ---------------------------------------------------------------------------------------------
-/// Parameter values read from the parameters themselves.
+/// Where a program finds its parameter values: the instructions hold byte offsets from a base,
+/// the value of the first parameter record or the first element of the caller's array.
 template <class T>
-struct OwnValues {
-    const KXParameterT<T> *params;
-    const T &operator()(int i) const { return params[i].Value(); }
-};
-
-/// Parameter values read from an array the caller gives.
-template <class T>
-struct ArrayValues {
-    const T *values;
-    const T &operator()(int i) const { return values[i]; }
+struct SlotValues {
+    const char *base;
+    const T &operator()(int offset) const { return *reinterpret_cast<const T *>(base + offset); }
 };
 
 } // namespace kxfn

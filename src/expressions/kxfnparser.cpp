@@ -7,6 +7,7 @@
 
 #include "kx/expressions/kxcubicspline.h"
 #include "kxfnbuiltins.h"
+#include "kxfnevaluator.h"
 #include "kxfninternal.h"
 #include "kxfnopcodes.h"
 
@@ -144,15 +145,16 @@ KXExpressionT<T>::KXExpressionT(const KXFuncParserT<T> *parser) : parser_(parser
 template <class T>
 KXExpressionT<T>::KXExpressionT(const KXExpressionT &other)
     : state_(other.state_), valuesChecked_(other.valuesChecked_), usesParams_(other.usesParams_),
-      usesVector_(other.usesVector_), ownsText_(other.text_ != nullptr), maxStack_(other.maxStack_),
-      params_(other.params_), names_(other.names_), parser_(other.parser_),
-      text_(other.text_ ? new KXString(*other.text_) : nullptr),
+      usesVector_(other.usesVector_), ownsText_(other.text_ != nullptr), slots_(other.slots_),
+      maxStack_(other.maxStack_), params_(other.params_), names_(other.names_),
+      parser_(other.parser_), text_(other.text_ ? new KXString(*other.text_) : nullptr),
       extras_(other.extras_ ? new Extras(*other.extras_) : nullptr)
 {
     const int length = other.ProgramLength();
     if (length > 0) {
         code_.reset(new KXExprInstr<T>[length]);
         std::copy(other.code_.get(), other.code_.get() + length, code_.get());
+        Evaluator::Bind(*this, slots_); // to this copy's tables and vector parameters
     }
 }
 
@@ -173,6 +175,7 @@ KXExpressionT<T> &KXExpressionT<T>::operator=(const KXExpressionT &other)
     std::swap(usesParams_, copy.usesParams_);
     std::swap(usesVector_, copy.usesVector_);
     std::swap(ownsText_, copy.ownsText_);
+    std::swap(slots_, copy.slots_);
     std::swap(maxStack_, copy.maxStack_);
     code_.swap(copy.code_);
     params_.swap(copy.params_);

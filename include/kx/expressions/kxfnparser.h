@@ -269,6 +269,7 @@ struct KXExprInstr {
         T constant;
         typename KXFuncDataEltT<T>::Routine routine;
         int32_t index2;
+        const void *data;   ///< a prepared table or a vector parameter
     };
     KXExprInstr() : op(0), arg(0), constant() {}
 };
@@ -368,6 +369,9 @@ public:
 
 private:
     enum State : uint8_t { NotCompiled, Compiled, Failed };
+    /// What the parameter operands of the program are: indices (as compiled) or byte offsets
+    /// into the parameter records or into the caller's array of values.
+    enum Slots : uint8_t { SlotIndex, SlotRecords, SlotArray };
     class Compiler;    ///< text to program, with the optimiser's rewrites
     class Evaluator;   ///< runs the program
     /// What only some programs need: prepared spline and lininterp tables, a value stack for
@@ -393,6 +397,7 @@ private:
     bool usesParams_ = false;      ///< the program reads a parameter
     bool usesVector_ = false;      ///< the program reads a vector parameter
     bool ownsText_ = false;        ///< text_ was made by setExpression (else lent or null)
+    Slots slots_ = SlotIndex;      ///< how the program is bound (valuesChecked_: to records)
     uint16_t maxStack_ = 0;        ///< stack slots the program needs (at most kxExprMaxStack)
     std::unique_ptr<KXExprInstr<T>[]> code_;   ///< ends with the end instruction; null: none
     std::vector<KXParameterT<T>> params_;   ///< full records (empty while names_ holds them)
