@@ -31,6 +31,7 @@ bool KXExpressionT<T>::Compile()
 {
     code_.reset();
     extras_.reset();
+    valuesChecked_ = false;
     maxStack_ = 0;
     usesParams_ = usesVector_ = false;
     Compiler compiler(*this);

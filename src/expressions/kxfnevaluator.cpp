@@ -105,7 +105,7 @@ T KXExpressionT<T>::Evaluator::CheckAndRun(KXExpressionT &e)
 template <class T>
 T KXExpressionT<T>::Evaluate()
 {
-    if (!valuesChecked_ || state_ != Compiled)
+    if (!valuesChecked_)   // cleared whenever the program changes
         return Evaluator::CheckAndRun(*this);
     return Evaluator::Run(code_.get(), Evaluator::DeepStack(*this),
                           SlotValues<T>{reinterpret_cast<const char *>(params_.data())});

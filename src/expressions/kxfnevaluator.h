@@ -47,7 +47,7 @@ public:
     /// False (error record set) when a parameter the program reads has no value.
     KX_LIBRARY_INTERNAL static bool CheckUsedValues(const KXExpressionT &e, bool scalarsGiven);
     /// Evaluate() of a formula not known to be compiled with its values set.
-    KX_LIBRARY_INTERNAL static T CheckAndRun(KXExpressionT &e);
+    KX_LIBRARY_INTERNAL KX_NOINLINE static T CheckAndRun(KXExpressionT &e);
 
 private:
     static T ComplexArgument(const char *function)

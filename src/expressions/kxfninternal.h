@@ -14,7 +14,9 @@
 // Internal members bound inside the library (no interposition, direct calls).
 #if defined(__GNUC__)
 #define KX_LIBRARY_INTERNAL __attribute__((visibility("hidden")))
+#define KX_NOINLINE __attribute__((noinline))
 #else
+#define KX_NOINLINE
 #define KX_LIBRARY_INTERNAL
 #endif
 

@@ -219,6 +219,7 @@ void KXExpressionT<T>::setExpression(const KXString &text)
     text_ = copy;
     ownsText_ = true;
     state_ = NotCompiled;
+    valuesChecked_ = false;
     code_.reset();
 }
 
@@ -229,6 +230,7 @@ void KXExpressionT<T>::BorrowExpression(const KXString &text)
         ReleaseText();
     text_ = &text;
     state_ = NotCompiled;
+    valuesChecked_ = false;
     code_.reset();
 }
 
@@ -274,6 +276,7 @@ void KXExpressionT<T>::DeclareParam(const KXString &name, const KXString &expres
                                     int index)
 {
     state_ = NotCompiled;
+    valuesChecked_ = false;
     code_.reset();
     const int existing = FindParam(name);
     // A parameter without formula or flags is kept as its name while all the others are too.
@@ -304,6 +307,7 @@ void KXExpressionT<T>::ClearParams()
     params_.clear();
     names_.Clear();
     state_ = NotCompiled;
+    valuesChecked_ = false;
     code_.reset();
 }
 
