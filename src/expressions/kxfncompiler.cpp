@@ -33,7 +33,7 @@ bool KXExpressionT<T>::Compile()
     extras_.reset();
     valuesChecked_ = false;
     maxStack_ = 0;
-    usesParams_ = usesVector_ = false;
+    usesParams_ = usesVector_ = shortPath_ = false;
     Compiler compiler(*this);
     if (!compiler.Run()) {
         if (extras_) { // keeps the failure text only
@@ -68,6 +68,7 @@ bool KXExpressionT<T>::Compile()
     valuesChecked_ = false;
     slots_ = SlotIndex;
     Evaluator::Bind(*this, SlotArray);
+    shortPath_ = Evaluator::TakesShortPath(*this);
     state_ = Compiled;
     return true;
 }

@@ -89,6 +89,24 @@ void KXExpressionT<T>::Evaluator::Bind(KXExpressionT &e, Slots layout)
 }
 
 template <class T>
+bool KXExpressionT<T>::Evaluator::TakesShortPath(const KXExpressionT &e)
+{
+#ifdef KX_THREADED_DISPATCH
+    if (!std::is_same<T, double>::value || e.maxStack_ > kxfn::kLocalStack || !e.code_)
+        return false;
+    for (const KXExprInstr<T> *in = e.code_.get();; ++in) {
+        if (!kxOpIsLeaf(in->op))
+            return false;
+        if (in->op == opEnd)
+            return true;
+    }
+#else
+    (void)e;
+    return false;
+#endif
+}
+
+template <class T>
 T KXExpressionT<T>::Evaluator::CheckAndRun(KXExpressionT &e)
 {
     if (!Prepare(e) || !CheckUsedValues(e, false))
@@ -96,8 +114,10 @@ T KXExpressionT<T>::Evaluator::CheckAndRun(KXExpressionT &e)
     if (e.slots_ != SlotRecords)
         Bind(e, SlotRecords);
     e.valuesChecked_ = !e.usesVector_;
-    return Run(e.code_.get(), DeepStack(e),
-               SlotValues<T>{reinterpret_cast<const char *>(e.params_.data())});
+    const SlotValues<T> values{reinterpret_cast<const char *>(e.params_.data())};
+    if (e.shortPath_)
+        return RunShort(e.code_.get(), values);
+    return Run(e.code_.get(), DeepStack(e), values);
 }
 
 // The usual case, a compiled formula bound to its parameter records whose values were found
@@ -105,10 +125,12 @@ T KXExpressionT<T>::Evaluator::CheckAndRun(KXExpressionT &e)
 template <class T>
 T KXExpressionT<T>::Evaluate()
 {
-    if (!valuesChecked_)   // cleared whenever the program changes
+    if (!valuesChecked_) // cleared whenever the program changes
         return Evaluator::CheckAndRun(*this);
-    return Evaluator::Run(code_.get(), Evaluator::DeepStack(*this),
-                          SlotValues<T>{reinterpret_cast<const char *>(params_.data())});
+    const SlotValues<T> values{reinterpret_cast<const char *>(params_.data())};
+    if (shortPath_)
+        return Evaluator::RunShort(code_.get(), values);
+    return Evaluator::Run(code_.get(), Evaluator::DeepStack(*this), values);
 }
 
 template <class T>
@@ -123,8 +145,10 @@ T KXExpressionT<T>::Evaluate(const T *values)
         }
     }
     KX_CHECK_MSG(values || !usesParams_, T(), "no parameter values given");
-    return Evaluator::Run(code_.get(), Evaluator::DeepStack(*this),
-                          SlotValues<T>{reinterpret_cast<const char *>(values)});
+    const SlotValues<T> slots{reinterpret_cast<const char *>(values)};
+    if (shortPath_)
+        return Evaluator::RunShort(code_.get(), slots);
+    return Evaluator::Run(code_.get(), Evaluator::DeepStack(*this), slots);
 }
 
 template double KXExpressionT<double>::Evaluate();

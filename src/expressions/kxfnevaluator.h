@@ -15,6 +15,9 @@
 #include "kx/foundation/kxmath.h"
 
 #include <climits>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include <memory>
 #include <vector>
 #include <cmath>
@@ -29,9 +32,21 @@ class KXExpressionT<T>::Evaluator {
 public:
     /// Runs a program that ends with its end instruction, reading the parameters through
     /// `values`; it stops at the first operation that leaves the error record set (when it was
-    /// clear at the start) and returns 0. stackSize: the slots the program needs.
-    KX_LIBRARY_INTERNAL static T Run(const KXExprInstr<T> *code, T *deepStack,
-                                     kxfn::SlotValues<T> values);
+    /// clear at the start) and returns 0. deepStack: the stack space of a program too deep for
+    /// the machine stack, else null.
+    static T Run(const KXExprInstr<T> *code, T *deepStack, kxfn::SlotValues<T> values)
+    {
+        return Execute<false>(code, deepStack, values);
+    }
+    /// The short path for programs made only of leaf instructions (see kxfnopcodes.def) that
+    /// fit on the machine stack: no call out on the way, so no registers to save; at a fault it
+    /// gives up and hands the program to Run, which runs it again and reports the fault.
+    static T RunShort(const KXExprInstr<T> *code, kxfn::SlotValues<T> values)
+    {
+        return Execute<true>(code, nullptr, values);
+    }
+    /// True when RunShort may run the program of e.
+    static bool TakesShortPath(const KXExpressionT &e);
     /// Binds the program to the layout of the values it will read (parameter records or the
     /// caller's array) and to the tables and vector parameters of `e`.
     KX_LIBRARY_INTERNAL static void Bind(KXExpressionT &e, Slots layout);
@@ -50,6 +65,9 @@ public:
     KX_LIBRARY_INTERNAL KX_NOINLINE static T CheckAndRun(KXExpressionT &e);
 
 private:
+    template <bool Leaf>
+    KX_LIBRARY_INTERNAL static T Execute(const KXExprInstr<T> *code, T *deepStack,
+                                         kxfn::SlotValues<T> values);
     static T ComplexArgument(const char *function)
     {
         error.set(kxfn::kComplexArgument, function);
@@ -63,13 +81,14 @@ private:
 // never used. The compiler leaves exactly one value, so the end instruction returns the top.
 // clang-format off
 template <class T>
-T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
-                                   kxfn::SlotValues<T> values)
+template <bool Leaf>
+T KXExpressionT<T>::Evaluator::Execute(const KXExprInstr<T> *code, T *deepStack,
+                                       kxfn::SlotValues<T> values)
 {
     using namespace kxfn;
     using SplinePtr = std::shared_ptr<const CSpline>;
     alignas(T) unsigned char raw[sizeof(T) * (kLocalStack + 2)];
-    T *sp = deepStack ? deepStack : reinterpret_cast<T *>(raw);
+    T *sp = (Leaf || !deepStack) ? reinterpret_cast<T *>(raw) : deepStack;
     T top = T();
     const KXExprInstr<T> *in = code;
 #define KX_PUSH(value)            \
@@ -79,14 +98,39 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
         top = pushed;             \
     } while (0)
 #ifdef KX_THREADED_DISPATCH
-    // Each handler jumps straight to the handler of the next instruction.
-    static const void *const handlers[] = {
-#define KX_OP(name, kind, base, form, reads) &&L_##name,
+    // Each handler jumps straight to the handler of the next instruction. On the short path the
+    // instructions that are not leaves give up at once, and their handlers are left out.
+    const void *const *handlers;
+    if constexpr (Leaf) {
+#define KX_LEAF_HANDLER_1(name) &&L_##name
+#define KX_LEAF_HANDLER_0(name) &&L_GiveUp
+#define KX_OP(name, kind, base, form, reads, leaf) KX_LEAF_HANDLER_##leaf(name),
+        static const void *const shortTable[] = {
 #include "kxfnopcodes.def"
+        };
 #undef KX_OP
-    };
-    static_assert(sizeof(handlers) / sizeof(handlers[0]) == kxOpCount, "one handler per opcode");
-#define KX_CASE(name) L_##name:
+#undef KX_LEAF_HANDLER_0
+#undef KX_LEAF_HANDLER_1
+        static_assert(sizeof(shortTable) / sizeof(shortTable[0]) == kxOpCount, "one per opcode");
+        handlers = shortTable;
+    } else {
+#define KX_OP(name, kind, base, form, reads, leaf) &&L_##name,
+        static const void *const fullTable[] = {
+#include "kxfnopcodes.def"
+        };
+#undef KX_OP
+        static_assert(sizeof(fullTable) / sizeof(fullTable[0]) == kxOpCount, "one per opcode");
+        handlers = fullTable;
+    }
+#define KX_GIVE_UP_OR(statement) \
+    {                            \
+        if constexpr (Leaf)      \
+            goto L_GiveUp;       \
+        else                     \
+            statement;           \
+    }
+#define KX_CASE(name) L_##name: __attribute__((unused));
+#define KX_FAULT(text) KX_GIVE_UP_OR(return Fault<T>(text))
 #define KX_NEXT()               \
     {                           \
         ++in;                   \
@@ -96,6 +140,8 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
     {
 #else
 #define KX_CASE(name) case op##name:
+#define KX_GIVE_UP_OR(statement) { statement; }
+#define KX_FAULT(text) KX_GIVE_UP_OR(return Fault<T>(text))
 #define KX_NEXT() \
     {             \
         ++in;     \
@@ -113,7 +159,7 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
         KX_CASE(Mul) top = *sp-- * top; KX_NEXT();
         KX_CASE(Div)
             if (IsZeroValue(top))
-                return Fault<T>(kDivisionByZero);
+                KX_FAULT(kDivisionByZero);
             top = *sp-- / top;
             KX_NEXT();
         KX_CASE(Pow) {
@@ -129,7 +175,7 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
         KX_CASE(MulK) top *= in->constant; KX_NEXT();
         KX_CASE(DivK)
             if (IsZeroValue(in->constant))
-                return Fault<T>(kDivisionByZero);
+                KX_FAULT(kDivisionByZero);
             top /= in->constant;
             KX_NEXT();
         KX_CASE(PowK) {
@@ -145,7 +191,7 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
         KX_CASE(DivP) {
             const T &d = values(in->arg);
             if (IsZeroValue(d))
-                return Fault<T>(kDivisionByZero);
+                KX_FAULT(kDivisionByZero);
             top /= d;
             KX_NEXT();
         }
@@ -161,7 +207,7 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
         KX_CASE(MulPK) KX_PUSH(values(in->arg) * in->constant); KX_NEXT();
         KX_CASE(DivPK)
             if (IsZeroValue(in->constant))
-                return Fault<T>(kDivisionByZero);
+                KX_FAULT(kDivisionByZero);
             KX_PUSH(values(in->arg) / in->constant);
             KX_NEXT();
         KX_CASE(PowPK) {
@@ -177,7 +223,7 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
         KX_CASE(DivPP) {
             const T &d = values(in->index2);
             if (IsZeroValue(d))
-                return Fault<T>(kDivisionByZero);
+                KX_FAULT(kDivisionByZero);
             KX_PUSH(values(in->arg) / d);
             KX_NEXT();
         }
@@ -196,7 +242,7 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
         KX_CASE(DivKP) {
             const T &d = values(in->arg);
             if (IsZeroValue(d))
-                return Fault<T>(kDivisionByZero);
+                KX_FAULT(kDivisionByZero);
             KX_PUSH(in->constant / d);
             KX_NEXT();
         }
@@ -229,7 +275,7 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
             const double c = Re(top);
             top = *sp--;
             if (std::isnan(c))
-                return Fault<T>(kConditionError);
+                KX_FAULT(kConditionError);
             if (c == 0.0)
                 in += in->arg - 1;
             KX_NEXT();
@@ -260,7 +306,7 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
         KX_CASE(MaxK)
         KX_CASE(MinK)
             if (HasImag(top))
-                return ComplexArgument(in->op == opMaxK ? "max" : "min");
+                KX_GIVE_UP_OR(return ComplexArgument(in->op == opMaxK ? "max" : "min"));
             if (in->op == opMaxK ? Re(in->constant) > Re(top) : Re(in->constant) < Re(top))
                 top = in->constant;
             else
@@ -288,7 +334,7 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
         }
         KX_CASE(LinInterp) {
             if (HasImag(top))
-                return Fault<T>(kComplexLinInterpPosition);
+                KX_FAULT(kComplexLinInterpPosition);
             const std::vector<T> &table = *static_cast<const std::vector<T> *>(in->data);
             top = LinInterpIncreasing(table.data(), static_cast<int>(table.size()) / 2, Re(top));
             KX_NEXT();
@@ -310,7 +356,13 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
         KX_CASE(Sqrt)
             if constexpr (std::is_same<T, double>::value) {
                 if (top < 0.0)
-                    return Fault<T>(kNegativeSqrt);
+                    KX_FAULT(kNegativeSqrt);
+#if defined(KX_THREADED_DISPATCH) && defined(__SSE2__)
+                if constexpr (Leaf) {   // without the errno call of std::sqrt for a NaN
+                    top = _mm_cvtsd_f64(_mm_sqrt_sd(_mm_setzero_pd(), _mm_set_sd(top)));
+                    KX_NEXT();
+                }
+#endif
             }
             top = std::sqrt(top);
             KX_NEXT();
@@ -336,9 +388,15 @@ T KXExpressionT<T>::Evaluator::Run(const KXExprInstr<T> *code, T *deepStack,
         return T();
 #endif
     }
+#ifdef KX_THREADED_DISPATCH
+L_GiveUp: __attribute__((unused));
+    return Execute<false>(code, deepStack, values);
+#endif
 #undef KX_CASE
 #undef KX_NEXT
 #undef KX_PUSH
+#undef KX_FAULT
+#undef KX_GIVE_UP_OR
 }
 // clang-format on
 

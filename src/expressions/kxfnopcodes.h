@@ -7,7 +7,7 @@
 #include <cstdint>
 
 enum KXOp : int32_t {
-#define KX_OP(name, kind, base, form, reads) op##name,
+#define KX_OP(name, kind, base, form, reads, leaf) op##name,
 #include "kxfnopcodes.def"
 #undef KX_OP
     kxOpCount
@@ -41,10 +41,11 @@ struct KXOpInfo {
     KXOp base;
     KXOpForm form;
     uint8_t reads; ///< 0: no parameter, 1: parameter arg, 2: parameters arg and index2
+    bool leaf;     ///< run by the real evaluator's short path (no calls out)
 };
 
 constexpr KXOpInfo kxOpInfo[kxOpCount] = {
-#define KX_OP(name, k, b, f, r) {kind##k, op##b, form##f, r},
+#define KX_OP(name, k, b, f, r, leaf) {kind##k, op##b, form##f, r, leaf != 0},
 #include "kxfnopcodes.def"
 #undef KX_OP
 };
@@ -71,6 +72,7 @@ constexpr KXOpForms kxOpForms;
 inline constexpr int kxOpWithForm(int base, KXOpForm form) { return kxOpForms.Of(base, form); }
 inline constexpr KXOpKind kxOpKind(int op) { return kxOpInfo[op].kind; }
 inline constexpr int kxOpReads(int op) { return kxOpInfo[op].reads; }
+inline constexpr bool kxOpIsLeaf(int op) { return kxOpInfo[op].leaf; }
 
 // Every operator's plain form is itself, and no two entries claim the same operator and form.
 constexpr bool kxOpFormsConsistent()

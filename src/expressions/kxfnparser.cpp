@@ -145,9 +145,10 @@ KXExpressionT<T>::KXExpressionT(const KXFuncParserT<T> *parser) : parser_(parser
 template <class T>
 KXExpressionT<T>::KXExpressionT(const KXExpressionT &other)
     : state_(other.state_), valuesChecked_(other.valuesChecked_), usesParams_(other.usesParams_),
-      usesVector_(other.usesVector_), ownsText_(other.text_ != nullptr), slots_(other.slots_),
-      maxStack_(other.maxStack_), params_(other.params_), names_(other.names_),
-      parser_(other.parser_), text_(other.text_ ? new KXString(*other.text_) : nullptr),
+      usesVector_(other.usesVector_), shortPath_(other.shortPath_),
+      ownsText_(other.text_ != nullptr), slots_(other.slots_), maxStack_(other.maxStack_),
+      params_(other.params_), names_(other.names_), parser_(other.parser_),
+      text_(other.text_ ? new KXString(*other.text_) : nullptr),
       extras_(other.extras_ ? new Extras(*other.extras_) : nullptr)
 {
     const int length = other.ProgramLength();
@@ -174,6 +175,7 @@ KXExpressionT<T> &KXExpressionT<T>::operator=(const KXExpressionT &other)
     std::swap(valuesChecked_, copy.valuesChecked_);
     std::swap(usesParams_, copy.usesParams_);
     std::swap(usesVector_, copy.usesVector_);
+    std::swap(shortPath_, copy.shortPath_);
     std::swap(ownsText_, copy.ownsText_);
     std::swap(slots_, copy.slots_);
     std::swap(maxStack_, copy.maxStack_);

@@ -396,6 +396,7 @@ private:
     bool valuesChecked_ = false;   ///< every used scalar parameter was found set
     bool usesParams_ = false;      ///< the program reads a parameter
     bool usesVector_ = false;      ///< the program reads a vector parameter
+    bool shortPath_ = false;       ///< the program runs on the evaluator's short path
     bool ownsText_ = false;        ///< text_ was made by setExpression (else lent or null)
     Slots slots_ = SlotIndex;      ///< how the program is bound (valuesChecked_: to records)
     uint16_t maxStack_ = 0;        ///< stack slots the program needs (at most kxExprMaxStack)
