@@ -58,7 +58,10 @@
 // parameter and combining it with the next operand is one instruction), and spline and lininterp
 // tables that are constant are prepared and checked once. Evaluate walks the program with
 // threaded dispatch and the top of the stack held in a register, without allocating and
-// without reading the text. A program may hold up to kxExprMaxCode instructions, use up to
+// without reading the text. The program's parameter operands are bound to where the values lie
+// (the parameters' records for Evaluate(), the caller's array for Evaluate(values); a formula
+// evaluated both ways alternately is bound again at each switch), and a program of plain
+// arithmetic runs on a path that calls nothing out. A program may hold up to kxExprMaxCode instructions, use up to
 // kxExprMaxStack stack slots and nest up to kxExprMaxDepth brackets, calls and signs; beyond any
 // of these Compile reports "expression too complicated\n". So a formula of 100,000 nested brackets
 // ends with that error, not with a stack overflow.
