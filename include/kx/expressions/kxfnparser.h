@@ -47,8 +47,9 @@
 //     computed once at compile time (unless that computation reports an error, which is then
 //     left to each evaluation).
 //   - Evaluation stops at the first operation that leaves the global error record set (when it
-//     was clear as the evaluation began) and returns 0, with one exception: lininterp reports every abscissa that does not increase
-//     and still gives its value, and the evaluation goes on (spline stops at once).
+//     was clear as the evaluation began) and returns 0, with one exception: lininterp reports
+//     every abscissa that does not increase and still gives its value, and the evaluation goes
+//     on (spline stops at once).
 //   - A vector parameter named without an index is a "parse error\n".
 //
 // Compiled form and limits
@@ -61,10 +62,10 @@
 // without reading the text. The program's parameter operands are bound to where the values lie
 // (the parameters' records for Evaluate(), the caller's array for Evaluate(values); a formula
 // evaluated both ways alternately is bound again at each switch), and a program of plain
-// arithmetic runs on a path that calls nothing out. A program may hold up to kxExprMaxCode instructions, use up to
-// kxExprMaxStack stack slots and nest up to kxExprMaxDepth brackets, calls and signs; beyond any
-// of these Compile reports "expression too complicated\n". So a formula of 100,000 nested brackets
-// ends with that error, not with a stack overflow.
+// arithmetic runs on a path that calls nothing out. A program may hold up to kxExprMaxCode
+// instructions, use up to kxExprMaxStack stack slots and nest up to kxExprMaxDepth brackets,
+// calls and signs; beyond any of these Compile reports "expression too complicated\n". So a
+// formula of 100,000 nested brackets ends with that error, not with a stack overflow.
 //
 // Parameters
 // ----------
