@@ -11,6 +11,7 @@
 #endif
 
 #include <cmath>
+#include <cstdlib>
 #include <complex>
 #include <string>
 #include <vector>
@@ -121,6 +122,28 @@ void KxEvaluate(benchmark::State &state, const Formula *f)
         for (int k = 0; k < n; ++k)
             e.GetParam(k).SetValue(v[k]);
         benchmark::DoNotOptimize(e.Evaluate());
+    }
+    if (int(error) != 0)
+        state.SkipWithError(error.chars());
+}
+
+// The values reach the formula through the caller's array, as a named variable passes them.
+void KxArrayEvaluate(benchmark::State &state, const Formula *f)
+{
+    KXExpressionR e;
+    e.setExpression(f->kx.c_str());
+    for (const char *p : f->params)
+        e.DeclareParam(p, "", 0, -1);
+    if (!e.Compile()) {
+        state.SkipWithError(error.chars());
+        return;
+    }
+    double v[kMaxParams];
+    int64_t i = 0;
+    for (auto _ : state) {
+        Vary(*f, i++, v);
+        benchmark::DoNotOptimize(v);
+        benchmark::DoNotOptimize(e.Evaluate(v));
     }
     if (int(error) != 0)
         state.SkipWithError(error.chars());
@@ -264,31 +287,42 @@ void KxComplexCompile(benchmark::State &state)
     }
 }
 
+// KX_BENCH_ITERATIONS=n runs every benchmark for exactly n iterations, so that an instruction
+// count (bench/callgrind_formula.sh) can be divided by the iterations.
+benchmark::internal::Benchmark *Fixed(benchmark::internal::Benchmark *b)
+{
+    if (const char *n = std::getenv("KX_BENCH_ITERATIONS"))
+        b->Iterations(std::atoll(n));
+    return b;
+}
+
 std::vector<kxbench::Ratio> RegisterAll()
 {
     std::vector<kxbench::Ratio> ratios;
     for (Formula &f : Formulas()) {
         const std::string n = f.name;
-        benchmark::RegisterBenchmark(("BM_Kx/" + n).c_str(), KxEvaluate, &f);
-        benchmark::RegisterBenchmark(("BM_Native/" + n).c_str(), NativeEvaluate, &f);
+        Fixed(benchmark::RegisterBenchmark(("BM_Kx/" + n).c_str(), KxEvaluate, &f));
+        Fixed(benchmark::RegisterBenchmark(("BM_Native/" + n).c_str(), NativeEvaluate, &f));
+        Fixed(benchmark::RegisterBenchmark(("BM_KxArray/" + n).c_str(), KxArrayEvaluate, &f));
+        ratios.push_back({n + " kx array/native", "BM_KxArray/" + n, "BM_Native/" + n});
 #ifdef KX_HAVE_MUPARSER
-        benchmark::RegisterBenchmark(("BM_Mu/" + n).c_str(), MuEvaluate, &f);
+        Fixed(benchmark::RegisterBenchmark(("BM_Mu/" + n).c_str(), MuEvaluate, &f));
         ratios.push_back({n + " kx/muparser", "BM_Kx/" + n, "BM_Mu/" + n});
 #endif
         ratios.push_back({n + " kx/native", "BM_Kx/" + n, "BM_Native/" + n});
     }
-    benchmark::RegisterBenchmark("BM_Kx/complex_index", KxComplexEvaluate);
-    benchmark::RegisterBenchmark("BM_Native/complex_index", NativeComplexEvaluate);
+    Fixed(benchmark::RegisterBenchmark("BM_Kx/complex_index", KxComplexEvaluate));
+    Fixed(benchmark::RegisterBenchmark("BM_Native/complex_index", NativeComplexEvaluate));
     ratios.push_back({"complex_index kx/native", "BM_Kx/complex_index", "BM_Native/complex_index"});
     for (Formula &f : Formulas()) {
         const std::string n = f.name;
-        benchmark::RegisterBenchmark(("BM_KxCompile/" + n).c_str(), KxCompile, &f);
+        Fixed(benchmark::RegisterBenchmark(("BM_KxCompile/" + n).c_str(), KxCompile, &f));
 #ifdef KX_HAVE_MUPARSER
-        benchmark::RegisterBenchmark(("BM_MuCompile/" + n).c_str(), MuCompile, &f);
+        Fixed(benchmark::RegisterBenchmark(("BM_MuCompile/" + n).c_str(), MuCompile, &f));
         ratios.push_back({"compile " + n + " kx/muparser", "BM_KxCompile/" + n, "BM_MuCompile/" + n});
 #endif
     }
-    benchmark::RegisterBenchmark("BM_KxCompile/complex_index", KxComplexCompile);
+    Fixed(benchmark::RegisterBenchmark("BM_KxCompile/complex_index", KxComplexCompile));
     return ratios;
 }
 

@@ -47,8 +47,9 @@
 //     computed once at compile time (unless that computation reports an error, which is then
 //     left to each evaluation).
 //   - Evaluation stops at the first operation that leaves the global error record set (when it
-//     was clear as the evaluation began) and returns 0, with one exception: lininterp reports every abscissa that does not increase
-//     and still gives its value, and the evaluation goes on (spline stops at once).
+//     was clear as the evaluation began) and returns 0, with one exception: lininterp reports
+//     every abscissa that does not increase and still gives its value, and the evaluation goes
+//     on (spline stops at once).
 //   - A vector parameter named without an index is a "parse error\n".
 //
 // Compiled form and limits
@@ -58,10 +59,13 @@
 // parameter and combining it with the next operand is one instruction), and spline and lininterp
 // tables that are constant are prepared and checked once. Evaluate walks the program with
 // threaded dispatch and the top of the stack held in a register, without allocating and
-// without reading the text. A program may hold up to kxExprMaxCode instructions, use up to
-// kxExprMaxStack stack slots and nest up to kxExprMaxDepth brackets, calls and signs; beyond any
-// of these Compile reports "expression too complicated\n". So a formula of 100,000 nested brackets
-// ends with that error, not with a stack overflow.
+// without reading the text. The program's parameter operands are bound to where the values lie
+// (the parameters' records for Evaluate(), the caller's array for Evaluate(values); a formula
+// evaluated both ways alternately is bound again at each switch), and a program of plain
+// arithmetic runs on a path that calls nothing out. A program may hold up to kxExprMaxCode
+// instructions, use up to kxExprMaxStack stack slots and nest up to kxExprMaxDepth brackets,
+// calls and signs; beyond any of these Compile reports "expression too complicated\n". So a
+// formula of 100,000 nested brackets ends with that error, not with a stack overflow.
 //
 // Parameters
 // ----------
@@ -107,13 +111,6 @@ constexpr int kxExprMaxCode = 16384;
 constexpr int kxExprMaxStack = 1024;
 constexpr int kxExprMaxDepth = 200;
 static_assert(kxExprMaxStack < 65536, "stack sizes are kept in 16 bits");
-
-// Internal members bound inside the library (no interposition, direct calls).
-#if defined(__GNUC__)
-#define KX_LIBRARY_INTERNAL __attribute__((visibility("hidden")))
-#else
-#define KX_LIBRARY_INTERNAL
-#endif
 
 /// DeclareParam flag: the parameter is a vector, used as name[index].
 constexpr int kxParamVector = 1;
@@ -276,6 +273,7 @@ struct KXExprInstr {
         T constant;
         typename KXFuncDataEltT<T>::Routine routine;
         int32_t index2;
+        const void *data;   ///< a prepared table or a vector parameter
     };
     KXExprInstr() : op(0), arg(0), constant() {}
 };
@@ -375,7 +373,11 @@ public:
 
 private:
     enum State : uint8_t { NotCompiled, Compiled, Failed };
-    class Compiler;
+    /// What the parameter operands of the program are: indices (as compiled) or byte offsets
+    /// into the parameter records or into the caller's array of values.
+    enum Slots : uint8_t { SlotIndex, SlotRecords, SlotArray };
+    class Compiler;    ///< text to program, with the optimiser's rewrites
+    class Evaluator;   ///< runs the program
     /// What only some programs need: prepared spline and lininterp tables, a value stack for
     /// programs too deep for the one on the machine stack, the text of a failed compilation.
     struct Extras {
@@ -384,11 +386,6 @@ private:
         std::vector<T> stackSpace;
         KXString failure;
     };
-    /// Runs a program that ends with its end instruction.
-    template <class Values>
-    KX_LIBRARY_INTERNAL T Run(const KXExprInstr<T> *code, int stackSize, const Values &values) const;
-    [[nodiscard]] KX_LIBRARY_INTERNAL bool Prepare();
-    [[nodiscard]] KX_LIBRARY_INTERNAL bool CheckUsedValues(bool scalarsGiven) const;
     /// Turns the plain names into full parameter records (kept from then on).
     void MakeParamRecords();
     Extras &MakeExtras();
@@ -403,7 +400,9 @@ private:
     bool valuesChecked_ = false;   ///< every used scalar parameter was found set
     bool usesParams_ = false;      ///< the program reads a parameter
     bool usesVector_ = false;      ///< the program reads a vector parameter
+    bool shortPath_ = false;       ///< the program runs on the evaluator's short path
     bool ownsText_ = false;        ///< text_ was made by setExpression (else lent or null)
+    Slots slots_ = SlotIndex;      ///< how the program is bound (valuesChecked_: to records)
     uint16_t maxStack_ = 0;        ///< stack slots the program needs (at most kxExprMaxStack)
     std::unique_ptr<KXExprInstr<T>[]> code_;   ///< ends with the end instruction; null: none
     std::vector<KXParameterT<T>> params_;   ///< full records (empty while names_ holds them)
