@@ -32,10 +32,11 @@ const char *const kDashNames[] = {"solid", "dashed", "dotted", "dashdot"};
 const char *const kMarkerNames[] = {"none", "circle", "square", "triangle", "cross", "plus"};
 const char *const kSideNames[] = {"bottom", "left", "top", "right"};
 
-// The automatic colours of successive data sets.
-const qvColour kPalette[] = {{0.12, 0.47, 0.71, 1}, {1.0, 0.50, 0.05, 1},  {0.17, 0.63, 0.17, 1},
-                             {0.84, 0.15, 0.16, 1}, {0.58, 0.40, 0.74, 1}, {0.55, 0.34, 0.29, 1},
-                             {0.89, 0.47, 0.76, 1}, {0.50, 0.50, 0.50, 1}};
+// The automatic colours of successive data sets, as whole bytes so that they survive being
+// written as "#rrggbb" and read back unchanged.
+const unsigned char kPalette[][3] = {{31, 119, 180},  {255, 127, 14},  {44, 160, 44},
+                                     {214, 39, 40},   {148, 103, 189}, {140, 86, 75},
+                                     {227, 119, 194}, {127, 127, 127}};
 
 template <size_t N>
 bool FromName(const char *const (&names)[N], const char *name, int &out)
@@ -656,8 +657,10 @@ bool qvChart::AddDataSet(const qvDataSet &set)
         return false;
     }
     data_.push_back(set);
-    if (set.autoColour)
-        data_.back().colour = kPalette[nextColour_++ % (sizeof kPalette / sizeof kPalette[0])];
+    if (set.autoColour) {
+        const unsigned char *p = kPalette[nextColour_++ % (sizeof kPalette / sizeof kPalette[0])];
+        data_.back().colour = {p[0] / 255.0, p[1] / 255.0, p[2] / 255.0, 1};
+    }
     return true;
 }
 

@@ -18,7 +18,7 @@ std::vector<std::string> Labels(const std::vector<qvTick> &ticks)
     return out;
 }
 
-}   // namespace
+} // namespace
 
 TEST(QVAxisTest, LinearTicksOnAwkwardRanges)
 {

@@ -13,7 +13,7 @@ TEST(QVColourMapTest, EndPointsAndReversal)
     EXPECT_EQ(m.GetName(), "viridis");
     EXPECT_EQ(qvColourToText(m.Map(0)), "#440154");
     EXPECT_EQ(qvColourToText(m.Map(1)), "#fde725");
-    EXPECT_EQ(qvColourToText(m.Map(-5)), "#440154");   // clamped
+    EXPECT_EQ(qvColourToText(m.Map(-5)), "#440154"); // clamped
     EXPECT_EQ(m.Map(NAN).a, 0);
     ASSERT_TRUE(m.SetScheme("Magma_r"));
     EXPECT_TRUE(m.IsReversed());
@@ -30,7 +30,7 @@ TEST(QVColourMapTest, EndPointsAndReversal)
     qvColour mid = m.Map(0.5), lo = m.Map(0), hi = m.Map(1);
     EXPECT_GT(lo.b, lo.r);
     EXPECT_GT(hi.r, hi.b);
-    EXPECT_NEAR(mid.r, mid.b, 0.01);   // neutral in the middle
+    EXPECT_NEAR(mid.r, mid.b, 0.01); // neutral in the middle
     ASSERT_TRUE(m.SetScheme("rainbow"));
     EXPECT_EQ(qvColourToText(m.Map(0)), "#0000ff");
     EXPECT_EQ(qvColourToText(m.Map(1)), "#ff0000");
@@ -50,7 +50,7 @@ TEST(QVColourMapTest, UniformSchemesHaveMonotonicLightness)
         double prev = -1;
         for (int i = 0; i <= 255; ++i) {
             double l = qvLightness(m.Map(i / 255.0));
-            EXPECT_GE(l, prev - 0.3) << name << " at " << i;   // table rounding only
+            EXPECT_GE(l, prev - 0.3) << name << " at " << i; // table rounding only
             prev = l;
         }
         EXPECT_GT(qvLightness(m.Map(1)) - qvLightness(m.Map(0)), 50) << name;

@@ -18,7 +18,7 @@ struct Grid {
     }
 };
 
-}   // namespace
+} // namespace
 
 TEST(QVContourTest, CircleOfSquaredRadius)
 {
@@ -60,7 +60,7 @@ TEST(QVContourTest, SaddleAndStraightLevel)
     EXPECT_DOUBLE_EQ(s[0].x0, 0.25);
     EXPECT_DOUBLE_EQ(s[0].x1, 0.25);
     // Saddle: corners 0 and 2 high, mean above the level: corners 1 and 3 are cut off.
-    double zs[] = {1, 0, 0, 1};   // (0,0)=1 (1,0)=0 / (0,1)=0 (1,1)=1
+    double zs[] = {1, 0, 0, 1}; // (0,0)=1 (1,0)=0 / (0,1)=0 (1,1)=1
     s = qvContourLevel(x, 2, y, 2, zs, 0.4);
     ASSERT_EQ(s.size(), 2u);
     for (const qvSegment &g : s) {
