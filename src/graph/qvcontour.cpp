@@ -121,10 +121,16 @@ std::vector<double> qvAutoLevels(double zmin, double zmax, int count)
     std::vector<double> levels;
     if (count < 1 || !std::isfinite(zmin) || !std::isfinite(zmax) || !(zmax > zmin))
         return levels;
-    for (const qvTick &t : qvAxis::LinearTicks(zmin, zmax, count + 2))
-        if (t.value > zmin && t.value < zmax)
-            levels.push_back(t.value);
-    if (static_cast<int>(levels.size()) * 2 >= count && static_cast<int>(levels.size()) <= count)
+    // The most round values inside the range that are not more than asked for.
+    for (int ticks = count + 2; ticks >= 2; --ticks) {
+        levels.clear();
+        for (const qvTick &t : qvAxis::LinearTicks(zmin, zmax, ticks))
+            if (t.value > zmin && t.value < zmax)
+                levels.push_back(std::fabs(t.value) < (zmax - zmin) * 1e-12 ? 0 : t.value);
+        if (static_cast<int>(levels.size()) <= count)
+            break;
+    }
+    if (static_cast<int>(levels.size()) * 2 >= count)
         return levels;
     levels.clear();
     for (int k = 1; k <= count; ++k)

@@ -115,36 +115,50 @@ void DrawLinePath(cairo_t *cr, const Frame &f, const AxisPair &ap, const qvDataS
         }
         return;
     }
-    // One pixel column at a time: first, lowest, highest and last point.
-    double col = NAN, first = 0, lo = 0, hi = 0, last = 0, cx = 0;
+    // One pixel column at a time: its first, lowest, highest and last points, in their order.
+    struct Pt {
+        double x, y;
+        size_t i;
+    };
+    double col = NAN;
+    Pt first{}, lo{}, hi{}, last{};
+    auto emit = [&](const Pt &p) {
+        pen ? cairo_line_to(cr, p.x, p.y) : cairo_move_to(cr, p.x, p.y);
+        pen = true;
+    };
     auto flush = [&]() {
         if (col != col)
             return;
-        pen ? cairo_line_to(cr, cx, first) : cairo_move_to(cr, cx, first);
-        cairo_line_to(cr, cx, lo);
-        cairo_line_to(cr, cx, hi);
-        cairo_line_to(cr, cx, last);
-        pen = true;
+        const Pt *mid[2] = {&lo, &hi};
+        if (hi.i < lo.i)
+            std::swap(mid[0], mid[1]);
+        emit(first);
+        for (const Pt *p : mid)
+            if (p->i != first.i && p->i != last.i)
+                emit(*p);
+        if (last.i != first.i)
+            emit(last);
         col = NAN;
     };
     for (size_t i = 0; i < n; ++i) {
-        double px = DevX(f, *ap.x, d.x[i]), py = DevY(f, *ap.y, d.y[i]);
-        if (!std::isfinite(px) || !std::isfinite(py)) {
+        Pt p{DevX(f, *ap.x, d.x[i]), DevY(f, *ap.y, d.y[i]), i};
+        if (!std::isfinite(p.x) || !std::isfinite(p.y)) {
             flush();
             pen = false;
             continue;
         }
-        double c = std::floor(px);
+        double c = std::floor(p.x);
         if (c != col) {
             flush();
             col = c;
-            cx = px;
-            first = lo = hi = last = py;
+            first = lo = hi = last = p;
             continue;
         }
-        lo = std::min(lo, py);
-        hi = std::max(hi, py);
-        last = py;
+        if (p.y < lo.y)
+            lo = p;
+        if (p.y > hi.y)
+            hi = p;
+        last = p;
     }
     flush();
 }
@@ -355,7 +369,10 @@ void DrawContour(cairo_t *cr, const Frame &f, const AxisPair &ap, const qvDataSe
         cairo_set_source_rgba(cr, 1, 1, 1, 0.85);
         cairo_rectangle(cr, l.x - w / 2, l.y - h / 2, w, h);
         cairo_fill(cr);
-        SetColour(cr, d.colour);
+        if (qvLightness(d.colour) > 70)
+            cairo_set_source_rgb(cr, 0, 0, 0);
+        else
+            SetColour(cr, d.colour);
         Text(cr, l.text, l.x, l.y, 0.5, 0.5);
     }
 }

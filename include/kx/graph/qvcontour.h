@@ -18,9 +18,9 @@ struct qvSegment {
 std::vector<qvSegment> qvContourLevel(const double *x, int nx, const double *y, int ny,
                                       const double *z, double level);
 
-/// `count` levels spread evenly inside (zmin, zmax), on round values when the range allows:
-/// the nice ticks strictly inside the range when there are between count/2 and count of
-/// them, else count evenly spaced values. Empty for an empty or non-finite range.
+/// At most `count` levels spread evenly inside (zmin, zmax), on round values when the range
+/// allows: the largest set of nice ticks strictly inside the range that has no more than
+/// `count` members, when it has at least count/2; else `count` evenly spaced values. Empty for an empty or non-finite range.
 std::vector<double> qvAutoLevels(double zmin, double zmax, int count);
 
 #endif

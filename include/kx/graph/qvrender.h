@@ -12,7 +12,8 @@
 // width x height at 96 dpi (0.75 points per pixel). A uniform grid under linear axes is drawn
 // as one image (cells centred on the grid points); other grids as one rectangle per cell. A
 // line with more points than four per pixel column and x never decreasing is thinned to the
-// first, lowest, highest and last point of each column, which draws the same pixels.
+// first, lowest, highest and last point of each column (in their order), which draws the same
+// pixels to within antialiasing.
 #ifndef KX_GRAPH_QVRENDER_H
 #define KX_GRAPH_QVRENDER_H
 
