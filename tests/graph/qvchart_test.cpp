@@ -315,6 +315,14 @@ TEST(QVChartTest, CommandFunctions)
     EXPECT_DOUBLE_EQ(f->y[4], 12); // k = 3 from the namespace, x = 2
     ASSERT_TRUE(Call(*c, "addgrid", {"contour", "g", "x**2+y**2", "-1", "1", "5", "-1", "1", "3"}));
     EXPECT_DOUBLE_EQ(c->FindDataSet("g")->z[0], 2);
+    ASSERT_TRUE(
+        Call(*c, "addgriddata", {"vector", "w", "0 1", "0 1 2", "1 1 1 1 1 1", "0 0 0 0 0 2"}));
+    EXPECT_EQ(c->FindDataSet("w")->ny, 3);
+    EXPECT_EQ(c->FindDataSet("w")->v[5], 2);
+    error.reset();
+    EXPECT_FALSE(Call(*c, "addgriddata", {"colourmap", "bad", "0 1", "0 1", "1 2 3"}));
+    EXPECT_NE(std::string(error.chars()).find("values per component"), std::string::npos);
+    error.reset();
     ASSERT_TRUE(Call(*c, "setaxis", {"x", "0", "auto"}));
     EXPECT_FALSE(c->FindAxis("x")->autoMin);
     EXPECT_TRUE(c->FindAxis("x")->autoMax);
@@ -341,7 +349,7 @@ TEST(QVChartTest, CommandFunctions)
     ASSERT_TRUE(Call(*c, "save", {saved.c_str()}));
     ASSERT_TRUE(Call(list, "new", {"copy"}));
     ASSERT_TRUE(Call(*list.Find("copy"), "load", {saved.c_str()}));
-    EXPECT_EQ(list.Find("copy")->DataSets().size(), 3u);
+    EXPECT_EQ(list.Find("copy")->DataSets().size(), 4u);
     EXPECT_FALSE(ReadAll(png).empty());
     EXPECT_EQ(ReadAll(png).substr(1, 3), "PNG");
     ASSERT_TRUE(Call(list, "delete", {"sweep"}));
