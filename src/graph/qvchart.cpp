@@ -247,9 +247,24 @@ bool qvMarkerFromName(const char *name, qvMarker &marker)
 // ---------------------------------------------------------------------------------------------
 // qvDataSet
 
+bool qvNameIsWritable(const std::string &name, bool isAxis)
+{
+    for (char c : name)
+        if (c == '"' || c == '\\' || static_cast<unsigned char>(c) < 32 || (isAxis && c == ' '))
+            return false;
+    return !isAxis || !name.empty();
+}
+
 bool qvDataSet::Validate() const
 {
     const char *n = name.c_str();
+    if (!qvNameIsWritable(name, false) || !qvNameIsWritable(xAxis, true) ||
+        !qvNameIsWritable(yAxis, true)) {
+        error.set("Data set \"%s\": names may not hold quotes, backslashes or control "
+                  "characters (axis names no blanks either)",
+                  n);
+        return false;
+    }
     if (IsGrid()) {
         if (nx < 2 || ny < 2 || x.size() != size_t(nx) || y.size() != size_t(ny)) {
             error.set("Data set \"%s\": a grid needs at least 2 x 2 points and %d x and %d y "
@@ -630,7 +645,13 @@ const qvAxis *qvChart::FindAxis(const std::string &name) const
 
 bool qvChart::AddAxis(const std::string &name, qvAxisSide side)
 {
-    if (name.empty() || FindAxis(name)) {
+    if (!qvNameIsWritable(name, true)) {
+        error.set("Axis name \"%s\" may not be empty or hold blanks, quotes or control "
+                  "characters",
+                  name.c_str());
+        return false;
+    }
+    if (FindAxis(name)) {
         error.set("Axis \"%s\" already exists", name.c_str());
         return false;
     }
@@ -745,9 +766,9 @@ bool ReadAxis(TextBlock &b, qvAxis &a)
     if (!b.CheckStartRead(kAxisSig, false))
         return false;
     a.name = b.getName() ? b.getName() : "";
-    bool ok = !a.name.empty();
+    bool ok = qvNameIsWritable(a.name, true);
     if (!ok)
-        SyntaxErr("qvAxis without a name\n");
+        SyntaxErr("qvAxis without a usable name\n");
     while (ok && !b.EOB()) {
         std::string line = Trim(b.gets()), key, value;
         if (line.empty())
@@ -1083,6 +1104,32 @@ void qvChart::OnPublish()
         },
         "(kind, name, formula of x and y, xmin, xmax, nx, ymin, ymax, ny): add a "
         "contour or colour map of a formula");
+    PublishFunc(
+        "addgriddata",
+        [this](const List<KXString> &args, KXString &) {
+            if (!NeedArgs(args, 5, 6, "addgriddata(kind, name, xs, ys, zs[, vs])"))
+                return false;
+            qvDataSet d;
+            if (!qvKindFromName(args[1].c_str(), d.kind) || !d.IsGrid()) {
+                error.set("addgriddata: kind must be contour, colourmap or vector, not "
+                          "\"%s\"",
+                          args[1].c_str());
+                return false;
+            }
+            d.name = args[2].c_str();
+            bool vec = d.kind == qvVector;
+            if (!ArgNumbers(args[3], d.x, "addgriddata") ||
+                !ArgNumbers(args[4], d.y, "addgriddata") ||
+                !ArgNumbers(args[5], vec ? d.u : d.z, "addgriddata"))
+                return false;
+            if (vec && (args.size() < 6 || !ArgNumbers(args[6], d.v, "addgriddata")))
+                return false;
+            d.nx = static_cast<int>(d.x.size());
+            d.ny = static_cast<int>(d.y.size());
+            return AddDataSet(d);
+        },
+        "(kind, name, xs, ys, zs[, vs]): add a contour, colour map or (with vs) vector "
+        "field; zs (or us) holds ny rows of nx values");
     PublishFunc(
         "setaxis",
         [this](const List<KXString> &args, KXString &) {

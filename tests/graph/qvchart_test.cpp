@@ -107,6 +107,13 @@ TEST(QVChartTest, BadDataIsRefusedWithAMessage)
     EXPECT_FALSE(c.AddDataSet(bad));
     EXPECT_NE(std::string(error.chars()).find("horizontal and a vertical"), std::string::npos);
     error.reset();
+    // Names a block file could not hold back (found by the fuzz target).
+    EXPECT_FALSE(c.AddDataSet(Line("ar = 1\n", {1}, {1})));
+    error.reset();
+    EXPECT_FALSE(c.AddDataSet(Line("a\"b", {1}, {1})));
+    error.reset();
+    EXPECT_FALSE(c.AddAxis("two words", qvSideTop));
+    error.reset();
     EXPECT_TRUE(c.DataSets().empty());
 }
 

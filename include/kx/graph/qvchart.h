@@ -67,6 +67,9 @@ const char *qvMarkerName(qvMarker marker);
 [[nodiscard]] bool qvKindFromName(const char *name, qvDataKind &kind);
 [[nodiscard]] bool qvDashFromName(const char *name, qvDash &dash);
 [[nodiscard]] bool qvMarkerFromName(const char *name, qvMarker &marker);
+/// True for a name that a block file can hold: no quote, backslash or control character; an
+/// axis name is also non-empty and has no blank.
+[[nodiscard]] bool qvNameIsWritable(const std::string &name, bool isAxis);
 
 class qvDataSet {
 public:
