@@ -6,7 +6,7 @@ pkgs=(build-essential cmake ninja-build pkg-config git
       libpcre2-dev libpolyclipping-dev libboost-dev libmuparser-dev
       libopenblas-dev liblapacke-dev libfftw3-dev libcminpack-dev libeigen3-dev libgsl-dev
       clang libclang-rt-14-dev
-      libcairo2-dev fonts-dejavu-core poppler-utils libxml2-utils python3-matplotlib python3-numpy)
+      libcairo2-dev libpng-dev fonts-dejavu-core poppler-utils libxml2-utils python3-matplotlib python3-numpy)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -8,6 +8,7 @@
 #include <cairo-pdf.h>
 #include <cairo-svg.h>
 #include <cairo.h>
+#include <png.h>
 
 #include <algorithm>
 #include <cmath>
@@ -771,6 +772,50 @@ bool Finish(cairo_t *cr, cairo_surface_t *surface, const char *path, bool drawn)
     return drawn;
 }
 
+// Writes an RGB24 image surface as an 8-bit RGB PNG. Cairo's own writer compresses at zlib's
+// default level, which costs more than drawing a chart; level 1 with the "sub" filter writes
+// several times faster for files somewhat larger. Plain C on purpose: libpng reports errors by
+// longjmp, which must not cross C++ objects with destructors.
+bool WritePngFast(cairo_surface_t *surface, const char *path)
+{
+    FILE *f = std::fopen(path, "wb");
+    if (!f)
+        return false;
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    const int w = cairo_image_surface_get_width(surface);
+    const int h = cairo_image_surface_get_height(surface);
+    const int stride = cairo_image_surface_get_stride(surface);
+    const unsigned char *data = cairo_image_surface_get_data(surface);
+    unsigned char *row = static_cast<unsigned char *>(std::malloc(static_cast<size_t>(w) * 3));
+    bool ok = png && info && row;
+    if (ok && setjmp(png_jmpbuf(png)))
+        ok = false;
+    else if (ok) {
+        png_init_io(png, f);
+        png_set_IHDR(png, info, w, h, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                     PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+        png_set_compression_level(png, 1);
+        png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
+        png_write_info(png, info);
+        for (int r = 0; r < h; ++r) {
+            const uint32_t *src =
+                reinterpret_cast<const uint32_t *>(data + static_cast<size_t>(r) * stride);
+            for (int i = 0; i < w; ++i) {
+                row[3 * i] = static_cast<unsigned char>(src[i] >> 16);
+                row[3 * i + 1] = static_cast<unsigned char>(src[i] >> 8);
+                row[3 * i + 2] = static_cast<unsigned char>(src[i]);
+            }
+            png_write_row(png, row);
+        }
+        png_write_end(png, nullptr);
+    }
+    if (png)
+        png_destroy_write_struct(&png, info ? &info : nullptr);
+    std::free(row);
+    return std::fclose(f) == 0 && ok;
+}
+
 } // namespace
 
 bool qvExportPNG(const qvChart &chart, const char *path, int width, int height, double dpi)
@@ -783,8 +828,7 @@ bool qvExportPNG(const qvChart &chart, const char *path, int width, int height, 
     cairo_t *cr = cairo_create(surface);
     bool drawn = qvRenderChart(chart, cr, width, height, dpi / 96);
     cairo_surface_flush(surface);
-    cairo_status_t st = cairo_surface_write_to_png(surface, path);
-    if (st != CAIRO_STATUS_SUCCESS) {
+    if (!WritePngFast(surface, path)) {
         cairo_destroy(cr);
         cairo_surface_destroy(surface);
         error.Raise(kxErrFile, "Failed to open file \"%s\"\n", path);
