@@ -667,7 +667,7 @@ qvDataSet *qvChart::FindDataSet(const std::string &name)
     return nullptr;
 }
 
-bool qvChart::AddDataSet(const qvDataSet &set)
+bool qvChart::AddDataSet(qvDataSet &&set)
 {
     if (!set.Validate())
         return false;
@@ -677,8 +677,8 @@ bool qvChart::AddDataSet(const qvDataSet &set)
                   set.name.c_str(), set.xAxis.c_str(), set.yAxis.c_str());
         return false;
     }
-    data_.push_back(set);
-    if (set.autoColour) {
+    data_.push_back(std::move(set));
+    if (data_.back().autoColour) {
         const unsigned char *p = kPalette[nextColour_++ % (sizeof kPalette / sizeof kPalette[0])];
         data_.back().colour = {p[0] / 255.0, p[1] / 255.0, p[2] / 255.0, 1};
     }

@@ -99,69 +99,83 @@ void SetDash(cairo_t *cr, qvDash dash, double s)
 // ---------------------------------------------------------------------------------------------
 // Line data sets
 
+// True when the line is dense enough to be drawn one pixel column at a time.
+bool IsDense(const Frame &f, const qvDataSet &d)
+{
+    return d.x.size() > 4 * static_cast<size_t>(f.w) && d.XMonotonic();
+}
+
 void DrawLinePath(cairo_t *cr, const Frame &f, const AxisPair &ap, const qvDataSet &d)
 {
-    const size_t n = d.x.size();
-    bool thin = n > 4 * static_cast<size_t>(f.w) && d.XMonotonic();
     bool pen = false;
-    if (!thin) {
-        for (size_t i = 0; i < n; ++i) {
-            double px = DevX(f, *ap.x, d.x[i]), py = DevY(f, *ap.y, d.y[i]);
-            if (!std::isfinite(px) || !std::isfinite(py)) {
-                pen = false;
-                continue;
-            }
-            pen ? cairo_line_to(cr, px, py) : cairo_move_to(cr, px, py);
-            pen = true;
-        }
-        return;
-    }
-    // One pixel column at a time: its first, lowest, highest and last points, in their order.
-    struct Pt {
-        double x, y;
-        size_t i;
-    };
-    double col = NAN;
-    Pt first{}, lo{}, hi{}, last{};
-    auto emit = [&](const Pt &p) {
-        pen ? cairo_line_to(cr, p.x, p.y) : cairo_move_to(cr, p.x, p.y);
-        pen = true;
-    };
-    auto flush = [&]() {
-        if (col != col)
-            return;
-        const Pt *mid[2] = {&lo, &hi};
-        if (hi.i < lo.i)
-            std::swap(mid[0], mid[1]);
-        emit(first);
-        for (const Pt *p : mid)
-            if (p->i != first.i && p->i != last.i)
-                emit(*p);
-        if (last.i != first.i)
-            emit(last);
-        col = NAN;
-    };
-    for (size_t i = 0; i < n; ++i) {
-        Pt p{DevX(f, *ap.x, d.x[i]), DevY(f, *ap.y, d.y[i]), i};
-        if (!std::isfinite(p.x) || !std::isfinite(p.y)) {
-            flush();
+    for (size_t i = 0; i < d.x.size(); ++i) {
+        double px = DevX(f, *ap.x, d.x[i]), py = DevY(f, *ap.y, d.y[i]);
+        if (!std::isfinite(px) || !std::isfinite(py)) {
             pen = false;
             continue;
         }
-        double c = std::floor(p.x);
-        if (c != col) {
-            flush();
-            col = c;
-            first = lo = hi = last = p;
+        pen ? cairo_line_to(cr, px, py) : cairo_move_to(cr, px, py);
+        pen = true;
+    }
+}
+
+// A dense solid line, one pixel column at a time: each column is filled from the lowest to
+// the highest point the line reaches in it (its own points and the joins to the columns either
+// side), widened by half the line width, as one box centred on the column. This covers the
+// pixels a stroke of the polyline covers, at a fraction of the cost of stroking hundreds of
+// thousands of overlapping segments. Joins between columns that are not neighbours (sparse
+// stretches, gaps after NaN) are stroked.
+void DrawDenseLine(cairo_t *cr, const Frame &f, const AxisPair &ap, const qvDataSet &d,
+                   double lineWidth)
+{
+    const double hw = lineWidth / 2;
+    struct Column {
+        double col, firstY, lo, hi, lastX, lastY;
+    };
+    std::vector<Column> cols;
+    cols.reserve(static_cast<size_t>(f.w) + 2);
+    std::vector<double> joins; // x0 y0 x1 y1 of joins to stroke
+    bool pen = false;
+    double prevX = 0, prevY = 0;
+    for (size_t i = 0; i < d.x.size(); ++i) {
+        double px = DevX(f, *ap.x, d.x[i]), py = DevY(f, *ap.y, d.y[i]);
+        if (!std::isfinite(px) || !std::isfinite(py)) {
+            pen = false;
             continue;
         }
-        if (p.y < lo.y)
-            lo = p;
-        if (p.y > hi.y)
-            hi = p;
-        last = p;
+        double c = std::floor(px);
+        if (cols.empty() || cols.back().col != c || !pen) {
+            if (pen && !cols.empty() && c == cols.back().col + 1) {
+                // The join to the neighbouring column reaches into both.
+                Column &b = cols.back();
+                b.lo = std::min(b.lo, (prevY + py) / 2);
+                b.hi = std::max(b.hi, (prevY + py) / 2);
+                cols.push_back({c, py, std::min(py, (prevY + py) / 2),
+                                std::max(py, (prevY + py) / 2), px, py});
+            } else {
+                if (pen)
+                    joins.insert(joins.end(), {prevX, prevY, px, py});
+                cols.push_back({c, py, py, py, px, py});
+            }
+        } else {
+            Column &b = cols.back();
+            b.lo = std::min(b.lo, py);
+            b.hi = std::max(b.hi, py);
+        }
+        cols.back().lastX = px;
+        cols.back().lastY = py;
+        prevX = px;
+        prevY = py;
+        pen = true;
     }
-    flush();
+    for (const Column &c : cols)
+        cairo_rectangle(cr, c.col + 0.5 - hw, c.lo - hw, 2 * hw, c.hi - c.lo + 2 * hw);
+    cairo_fill(cr);
+    for (size_t k = 0; k < joins.size(); k += 4) {
+        cairo_move_to(cr, joins[k], joins[k + 1]);
+        cairo_line_to(cr, joins[k + 2], joins[k + 3]);
+    }
+    cairo_stroke(cr);
 }
 
 void MarkerPath(cairo_t *cr, qvMarker m, double x, double y, double r)
@@ -243,9 +257,13 @@ void DrawLine(cairo_t *cr, const Frame &f, const AxisPair &ap, const qvDataSet &
 {
     StrokeStyle(cr, d, f.s);
     if (d.drawLine && d.lineWidth > 0) {
-        SetDash(cr, d.dash, f.s);
-        DrawLinePath(cr, f, ap, d);
-        cairo_stroke(cr);
+        if (d.dash == qvDashSolid && IsDense(f, d)) {
+            DrawDenseLine(cr, f, ap, d, std::max(1.0, d.lineWidth * f.s));
+        } else {
+            SetDash(cr, d.dash, f.s);
+            DrawLinePath(cr, f, ap, d);
+            cairo_stroke(cr);
+        }
     }
     if (!d.yerr.empty())
         DrawErrorBars(cr, f, ap, d);

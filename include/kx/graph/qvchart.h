@@ -147,7 +147,10 @@ public:
     qvDataSet *FindDataSet(const std::string &name);
     /// Adds a data set after validating it; automatic colours cycle through a fixed palette.
     /// False (error recorded, nothing added) when it is invalid or names a missing axis.
-    [[nodiscard]] bool AddDataSet(const qvDataSet &set);
+    [[nodiscard]] bool AddDataSet(const qvDataSet &set) { return AddDataSet(qvDataSet(set)); }
+    /// The same, taking over the data set's arrays without copying them (on failure `set`
+    /// keeps them).
+    [[nodiscard]] bool AddDataSet(qvDataSet &&set);
     [[nodiscard]] bool RemoveDataSet(const std::string &name);
     void Clear();
 

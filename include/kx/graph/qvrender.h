@@ -11,9 +11,9 @@
 // Choices: PNG files are width x height pixels of the chart at its dpi; SVG and PDF pages are
 // width x height at 96 dpi (0.75 points per pixel). A uniform grid under linear axes is drawn
 // as one image (cells centred on the grid points); other grids as one rectangle per cell. A
-// line with more points than four per pixel column and x never decreasing is thinned to the
-// first, lowest, highest and last point of each column (in their order), which draws the same
-// pixels to within antialiasing.
+// solid line with more points than four per pixel column and x never decreasing is drawn as one
+// box per pixel column from the lowest to the highest point the line reaches there, which
+// covers the same pixels as the stroke to within antialiasing.
 #ifndef KX_GRAPH_QVRENDER_H
 #define KX_GRAPH_QVRENDER_H
 
