@@ -139,18 +139,20 @@ bool ReadArray(TextBlock &b, const char *key, size_t count, std::vector<double> 
     out.clear();
     while (out.size() < count) {
         if (b.EOB()) {
-            SyntaxErr("qvDataSet: array \"%s\" ends after %zu of %zu numbers\n", key, out.size(),
-                      count);
+            SyntaxErr("qvDataSet: array \"%.200s\" ends after %zu of %zu numbers\n", key,
+                      out.size(), count);
             return false;
         }
         const char *line = b.gets();
         if (!line || !ParseNumbers(line, out)) {
-            SyntaxErr("qvDataSet: bad number in array \"%s\": %s\n", key, Trim(line).c_str());
+            SyntaxErr("qvDataSet: bad number in array \"%.200s\": %.200s\n", key,
+                      Trim(line).c_str());
             return false;
         }
     }
     if (out.size() != count) {
-        SyntaxErr("qvDataSet: array \"%s\" holds %zu numbers, not %zu\n", key, out.size(), count);
+        SyntaxErr("qvDataSet: array \"%.200s\" holds %zu numbers, not %zu\n", key, out.size(),
+                  count);
         return false;
     }
     return true;
@@ -203,7 +205,7 @@ bool NextNested(TextBlock &block, TextBlock &child, bool &isNested)
     block.setPosn(at);
     if (!child.LoadBlock(block)) {
         error.reset();
-        SyntaxErr("qvChart: unreadable nested block: %s\n", Trim(line).c_str());
+        SyntaxErr("qvChart: unreadable nested block: %.200s\n", Trim(line).c_str());
         return false;
     }
     return true;
@@ -434,7 +436,7 @@ bool qvDataSet::ReadTB(TextBlock &b)
         if (line.empty())
             continue;
         if (!SplitKey(line, key, value)) {
-            SyntaxErr("qvDataSet \"%s\": not a setting: %s\n", name.c_str(), line.c_str());
+            SyntaxErr("qvDataSet \"%.200s\": not a setting: %.200s\n", name.c_str(), line.c_str());
             ok = false;
             break;
         }
@@ -531,18 +533,19 @@ bool qvDataSet::ReadTB(TextBlock &b)
                 }
             }
         } else {
-            SyntaxErr("qvDataSet \"%s\": unknown setting \"%s\"\n", name.c_str(), key.c_str());
+            SyntaxErr("qvDataSet \"%.200s\": unknown setting \"%.200s\"\n", name.c_str(),
+                      key.c_str());
             continue;
         }
         if (!good) {
-            SyntaxErr("qvDataSet \"%s\": bad value of \"%s\": %s\n", name.c_str(), key.c_str(),
-                      val);
+            SyntaxErr("qvDataSet \"%.200s\": bad value of \"%.200s\": %.200s\n", name.c_str(),
+                      key.c_str(), val);
             ok = false;
         }
     }
     b.EndRead();
     if (ok && !Validate()) {
-        SyntaxErr("%s\n", error.chars(true));
+        SyntaxErr("%.200s\n", error.chars(true));
         ok = false;
     }
     return ok;
@@ -774,7 +777,7 @@ bool ReadAxis(TextBlock &b, qvAxis &a)
         if (line.empty())
             continue;
         if (!SplitKey(line, key, value)) {
-            SyntaxErr("qvAxis \"%s\": not a setting: %s\n", a.name.c_str(), line.c_str());
+            SyntaxErr("qvAxis \"%.200s\": not a setting: %.200s\n", a.name.c_str(), line.c_str());
             ok = false;
             break;
         }
@@ -802,11 +805,12 @@ bool ReadAxis(TextBlock &b, qvAxis &a)
             good = std::sscanf(value.c_str(), "%d", &a.maxTicks) == 1 && a.maxTicks >= 2 &&
                    a.maxTicks <= 100;
         } else {
-            SyntaxErr("qvAxis \"%s\": unknown setting \"%s\"\n", a.name.c_str(), key.c_str());
+            SyntaxErr("qvAxis \"%.200s\": unknown setting \"%.200s\"\n", a.name.c_str(),
+                      key.c_str());
         }
         if (!good) {
-            SyntaxErr("qvAxis \"%s\": bad value of \"%s\": %s\n", a.name.c_str(), key.c_str(),
-                      value.c_str());
+            SyntaxErr("qvAxis \"%.200s\": bad value of \"%.200s\": %.200s\n", a.name.c_str(),
+                      key.c_str(), value.c_str());
             ok = false;
         }
     }
@@ -835,7 +839,7 @@ bool qvChart::ReadTB(TextBlock &block)
                 qvAxis a;
                 ok = ReadAxis(child, a);
                 if (ok && loaded.FindAxis(a.name)) {
-                    SyntaxErr("qvChart: axis \"%s\" given twice\n", a.name.c_str());
+                    SyntaxErr("qvChart: axis \"%.200s\" given twice\n", a.name.c_str());
                     ok = false;
                 }
                 if (ok)
@@ -846,7 +850,7 @@ bool qvChart::ReadTB(TextBlock &block)
                 if (ok)
                     loaded.data_.push_back(std::move(d));
             } else {
-                SyntaxErr("qvChart: unknown block \"%s\"\n", child.getType());
+                SyntaxErr("qvChart: unknown block \"%.200s\"\n", child.getType());
             }
             continue;
         }
@@ -854,7 +858,7 @@ bool qvChart::ReadTB(TextBlock &block)
         if (line.empty())
             continue;
         if (!SplitKey(line, key, value)) {
-            SyntaxErr("qvChart: not a setting: %s\n", line.c_str());
+            SyntaxErr("qvChart: not a setting: %.200s\n", line.c_str());
             ok = false;
         } else if (key == "title") {
             std::string t;
@@ -868,17 +872,18 @@ bool qvChart::ReadTB(TextBlock &block)
         } else if (key == "legend") {
             ok = ParseBool(value, loaded.legend);
         } else {
-            SyntaxErr("qvChart: unknown setting \"%s\"\n", key.c_str());
+            SyntaxErr("qvChart: unknown setting \"%.200s\"\n", key.c_str());
         }
         if (!ok)
-            SyntaxErr("qvChart: bad value of \"%s\": %s\n", key.c_str(), value.c_str());
+            SyntaxErr("qvChart: bad value of \"%.200s\": %.200s\n", key.c_str(), value.c_str());
     }
     block.EndRead();
     for (size_t i = 0; ok && i < loaded.data_.size(); ++i) {
         const qvDataSet &d = loaded.data_[i];
         const qvAxis *ax = loaded.FindAxis(d.xAxis), *ay = loaded.FindAxis(d.yAxis);
         if (!ax || !ay || ax->IsHorizontal() == ay->IsHorizontal()) {
-            SyntaxErr("qvChart: data set \"%s\" names missing or parallel axes\n", d.name.c_str());
+            SyntaxErr("qvChart: data set \"%.200s\" names missing or parallel axes\n",
+                      d.name.c_str());
             ok = false;
         }
     }

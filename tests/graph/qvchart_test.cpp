@@ -263,6 +263,21 @@ TEST(QVChartTest, DamagedBlocksAreReportedNotLoaded)
         EXPECT_EQ(c.DataSets().size(), 1u) << text;
         error.reset();
     }
+    // Settings of any length are reported cut short, never ending the process (the message
+    // printer is fatal at 1,000 characters; found by the fuzz target).
+    {
+        std::string longKey(3000, 'k'), longValue(3000, 'v');
+        std::string text = "begin <qvChart(1.0)> \"c\"\n  " + longKey +
+                           " = 1\n  legend = " + longValue + "\nend\n";
+        TextBlock lb;
+        ASSERT_TRUE(lb.LoadBlock(text.c_str()));
+        qvChart c;
+        ResetSyntaxErrFlag();
+        EXPECT_FALSE(c.ReadTB(lb));
+        EXPECT_EQ(GetSyntaxErrCount(), 2); // the unknown setting and the bad value
+        ResetSyntaxErrFlag();
+        error.reset();
+    }
     // An unknown setting is reported but skipped.
     TextBlock b;
     ASSERT_TRUE(b.LoadBlock("begin <qvChart(1.0)> \"c\"\n  colour = red\n  legend = 0\nend\n"));
