@@ -1,14 +1,12 @@
 """kxclient.plot builds the chart commands a server runs (checked against a recording session)."""
-import importlib.util
 import os
 import sys
 import unittest
 
-_HERE = os.path.dirname(os.path.abspath(__file__))
-_spec = importlib.util.spec_from_file_location(
-    "kxplot", os.path.join(_HERE, "..", "..", "python", "kxclient", "plot.py"))
-plot = importlib.util.module_from_spec(_spec)
-_spec.loader.exec_module(plot)
+# plot.py needs nothing else of the package: load it on its own.
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "python",
+                                "kxclient"))
+import plot  # noqa: E402
 
 
 class Recorder:
