@@ -7,7 +7,9 @@ pkgs=(build-essential cmake ninja-build pkg-config git
       libopenblas-dev liblapacke-dev libfftw3-dev libcminpack-dev libeigen3-dev libgsl-dev
       nlohmann-json3-dev libreadline-dev
       python3 python3-pytest python3-mpmath valgrind
-      clang libclang-rt-14-dev clang-format)
+      clang libclang-rt-14-dev clang-format
+      libcairo2-dev libpng-dev fonts-dejavu-core poppler-utils libxml2-utils
+      python3-matplotlib python3-numpy)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -10,6 +10,7 @@
 #include "kx/project.h"
 #include "kx/commands.h"
 #include "kx/materials.h"
+#include "kx/graph.h"
 #include "kx/app.h"
 
 #endif
