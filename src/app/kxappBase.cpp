@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "kx/foundation/kxerror.h"
+#include "kx/graph/qvchart.h"
 
 KX_IMPLEMENT_ABSTRACT_CLASS(kxAppBase, KXObject)
 
@@ -79,6 +80,7 @@ void kxAppBase::OnPublish()
     KXObject::OnPublish();
     PublishObj("subnodes", &projectList_, "the open projects");
     PublishObj("projectmanager", &projects_, "the project manager");
+    PublishObj("charts", &qvChartList::Global(), "the charts: new(name), list(), delete(name)");
     PublishVar("version", kxGetVersionText(), "version of the library", kxPublishReadOnly);
     PublishFunc(
         "numsubnodes",
