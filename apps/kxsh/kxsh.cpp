@@ -25,6 +25,7 @@
 
 #include <poll.h>
 #include <sys/stat.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <readline/history.h>
@@ -41,6 +42,23 @@ volatile sig_atomic_t gInterrupted = 0;
 volatile sig_atomic_t gTerminated = 0;
 volatile sig_atomic_t gExecuting = 0;
 kxCommandObject *gCommands = nullptr;
+// Self-pipe: the signal handlers write a byte so that a signal arriving just before poll()
+// still wakes it (a flag alone would be seen only at the next input).
+int gWakePipe[2] = {-1, -1};
+
+void WakeLoop()
+{
+    const char byte = 0;
+    if (gWakePipe[1] >= 0)
+        (void)!write(gWakePipe[1], &byte, 1);
+}
+
+void DrainWakePipe()
+{
+    char bytes[64];
+    while (read(gWakePipe[0], bytes, sizeof bytes) > 0) {
+    }
+}
 
 const char *const kPrompt = "kx> ";
 const char *const kContinuationPrompt = "...> ";
@@ -50,9 +68,14 @@ void OnSigint(int)
     gInterrupted = 1;
     if (gExecuting && gCommands)
         gCommands->RequestStop();
+    WakeLoop();
 }
 
-void OnSigterm(int) { gTerminated = 1; }
+void OnSigterm(int)
+{
+    gTerminated = 1;
+    WakeLoop();
+}
 
 // -- output hooks ---------------------------------------------------------------------------
 void PrintLine(int channel, const char *line)
@@ -334,9 +357,11 @@ int Console::Loop(bool interactive)
     kxCmdServer &server = app_.getCommandServer();
     bool stdinOpen = true;
     while (!quit_ && !gTerminated && stdinOpen) {
-        std::vector<pollfd> fds{{STDIN_FILENO, POLLIN, 0}};
+        std::vector<pollfd> fds{{STDIN_FILENO, POLLIN, 0}, {gWakePipe[0], POLLIN, 0}};
         server.AppendPollFds(fds);
         const int ready = poll(fds.data(), fds.size(), server.IsRunning() ? 200 : -1);
+        if (fds[1].revents)
+            DrainWakePipe();
         if (gInterrupted) {
             gInterrupted = 0;
             if (interactive_)
@@ -394,6 +419,10 @@ int main(int argc, char **argv)
     InitialiseKXUtils("kxsh", KXString("kxCore"), 33, nullptr, Warn, WarnChoice, PrintLine,
                       DisplayError);
     std::signal(SIGPIPE, SIG_IGN);
+    if (pipe2(gWakePipe, O_NONBLOCK | O_CLOEXEC) != 0) {
+        std::perror("kxsh: pipe");
+        return 1;
+    }
     struct sigaction sa {};
     sa.sa_handler = OnSigint;
     sigaction(SIGINT, &sa, nullptr); // no SA_RESTART: poll wakes up
