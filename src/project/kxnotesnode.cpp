@@ -79,10 +79,7 @@ void kxNotesNode::Changed()
     GetEventSource().RaiseEvent(kxEventNodeChanged, this, nullptr);
 }
 
-bool kxNotesNode::CanReadTextBlockVersion(int major, int minor)
-{
-    return major == 1 && minor == 0;
-}
+bool kxNotesNode::CanReadTextBlockVersion(int major, int minor) { return major == 1 && minor == 0; }
 
 bool kxNotesNode::ReadTB(TextBlock &block)
 {

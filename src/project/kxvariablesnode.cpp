@@ -34,6 +34,15 @@ std::string Trimmed(const char *begin, const char *end)
 /// The line without its indentation and line end, for messages.
 std::string Shown(const char *line) { return Trimmed(line, line + std::strlen(line)); }
 
+/// The definition to write: the formula as typed, or a plain value in the form that reads back.
+KXString Definition(const kxNamedVariable &variable)
+{
+    if (!variable.IsValue())
+        return variable.GetExpression();
+    const std::complex<double> &value = variable.GetStoredValue();
+    return value.imag() == 0.0 ? numtoA(value.real()) : numtoA(value);
+}
+
 bool NeedArgs(const List<KXString> &args, int n, const char *function)
 {
     if (args.size() >= n)
@@ -65,18 +74,24 @@ const TBlockSig &kxVariablesNode::Sig()
 
 kxVariablesNode::~kxVariablesNode()
 {
-    kxNameSpace *ns = GetNameSpace();
-    if (!ns)
+    if (!ns_)
         return;
     for (int i = 0; i < indices_.Size(); ++i)
-        if (ns->GetVariableAt(indices_[i]))
-            ns->RemoveVariable(indices_[i]);
+        if (ns_->GetVariableAt(indices_[i]))
+            ns_->RemoveVariable(indices_[i]);
 }
 
 kxNamedVariable *kxVariablesNode::GetVariable(int i) const
 {
-    kxNameSpace *ns = GetNameSpace();
-    return ns && i >= 0 && i < indices_.Size() ? ns->GetVariableAt(indices_[i]) : nullptr;
+    return ns_ && i >= 0 && i < indices_.Size() ? ns_->GetVariableAt(indices_[i]) : nullptr;
+}
+
+void kxVariablesNode::Own(kxNamedVariable *variable, std::string leading, std::string trailing)
+{
+    ns_ = variable->GetNameSpace();
+    indices_.Add(variable->GetIndex());
+    leading_.push_back(std::move(leading));
+    trailing_.push_back(std::move(trailing));
 }
 
 kxNamedVariable *kxVariablesNode::FindOwnVariable(const char *name) const
@@ -130,7 +145,7 @@ bool kxVariablesNode::PreloadVariables(TextBlock &block)
             continue;
         }
         auto *variable = new kxNamedVariable(ns);
-        if (!variable->SetName(name.c_str())) {
+        if (name.Length() == 0 || !variable->SetName(name.c_str())) {
             const bool clash = kxNamedVariable::IsNameValid(name.c_str());
             // A refused name leaves a message in the error record; the syntax error says it all.
             if (error && error != kxErrSyntax)
@@ -150,14 +165,27 @@ bool kxVariablesNode::ReadTB(TextBlock &block)
 {
     if (!StartBody(block))
         return false;
-    lastText_ = block.getText();
+    // Comment lines are read too: they stay with the variable that follows them.
+    block.SkipComments(false);
+    block.GotoBody();
     indices_.Clear();
+    leading_.clear();
+    trailing_.clear();
+    tail_.clear();
     kxNameSpace *ns = GetNameSpace();
     KXString name, expression;
+    std::string leading;
     while (ns && !block.EOB()) {
         const char *line = block.gets();
         if (!line)
             break;
+        const std::string shown = Shown(line);
+        if (shown.empty())
+            continue;
+        if (shown.compare(0, 2, "//") == 0) {
+            leading += shown + "\n";
+            continue;
+        }
         if (!kxSplitVariableLine(line, name, expression))
             continue;
         const int code = ns->FindVariable(name.c_str(), false);
@@ -165,20 +193,43 @@ bool kxVariablesNode::ReadTB(TextBlock &block)
         if (!variable || !variable->IsPreloaded())
             continue;
         variable->ResetPreloaded();
-        indices_.Add(variable->GetIndex());
+        const size_t comment = shown.find("//");
+        std::string trailing;
+        if (comment != std::string::npos) {
+            size_t from = comment;
+            while (from > 0 && (shown[from - 1] == ' ' || shown[from - 1] == '\t'))
+                --from;
+            trailing = shown.substr(from);
+        }
+        Own(variable, std::move(leading), std::move(trailing));
+        leading.clear();
+    }
+    for (size_t at = 0; at < leading.size();) {
+        const size_t end = leading.find('\n', at);
+        tail_.push_back(leading.substr(at, end - at));
+        at = end + 1;
     }
     return true;
 }
 
 bool kxVariablesNode::WriteTB(TextBlock &block)
 {
-    block.StartWrite(Sig(), getName(), lastText_.c_str());
+    block.StartWrite(Sig(), getName());
     for (int i = 0; i < indices_.Size(); ++i) {
         kxNamedVariable *variable = GetVariable(i);
-        if (variable)
-            block.writeline("%s = %s", variable->GetName().c_str(),
-                            variable->GetExpression().c_str());
+        if (!variable)
+            continue;
+        const std::string &leading = leading_[i];
+        for (size_t at = 0; at < leading.size();) {
+            const size_t end = leading.find('\n', at);
+            block.WriteLine(leading.substr(at, end - at).c_str());
+            at = end + 1;
+        }
+        block.writeline("%s = %s%s", variable->GetName().c_str(), Definition(*variable).c_str(),
+                        trailing_[i].c_str());
     }
+    for (const std::string &line : tail_)
+        block.WriteLine(line.c_str());
     block.EndWrite();
     return true;
 }
@@ -197,11 +248,13 @@ bool kxVariablesNode::SetVariable(const char *name, const char *expression)
             return false;
         }
         variable = new kxNamedVariable(ns);
-        if (!variable->SetName(name)) {
+        if (!*name || !variable->SetName(name)) {
             ns->RemoveVariable(variable->GetIndex());
+            if (!error)
+                error.set("Invalid variable name %s\n", name);
             return false;
         }
-        indices_.Add(variable->GetIndex());
+        Own(variable, "", "");
     }
     variable->SetValueOrExpression(expression);
     Changed();
@@ -217,11 +270,19 @@ bool kxVariablesNode::RemoveVariable(const char *name)
     }
     const int index = variable->GetIndex();
     kxIntArray kept;
-    for (int i = 0; i < indices_.Size(); ++i)
-        if (indices_[i] != index)
-            kept.Add(indices_[i]);
+    size_t to = 0;
+    for (int i = 0; i < indices_.Size(); ++i) {
+        if (indices_[i] == index)
+            continue;
+        kept.Add(indices_[i]);
+        leading_[to] = std::move(leading_[i]);
+        trailing_[to] = std::move(trailing_[i]);
+        ++to;
+    }
     indices_ = kept;
-    GetNameSpace()->RemoveVariable(index);
+    leading_.resize(to);
+    trailing_.resize(to);
+    ns_->RemoveVariable(index);
     Changed();
     return true;
 }

@@ -34,7 +34,10 @@ kxScriptNodeRunner kxSetScriptNodeRunner(kxScriptNodeRunner runner);
 class kxScriptNode : public kxNotesNode {
     KX_DECLARE_CLASS(kxScriptNode)
 public:
-    enum { LanguageCommands = 0, LanguagePython = 1 };
+    enum {
+        LanguageCommands = 0,
+        LanguagePython = 1
+    };
 
     /// The block signature ("scriptTB", 1.0).
     static const TBlockSig &Sig();

@@ -10,7 +10,10 @@
 //
 // Block ("kxVariablesTB", version 1.0, the node's name): one line "name = expression" per owned
 // variable, in the node's order, the expression as the user typed it. On reading, "//" starts a
-// comment; the comments of the text last read are carried into the next save line by line.
+// comment. The comments of the text last read stay with their variables: the whole comment lines
+// before a variable's line and the comment at its end are written again with it (blank lines
+// are dropped). A value typed as a plain number is written back as the number in the form that
+// reads back exactly ("%.16lg").
 //
 // Reading reports through SyntaxErr (the project load then ends with code 504) and goes on
 // with the next line:
@@ -33,6 +36,9 @@
 
 #include "kx/foundation/kxdynarray.h"
 #include "kx/project/kxprojnode.h"
+
+#include <string>
+#include <vector>
 
 class kxNamedVariable;
 
@@ -72,9 +78,14 @@ private:
     /// body with comments skipped.
     bool StartBody(TextBlock &block);
     void Changed();
+    /// Appends an owned variable with its comments.
+    void Own(kxNamedVariable *variable, std::string leading, std::string trailing);
 
     kxIntArray indices_;
-    KXString lastText_; ///< the block text last read: comment source of the next save
+    kxNameSpace *ns_ = nullptr;         ///< where the owned variables live (not owned)
+    std::vector<std::string> leading_;  ///< per variable: whole comment lines before it
+    std::vector<std::string> trailing_; ///< per variable: the comment at the end of its line
+    std::vector<std::string> tail_;     ///< comment lines after the last variable
 };
 
 /// Splits a variable definition line: cuts it at the first "//", and gives the trimmed text
