@@ -176,12 +176,20 @@ public:
         PublishFunc(
             "area",
             [this](const List<KXString> &args, KXString &result) {
-                const Named *named = Need(args, 1) ? Lookup(args[1]) : nullptr;
-                if (named)
-                    result.sprintf("%.10g", ShapeArea(*named->shape));
-                return named != nullptr;
+                if (!Need(args, 1))
+                    return false;
+                result = "";
+                KXString number;
+                for (int i = 1; i <= args.size(); ++i) {
+                    const Named *named = Lookup(args[i]);
+                    if (!named)
+                        return false;
+                    number.sprintf(i == 1 ? "%.6g" : " %.6g", ShapeArea(*named->shape));
+                    result += number;
+                }
+                return true;
             },
-            "( name ): area of a shape in square microns");
+            "( name, ... ): areas of shapes in square microns, separated by blanks");
         PublishFunc(
             "boundingbox",
             [this](const List<KXString> &args, KXString &result) {
@@ -189,7 +197,7 @@ public:
                 if (!named)
                     return false;
                 const kxRect r = named->shape->getBoundingRect();
-                result.sprintf("%.10g %.10g %.10g %.10g", r.left, r.bottom, r.right, r.top);
+                result.sprintf("%.6g %.6g %.6g %.6g", r.left, r.bottom, r.right, r.top);
                 return true;
             },
             "( name ): left bottom right top of a shape's bounding box");

@@ -13,7 +13,8 @@
 //   "version"         the library's version text, read-only
 //
 // Script nodes of the project tree run through this object's command object (installed with
-// kxSetScriptNodeRunner while the object lives).
+// kxSetScriptNodeRunner while the object lives); while one runs, the command formulas see the
+// variables of the script's project and a path starting with "." starts at the project.
 //
 // Lifetime: one per process in practice. Construction order is the order of the members below,
 // so the command object can use the project manager and the runner the server; destruction
@@ -68,6 +69,11 @@ public:
     void OnPublish() override;
 
 private:
+    /// Runs a script node's text with the command object, seeing the node's project (its
+    /// variables in formulas, "." paths starting there).
+    bool RunScriptNode(int language, const char *text, const char *arguments,
+                       kxProjectNode &node);
+
     /// Publishes the open projects under their names.
     class ProjectList : public KXObject {
     public:
