@@ -71,8 +71,7 @@ public:
 private:
     /// Runs a script node's text with the command object, seeing the node's project (its
     /// variables in formulas, "." paths starting there).
-    bool RunScriptNode(int language, const char *text, const char *arguments,
-                       kxProjectNode &node);
+    bool RunScriptNode(int language, const char *text, const char *arguments, kxProjectNode &node);
 
     /// Publishes the open projects under their names.
     class ProjectList : public KXObject {
