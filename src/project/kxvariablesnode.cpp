@@ -202,8 +202,8 @@ bool kxVariablesNode::ReadTB(TextBlock &block)
         }
         if (!kxSplitVariableLine(line, name, expression))
             continue;
-        const int code = ns->FindVariable(name.c_str(), false);
-        kxNamedVariable *variable = code < 0 ? nullptr : ns->GetVariable(code);
+        // By name, not by code: codes cannot tell indices past 0xffff from parent levels.
+        kxNamedVariable *variable = ns->GetVariableByName(name.c_str(), false);
         if (!variable || !variable->IsPreloaded())
             continue;
         variable->ResetPreloaded();
@@ -257,7 +257,7 @@ bool kxVariablesNode::SetVariable(const char *name, const char *expression)
     }
     kxNamedVariable *variable = FindOwnVariable(name);
     if (!variable) {
-        if (ns->FindVariable(name, false) >= 0) {
+        if (ns->GetVariableByName(name, false)) {
             error.set("variable %s belongs to another node\n", name);
             return false;
         }

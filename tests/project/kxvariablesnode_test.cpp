@@ -174,6 +174,21 @@ TEST_F(KXVariablesNodeTest, SettingRemovingAndDeletingChangeTheNamespace)
                                           "end\n");
 }
 
+TEST_F(KXVariablesNodeTest, NodesHoldMoreThan65536Variables)
+{
+    std::string body = "  begin <kxVariablesTB(1.0)> \"many\"\n";
+    const int n = 70000;
+    for (int i = 0; i < n; ++i)
+        body += "    m" + std::to_string(i) + " = " + std::to_string(i) + "\n";
+    body += "    last = m69999 + 1\n  end\n";
+    kxProject *project = Open("many.txt", body);
+    ASSERT_NE(project, nullptr) << error.chars();
+    kxVariablesNode *node = Node(project, "many");
+    ASSERT_EQ(node->GetNumVariables(), n + 1);
+    EXPECT_EQ(node->GetVariable(n)->GetName(), "last");
+    EXPECT_DOUBLE_EQ(Value(project, "last").real(), 70000.0);
+}
+
 TEST(KXVariablesLineTest, SplitsAtTheFirstEqualsBeforeAComment)
 {
     KXString name, expression;
