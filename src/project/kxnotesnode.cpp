@@ -48,7 +48,9 @@ KXString kxReadPrefixedText(TextBlock &block)
         const char *mark = std::strchr(line, '>');
         if (!mark)
             continue;
-        const char *end = mark + 1 + std::strcspn(mark + 1, "\r\n");
+        const char *end = mark + 1 + std::strcspn(mark + 1, "\n");
+        if (end > mark + 1 && end[-1] == '\r')
+            --end;
         text.append(mark + 1, end);
         text += '\n';
     }
