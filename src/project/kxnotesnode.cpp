@@ -10,16 +10,6 @@
 
 KX_IMPLEMENT_CLASS(kxNotesNode, kxProjectNode)
 
-namespace {
-
-kxProjectNodeInfoClass g_notesInfo({KX_CLASSINFO_OF(kxNotesNode), nullptr, kxNotesNode::Sig(),
-                                    "Notes", 0, ""});
-struct Registration {
-    Registration() { g_notesInfo.Register(); }
-} g_registration;
-
-} // namespace
-
 void kxWritePrefixedText(TextBlock &block, const KXString &text)
 {
     const char *p = text.c_str();
@@ -134,4 +124,12 @@ void kxNotesNode::OnPublish()
 {
     kxProjectNode::OnPublish();
     PublishTextCommands();
+}
+
+void kxNotesNode::RegisterType()
+{
+    // Made on first use: the core registration may run before this unit's statics.
+    static kxProjectNodeInfoClass info(
+        {KX_CLASSINFO_OF(kxNotesNode), nullptr, kxNotesNode::Sig(), "Notes", 0, ""});
+    info.Register();
 }

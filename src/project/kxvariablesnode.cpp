@@ -9,18 +9,13 @@
 #include "kx/project/kxnoderegistry.h"
 #include "kx/project/kxrunsignal.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
 KX_IMPLEMENT_CLASS(kxVariablesNode, kxProjectNode)
 
 namespace {
-
-kxProjectNodeInfoClass g_variablesInfo({KX_CLASSINFO_OF(kxVariablesNode), nullptr,
-                                        kxVariablesNode::Sig(), "Variables", 0, ""});
-struct Registration {
-    Registration() { g_variablesInfo.Register(); }
-} g_registration;
 
 std::string Trimmed(const char *begin, const char *end)
 {
@@ -213,6 +208,9 @@ bool kxVariablesNode::ReadTB(TextBlock &block)
             size_t from = comment;
             while (from > 0 && (shown[from - 1] == ' ' || shown[from - 1] == '\t'))
                 --from;
+            // Without an expression the blank written after "=" is the first of these.
+            if (expression.Length() == 0)
+                from = std::min(comment, std::max(from, shown.find('=') + 2));
             trailing = shown.substr(from);
         }
         Own(variable, std::move(leading), std::move(trailing));
@@ -375,4 +373,12 @@ void kxVariablesNode::OnPublish()
             return true;
         },
         "(): the lines name = expression, one per variable");
+}
+
+void kxVariablesNode::RegisterType()
+{
+    // Made on first use: the core registration may run before this unit's statics.
+    static kxProjectNodeInfoClass info(
+        {KX_CLASSINFO_OF(kxVariablesNode), nullptr, kxVariablesNode::Sig(), "Variables", 0, ""});
+    info.Register();
 }

@@ -93,6 +93,7 @@ TEST_F(KXVariablesNodeTest, SyntaxErrorsHaveTheirTextsAndSkipTheLine)
                                          "    a = 2\n"
                                          "    2x = 4\n"
                                          "    b = a + 1\n"
+                                         "    e =  // nothing yet\n"
                                          "  end\n");
     ASSERT_NE(project, nullptr);
     EXPECT_EQ(int(error), int(kxErrSyntax));
@@ -114,7 +115,7 @@ TEST_F(KXVariablesNodeTest, SyntaxErrorsHaveTheirTextsAndSkipTheLine)
               std::string::npos)
         << messages;
     kxVariablesNode *node = Node(project, "v");
-    ASSERT_EQ(node->GetNumVariables(), 2);
+    ASSERT_EQ(node->GetNumVariables(), 3);
     EXPECT_TRUE(node->GetVariable(0)->IsValue());
     EXPECT_DOUBLE_EQ(Value(project, "a").real(), 1.0);
     EXPECT_DOUBLE_EQ(Value(project, "b").real(), 2.0);
@@ -123,6 +124,7 @@ TEST_F(KXVariablesNodeTest, SyntaxErrorsHaveTheirTextsAndSkipTheLine)
                                           "  begin <kxVariablesTB(1.0)> \"v\"\n"
                                           "    a = 1 // comment\n"
                                           "    b = a + 1\n"
+                                          "    e =  // nothing yet\n"
                                           "  end\n"
                                           "end\n");
 }

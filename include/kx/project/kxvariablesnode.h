@@ -47,6 +47,8 @@ class kxVariablesNode : public kxProjectNode {
 public:
     /// The block signature ("kxVariablesTB", 1.0).
     static const TBlockSig &Sig();
+    /// Registers the node type (done with the core types, before any project manager).
+    static void RegisterType();
 
     kxVariablesNode() = default;
     /// Removes the node's variables from the namespace.
