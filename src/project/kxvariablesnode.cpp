@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <strings.h>
 
 KX_IMPLEMENT_CLASS(kxVariablesNode, kxProjectNode)
 
@@ -28,6 +29,13 @@ std::string Trimmed(const char *begin, const char *end)
 
 /// The line without its indentation and line end, for messages.
 std::string Shown(const char *line) { return Trimmed(line, line + std::strlen(line)); }
+
+/// "begin" and "end" (in any case) would start or end a block when written as the first word of
+/// a line: they are refused as variable names here.
+bool IsBlockWord(const char *name)
+{
+    return strcasecmp(name, "begin") == 0 || strcasecmp(name, "end") == 0;
+}
 
 /// A real value as the shortest of "%.15g", "%.16g" and "%.17g" that the number reader reads
 /// back to the same value, so a number the user typed is written as typed.
@@ -154,8 +162,9 @@ bool kxVariablesNode::PreloadVariables(TextBlock &block)
             continue;
         }
         auto *variable = new kxNamedVariable(ns);
-        if (name.Length() == 0 || !variable->SetName(name.c_str())) {
-            const bool clash = kxNamedVariable::IsNameValid(name.c_str());
+        if (name.Length() == 0 || IsBlockWord(name.c_str()) || !variable->SetName(name.c_str())) {
+            const bool clash =
+                kxNamedVariable::IsNameValid(name.c_str()) && !IsBlockWord(name.c_str());
             // A refused name leaves a message in the error record; the syntax error says it all.
             if (error && error != kxErrSyntax)
                 error.reset();
@@ -260,7 +269,7 @@ bool kxVariablesNode::SetVariable(const char *name, const char *expression)
             return false;
         }
         variable = new kxNamedVariable(ns);
-        if (!*name || !variable->SetName(name)) {
+        if (!*name || IsBlockWord(name) || !variable->SetName(name)) {
             ns->RemoveVariable(variable->GetIndex());
             if (!error)
                 error.set("Invalid variable name %s\n", name);

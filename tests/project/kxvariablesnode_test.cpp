@@ -92,6 +92,7 @@ TEST_F(KXVariablesNodeTest, SyntaxErrorsHaveTheirTextsAndSkipTheLine)
                                          "    = 5\n"
                                          "    a = 2\n"
                                          "    2x = 4\n"
+                                         "    End= 5\n"
                                          "    b = a + 1\n"
                                          "    e =  // nothing yet\n"
                                          "  end\n");
@@ -112,6 +113,9 @@ TEST_F(KXVariablesNodeTest, SyntaxErrorsHaveTheirTextsAndSkipTheLine)
               std::string::npos)
         << messages;
     EXPECT_NE(messages.find("Invalid variable name 2x\n   in variable definition: 2x = 4"),
+              std::string::npos)
+        << messages;
+    EXPECT_NE(messages.find("Invalid variable name End\n   in variable definition: End= 5"),
               std::string::npos)
         << messages;
     kxVariablesNode *node = Node(project, "v");
