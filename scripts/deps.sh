@@ -5,8 +5,8 @@ pkgs=(build-essential cmake ninja-build pkg-config git
       libgtest-dev libgmock-dev libbenchmark-dev
       libpcre2-dev libpolyclipping-dev libboost-dev libmuparser-dev
       libopenblas-dev liblapacke-dev libfftw3-dev libcminpack-dev libeigen3-dev libgsl-dev
-      nlohmann-json3-dev libreadline-dev python3
-      clang libclang-rt-14-dev)
+      clang libclang-rt-14-dev
+      nlohmann-json3-dev libreadline-dev python3 python3-pytest)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
