@@ -1,0 +1,339 @@
+// Benchmark of project files: a project of about 10,000 test nodes nested four deep with
+// 100,000 variable lines (about 5 MB) is saved, opened (preload pass and real read, formulas
+// not evaluated) and searched with FindNode by absolute path.
+//
+// Ratios printed in the same run:
+//   open / plain block walk      opening against loading the same file and walking every
+//                                block and body line with TextBlock alone (target <= 3)
+//   save / ofstream + fsync      saving against writing the same text with std::ofstream and
+//                                flushing it to disk with fsync (target <= 2)
+//   open 10 MB / open 5 MB       a project twice as large (target about 2: linear)
+// Before the benchmarks it prints the peak memory added while a project is open, against the
+// file size (target <= 5).
+//
+// The files go to $KX_BENCH_DIR, else /tmp.
+#include "kxbench.h"
+
+#include "kx/project/kxprojman.h"
+
+#include "../tests/project/kxtestnodes.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <functional>
+#include <malloc.h>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+void Discard(int, const char *) {}
+
+std::string Dir()
+{
+    const char *dir = std::getenv("KX_BENCH_DIR");
+    return dir && *dir ? dir : "/tmp";
+}
+
+std::string ProjectPath(int megabytes)
+{
+    return Dir() + "/kxproject_bench_" + std::to_string(getpid()) + "_" +
+           std::to_string(megabytes) + ".txt";
+}
+
+kxProjectManager &Manager()
+{
+    static kxProjectManager *manager = [] {
+        InitialiseKXUtils("kxproject_bench", KXString("bench"), 1, nullptr, nullptr, nullptr,
+                          &Discard, nullptr);
+        kxtest::RegisterTestNodes();
+        kxTestNode::evaluateOnRead = false;
+        return new kxProjectManager;
+    }();
+    return *manager;
+}
+
+/// Builds a project "P" of `top` * 10 * 10 * 9 leaves-of-four-levels (top = 10: 10,110 nodes)
+/// with ten variable lines per node on average (100,000 for top = 10).
+kxProject *BuildProject(int top, std::vector<std::string> &paths)
+{
+    kxProjectManager &manager = Manager();
+    auto *project = static_cast<kxProject *>(manager.AddSubnode("kxProject", "P"));
+    int variable = 0;
+    auto fill = [&variable](kxProjectNode *node, int lines) {
+        auto *test = static_cast<kxTestNode *>(node);
+        for (int i = 0; i < lines; ++i, ++variable)
+            test->lines.push_back("width_" + std::to_string(variable) + " = 1.25 * width_" +
+                                  std::to_string(variable > 0 ? variable - 1 : 0) + " + 0.5");
+    };
+    const int perNode[4] = {10, 10, 10, 10};
+    for (int a = 0; a < top; ++a) {
+        kxProjectNode *n1 = project->AddSubnode("testNodeTB", ("a" + std::to_string(a)).c_str());
+        fill(n1, perNode[0]);
+        for (int b = 0; b < 10; ++b) {
+            kxProjectNode *n2 = n1->AddSubnode("testNodeTB", ("b" + std::to_string(b)).c_str());
+            fill(n2, perNode[1]);
+            for (int c = 0; c < 10; ++c) {
+                kxProjectNode *n3 = n2->AddSubnode("testNodeTB", ("c" + std::to_string(c)).c_str());
+                fill(n3, perNode[2]);
+                for (int d = 0; d < 9; ++d) {
+                    const std::string name = "d" + std::to_string(d);
+                    kxProjectNode *n4 = n3->AddSubnode("testNodeTB", name.c_str());
+                    fill(n4, 9);
+                    paths.push_back("/P/a" + std::to_string(a) + "/b" + std::to_string(b) + "/c" +
+                                    std::to_string(c) + "/" + name);
+                }
+            }
+        }
+    }
+    return project;
+}
+
+struct Fixture {
+    std::string path;
+    size_t bytes = 0;
+    std::string text;
+    std::vector<std::string> paths;
+};
+
+/// The saved file of a project of the given size (5 or 10 MB), made once.
+Fixture &Saved(int megabytes)
+{
+    static Fixture fixtures[2];
+    Fixture &f = fixtures[megabytes == 10 ? 1 : 0];
+    if (!f.path.empty())
+        return f;
+    f.path = ProjectPath(megabytes);
+    kxProject *project = BuildProject(megabytes == 10 ? 20 : 10, f.paths);
+    if (!project->SaveToFile(f.path.c_str()))
+        std::abort();
+    Manager().ProjectClose(project);
+    std::ifstream in(f.path, std::ios::binary);
+    f.text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    f.bytes = f.text.size();
+    return f;
+}
+
+void BM_SaveProject(benchmark::State &state)
+{
+    Fixture &f = Saved(5);
+    if (!Manager().ProjectOpen(f.path.c_str()))
+        std::abort();
+    auto *project = static_cast<kxProject *>(Manager().FindNode("P"));
+    const std::string out = Dir() + "/kxproject_bench_save.txt";
+    for (auto _ : state)
+        if (!project->SaveToFile(out.c_str()))
+            std::abort();
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.bytes));
+    Manager().ProjectClose(project);
+    unlink(out.c_str());
+}
+
+void BM_OfstreamFsync(benchmark::State &state)
+{
+    Fixture &f = Saved(5);
+    const std::string out = Dir() + "/kxproject_bench_plain.txt";
+    for (auto _ : state) {
+        {
+            std::ofstream file(out, std::ios::binary | std::ios::trunc);
+            file.write(f.text.data(), std::streamsize(f.text.size()));
+        }
+        const int fd = open(out.c_str(), O_RDONLY);
+        fsync(fd);
+        close(fd);
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.bytes));
+    unlink(out.c_str());
+}
+
+void BM_OpenProject(benchmark::State &state)
+{
+    Fixture &f = Saved(int(state.range(0)));
+    for (auto _ : state) {
+        if (!Manager().ProjectOpen(f.path.c_str()))
+            std::abort();
+        state.PauseTiming();
+        Manager().ProjectCloseAll();
+        state.ResumeTiming();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.bytes));
+}
+
+/// The same open with a node type that defines no variables in the preload pass: what the
+/// tree and the two passes cost by themselves.
+void BM_OpenProjectTreeOnly(benchmark::State &state)
+{
+    kxTestNode::defineOnPreload = false;
+    BM_OpenProject(state);
+    kxTestNode::defineOnPreload = true;
+}
+
+/// Walks every block and body line of the file with TextBlock alone.
+size_t WalkBlock(TextBlock &block)
+{
+    size_t lines = 0;
+    block.GotoBody();
+    while (!block.EOB()) {
+        const uint32_t at = block.getPosn();
+        TextBlock sub;
+        if (sub.LoadBlock(block)) {
+            lines += WalkBlock(sub);
+            continue;
+        }
+        block.setPosn(at);
+        if (!block.gets())
+            break;
+        ++lines;
+    }
+    return lines;
+}
+
+void BM_BlockWalk(benchmark::State &state)
+{
+    Fixture &f = Saved(int(state.range(0)));
+    for (auto _ : state) {
+        FBuff buffer;
+        if (!buffer.LoadFile(f.path.c_str()))
+            std::abort();
+        size_t lines = 0;
+        TextBlock block;
+        while (block.LoadBlock(buffer))
+            lines += WalkBlock(block);
+        benchmark::DoNotOptimize(lines);
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.bytes));
+}
+
+void BM_FindNodeAbsolute(benchmark::State &state)
+{
+    Fixture &f = Saved(5);
+    if (!Manager().ProjectOpen(f.path.c_str()))
+        std::abort();
+    kxProjectNode *from = Manager().FindNode("P");
+    size_t i = 0;
+    for (auto _ : state) {
+        kxProjectNode *found = from->FindNode(f.paths[(i++ * 7919) % f.paths.size()].c_str());
+        if (!found)
+            std::abort();
+        benchmark::DoNotOptimize(found);
+    }
+    Manager().ProjectCloseAll();
+}
+
+long StatusKB(const char *field)
+{
+    std::ifstream in("/proc/self/status");
+    std::string line;
+    const std::string key = std::string(field) + ":";
+    while (std::getline(in, line))
+        if (line.compare(0, key.size(), key) == 0)
+            return std::atol(line.c_str() + key.size());
+    return -1;
+}
+
+size_t HeapInUse()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+/// Memory added by opening the 5 MB project, against its size: the heap in use while it is
+/// open, and the peak resident size while opening (freed memory is given back to the system
+/// first, so that the resident size grows with what the open takes).
+void ReportMemory(bool defineVariables)
+{
+    Fixture &f = Saved(5);
+    kxTestNode::defineOnPreload = defineVariables;
+    malloc_trim(0);
+    if (FILE *clear = std::fopen("/proc/self/clear_refs", "w")) {
+        std::fputs("5", clear); // resets the peak resident size
+        std::fclose(clear);
+    }
+    const size_t heapBefore = HeapInUse();
+    const long rssBefore = StatusKB("VmRSS");
+    if (!Manager().ProjectOpen(f.path.c_str()))
+        std::abort();
+    const double heap = double(HeapInUse() - heapBefore) / 1048576.0;
+    const double peak = double(StatusKB("VmHWM") - rssBefore) / 1024.0;
+    Manager().ProjectCloseAll();
+    kxTestNode::defineOnPreload = true;
+    const double mb = double(f.bytes) / 1048576.0;
+    std::printf("%s: heap while open %.2f MB (%.2fx the file), peak resident growth while "
+                "opening %.2f MB (%.2fx the file)\n",
+                defineVariables ? "with variables defined" : "tree only", heap, heap / mb, peak,
+                peak / mb);
+}
+
+double WallSeconds(const std::function<void()> &work, int repeats)
+{
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < repeats; ++i)
+        work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() /
+           repeats;
+}
+
+/// Save against std::ofstream + fsync in wall time (the flush to disk is waiting, not CPU).
+void ReportSaveWallTime()
+{
+    Fixture &f = Saved(5);
+    if (!Manager().ProjectOpen(f.path.c_str()))
+        std::abort();
+    auto *project = static_cast<kxProject *>(Manager().FindNode("P"));
+    const std::string out = Dir() + "/kxproject_bench_save.txt";
+    const std::string plain = Dir() + "/kxproject_bench_plain.txt";
+    const double save = WallSeconds(
+        [&] {
+            if (!project->SaveToFile(out.c_str()))
+                std::abort();
+        },
+        10);
+    const double peer = WallSeconds(
+        [&] {
+            {
+                std::ofstream file(plain, std::ios::binary | std::ios::trunc);
+                file.write(f.text.data(), std::streamsize(f.text.size()));
+            }
+            const int fd = open(plain.c_str(), O_RDONLY);
+            fsync(fd);
+            close(fd);
+        },
+        10);
+    Manager().ProjectCloseAll();
+    unlink(out.c_str());
+    unlink(plain.c_str());
+    std::printf("save %.1f ms, ofstream + fsync %.1f ms (wall): ratio %.3f (target <= 2)\n",
+                save * 1e3, peer * 1e3, save / peer);
+}
+
+} // namespace
+
+BENCHMARK(BM_SaveProject)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_OfstreamFsync)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_OpenProject)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_OpenProjectTreeOnly)->Arg(5)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BlockWalk)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FindNodeAbsolute);
+
+int main(int argc, char **argv)
+{
+    Fixture &f = Saved(5);
+    std::printf("project file: %.2f MB, %zu nodes, %d variable lines\n",
+                double(f.bytes) / 1048576.0, f.paths.size() * 10 / 9 + 110, 100000);
+    ReportMemory(true);
+    ReportMemory(false);
+    ReportSaveWallTime();
+    const int rc = kxbench::Main(
+        argc, argv,
+        {{"open / plain block walk (target <= 3)", "BM_OpenProject/5", "BM_BlockWalk/5"},
+         {"save / ofstream + fsync (target <= 2)", "BM_SaveProject", "BM_OfstreamFsync"},
+         {"open 10 MB / open 5 MB (linear: about 2)", "BM_OpenProject/10", "BM_OpenProject/5"},
+         {"block walk 10 MB / 5 MB", "BM_BlockWalk/10", "BM_BlockWalk/5"}});
+    unlink(ProjectPath(5).c_str());
+    unlink(ProjectPath(10).c_str());
+    return rc;
+}
