@@ -6,6 +6,8 @@ pkgs=(build-essential cmake ninja-build pkg-config git
       libpcre2-dev libpolyclipping-dev libboost-dev libmuparser-dev
       libopenblas-dev liblapacke-dev libfftw3-dev libcminpack-dev libeigen3-dev libgsl-dev
       python3-mpmath
+      nlohmann-json3-dev libreadline-dev python3
+      libwxgtk3.2-dev xvfb xauth x11-apps imagemagick
       clang libclang-rt-14-dev)
 missing=()
 for p in "${pkgs[@]}"; do

@@ -99,7 +99,7 @@ bool kxScriptNode::RunScript()
     // The runner may change this node (a script can edit itself): run on copies.
     const KXString text = text_;
     const KXString arguments = GetArguments();
-    return Runner()(language_, text.c_str(), arguments.c_str());
+    return Runner()(language_, text.c_str(), arguments.c_str(), *this);
 }
 
 bool kxScriptNode::ReadTB(TextBlock &block)

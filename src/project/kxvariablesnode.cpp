@@ -34,13 +34,27 @@ std::string Trimmed(const char *begin, const char *end)
 /// The line without its indentation and line end, for messages.
 std::string Shown(const char *line) { return Trimmed(line, line + std::strlen(line)); }
 
-/// The definition to write: the formula as typed, or a plain value in the form that reads back.
+/// A real value as the shortest of "%.15g", "%.16g" and "%.17g" that the number reader reads
+/// back to the same value, so a number the user typed is written as typed.
+KXString ValueText(double value)
+{
+    KXString text;
+    for (int digits = 15; digits <= 17; ++digits) {
+        text.sprintf("%.*g", digits, value);
+        double back = 0.0;
+        if (kxStringToNumber(text.c_str(), back) && back == value)
+            break;
+    }
+    return text;
+}
+
+/// The definition to write: the formula as typed, or a plain value in a form that reads back.
 KXString Definition(const kxNamedVariable &variable)
 {
     if (!variable.IsValue())
         return variable.GetExpression();
     const std::complex<double> &value = variable.GetStoredValue();
-    return value.imag() == 0.0 ? numtoA(value.real()) : numtoA(value);
+    return value.imag() == 0.0 ? ValueText(value.real()) : numtoA(value);
 }
 
 bool NeedArgs(const List<KXString> &args, int n, const char *function)

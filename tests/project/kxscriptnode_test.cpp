@@ -86,8 +86,10 @@ TEST_F(KXScriptNodeTest, RunScriptHandsTheScriptToTheRunner)
 
     int language = -1, calls = 0;
     std::string text, arguments;
-    kxSetScriptNodeRunner([&](int l, const char *t, const char *a) {
+    kxScriptNode *ran = nullptr;
+    kxSetScriptNodeRunner([&](int l, const char *t, const char *a, kxScriptNode &node) {
         ++calls;
+        ran = &node;
         language = l;
         text = t;
         arguments = a;
@@ -97,6 +99,7 @@ TEST_F(KXScriptNodeTest, RunScriptHandsTheScriptToTheRunner)
     EXPECT_EQ(language, 0);
     EXPECT_EQ(text, "print {nargs}\n");
     EXPECT_EQ(arguments, "3 x ");
+    EXPECT_EQ(ran, script);
 
     // Nothing runs while an error is pending.
     error.set("pending\n");

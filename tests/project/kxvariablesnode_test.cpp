@@ -27,6 +27,7 @@ protected:
 
 const char *const kRidge = "  begin <kxVariablesTB(1.0)> \"dims\"\n"
                            "    wavelength = 1.55\n"
+                           "    film = 0.75 // a number the reader does not give back exactly\n"
                            "    width = height * 2 // twice the height\n"
                            "    // sizes in microns\n"
                            "    height = 0.5\n"
@@ -42,18 +43,18 @@ TEST_F(KXVariablesNodeTest, ReadAndWriteKeepOrderExpressionsAndComments)
     ASSERT_NE(project, nullptr) << error.chars();
     kxVariablesNode *node = Node(project, "dims");
     ASSERT_NE(node, nullptr);
-    ASSERT_EQ(node->GetNumVariables(), 4);
-    const char *names[] = {"wavelength", "width", "height", "area"};
-    for (int i = 0; i < 4; ++i)
+    ASSERT_EQ(node->GetNumVariables(), 5);
+    const char *names[] = {"wavelength", "film", "width", "height", "area"};
+    for (int i = 0; i < 5; ++i)
         EXPECT_EQ(node->GetVariable(i)->GetName(), names[i]);
-    EXPECT_EQ(node->GetVariable(1)->GetExpression(), "height * 2");
+    EXPECT_EQ(node->GetVariable(2)->GetExpression(), "height * 2");
     EXPECT_DOUBLE_EQ(Value(project, "area").real(), 0.5);
 
     const std::string saved = Saved(project, "out.txt");
     EXPECT_EQ(saved, std::string("begin <kxProject(1.0)> \"P\"\n") + kRidge + "end\n");
 
     // A change follows through every dependent value and is what the next save writes.
-    node->GetVariable(2)->SetExpression("0.25");
+    node->GetVariable(3)->SetExpression("0.25");
     EXPECT_DOUBLE_EQ(Value(project, "area").real(), 0.125);
     EXPECT_NE(Saved(project, "out2.txt").find("    height = 0.25\n"), std::string::npos);
 }

@@ -10,7 +10,9 @@
 // hands language, text and arguments to the script runner. The runner is the application's
 // command object (kxCommandObject::RunScript), which lives in a module above the project
 // model; the application installs it with kxSetScriptNodeRunner when it creates its command
-// object. Without a runner RunScript fails with "no command object to run scripts\n".
+// object. The application's runner lets the script see its project: the command formulas see
+// the project's variables (the command namespace's parent is the project's namespace while the
+// script runs), and a path starting with "." starts at the project. Without a runner RunScript fails with "no command object to run scripts\n".
 //
 // Published to the command language, besides what every node publishes: "text",
 // "appendtext", "cleartext" (as the notes node), "language" ("script language: 0 for app
@@ -24,8 +26,12 @@
 
 #include <functional>
 
-/// Runs a script text in a language with an argument string; false with the pending error.
-typedef std::function<bool(int language, const char *text, const char *arguments)>
+class kxScriptNode;
+
+/// Runs a script node's text in its language with an argument string; false with the pending
+/// error. `node` is the script node that runs.
+typedef std::function<bool(int language, const char *text, const char *arguments,
+                           kxScriptNode &node)>
     kxScriptNodeRunner;
 
 /// Installs the process-wide runner of script nodes (empty: none). Returns the previous one.

@@ -12,8 +12,8 @@
 // variable, in the node's order, the expression as the user typed it. On reading, "//" starts a
 // comment. The comments of the text last read stay with their variables: the whole comment lines
 // before a variable's line and the comment at its end are written again with it (blank lines
-// are dropped). A value typed as a plain number is written back as the number in the form that
-// reads back exactly ("%.16lg").
+// are dropped). A value typed as a plain number is written back as the shortest of "%.15g", "%.16g"
+// and "%.17g" that reads back to the same value (so as typed, in practice).
 //
 // Reading reports through SyntaxErr (the project load then ends with code 504) and goes on
 // with the next line:
