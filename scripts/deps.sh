@@ -6,7 +6,7 @@ pkgs=(build-essential cmake ninja-build pkg-config git
       libpcre2-dev libpolyclipping-dev libboost-dev libmuparser-dev
       libopenblas-dev liblapacke-dev libfftw3-dev libcminpack-dev libeigen3-dev libgsl-dev
       python3-mpmath
-      nlohmann-json3-dev libreadline-dev python3
+      nlohmann-json3-dev libreadline-dev python3 python3-pytest
       libwxgtk3.2-dev xvfb xauth x11-apps imagemagick
       clang libclang-rt-14-dev)
 missing=()

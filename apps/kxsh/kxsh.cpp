@@ -171,6 +171,8 @@ public:
     }
 
     int Loop(bool interactive);
+    /// True while an unfinished block waits for more lines.
+    [[nodiscard]] bool InBlock() const { return !pending_.empty(); }
 
     bool failed_ = false;
     bool quit_ = false;
@@ -201,6 +203,7 @@ void OnReadlineLine(char *line)
     }
     gConsole->TakeLine(line);
     std::free(line);
+    rl_set_prompt(gConsole->InBlock() ? kContinuationPrompt : kPrompt);
 }
 
 std::vector<std::string> gMatches;

@@ -99,7 +99,9 @@ def connect(port=None, token=None, host="127.0.0.1", timeout=30):
             where = f"port {port}" if port is not None else "any port"
             raise KxError(-32001, f"no kx server found on {where} (looked in {connection_dir()})")
         port, token = found
-    session = Session(socket.create_connection((host, int(port)), timeout=timeout))
+    sock = socket.create_connection((host, int(port)), timeout=timeout)
+    sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+    session = Session(sock)
     try:
         session._call("auth", {"token": token})
     except BaseException:
