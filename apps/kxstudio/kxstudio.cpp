@@ -2,12 +2,13 @@
 //
 //   kxstudio [--serve [PORT]] [project files...]
 //
-// Opens the main frame with the given projects. With --serve (default port 5101, 0 for a free
+// Loads the plug-ins and opens the main frame with the given projects. With --serve (default port 5101, 0 for a free
 // one) the command server starts at once, with the same connection file and token scheme as
 // kxsh; its port and connection file are announced on standard error. The options are kept in
 // $XDG_CONFIG_HOME/kx/kxstudio.ini (~/.config/kx/kxstudio.ini). Without a display (neither
 // DISPLAY nor WAYLAND_DISPLAY set, or the toolkit failing to start) it exits with status 1 and
-// a message.
+// a message. SIGTERM and SIGINT close the window cleanly.
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +18,7 @@
 #include <wx/app.h>
 #include <wx/fileconf.h>
 #include <wx/msgdlg.h>
+#include <wx/timer.h>
 
 #include "kx/foundation/kxerror.h"
 #include "kx/ui/kxapp.h"
@@ -31,6 +33,9 @@ struct Arguments {
 };
 
 Arguments gArgs;
+volatile sig_atomic_t gTerminated = 0;
+
+void OnSigterm(int) { gTerminated = 1; }
 kxApp *gApp = nullptr;
 
 void PrintLine(int channel, const char *line)
@@ -95,8 +100,26 @@ public:
         app_->Install();
         auto *frame = new kxMainFrame(*app_, "kxstudio");
         frame->Show();
+        // Plug-ins first: the projects may hold their node types.
+        error.reset();
+        app_->LoadPlugins();
+        if (error) {
+            app_->PrintWarning(wxString::Format("%s\n", error.chars()).utf8_str().data());
+            error.reset();
+        }
         for (const wxString &file : gArgs.projects)
             app_->OpenProjectFile(file);
+        // SIGTERM / SIGINT close the window as the user would (options saved, server stopped).
+        std::signal(SIGPIPE, SIG_IGN);
+        std::signal(SIGTERM, OnSigterm);
+        std::signal(SIGINT, OnSigterm);
+        signalTimer_.Bind(wxEVT_TIMER, [frame](wxTimerEvent &) {
+            if (gTerminated) {
+                gTerminated = 0;
+                frame->Close(true);
+            }
+        });
+        signalTimer_.Start(100);
         if (gArgs.serve) {
             if (!app_->StartServer(gArgs.port)) {
                 std::fprintf(stderr, "kxstudio: %s\n", error.chars());
@@ -112,6 +135,7 @@ public:
 
     int OnExit() override
     {
+        signalTimer_.Stop();
         if (app_) {
             app_->WriteOptions(*config_, "/kxstudio");
             app_->Uninstall();
@@ -126,6 +150,7 @@ public:
 private:
     std::unique_ptr<kxApp> app_;
     std::unique_ptr<wxFileConfig> config_;
+    wxTimer signalTimer_;
 };
 
 } // namespace

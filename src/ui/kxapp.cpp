@@ -683,3 +683,164 @@ void kxApp::Show(const List<KXString> &rows, void *parent)
     dialog.SetSizer(sizer);
     dialog.ShowModal();
 }
+
+// -- the "ui" object of the command language ------------------------------------------------------
+
+void kxApp::OnPublish()
+{
+    kxAppBase::OnPublish();
+    PublishObj("ui", &ui_, "the windows of the application");
+}
+
+namespace {
+
+void TreeText(const wxTreeCtrl &tree, const wxTreeItemId &item, int depth, wxString &out)
+{
+    wxTreeItemIdValue cookie;
+    for (wxTreeItemId c = tree.GetFirstChild(item, cookie); c.IsOk();
+         c = tree.GetNextChild(item, cookie)) {
+        out += wxString(' ', size_t(2 * depth)) + tree.GetItemText(c) + "\n";
+        TreeText(tree, c, depth + 1, out);
+    }
+}
+
+KXString ToKX(const wxString &s) { return KXString(s.utf8_str().data()); }
+
+} // namespace
+
+void kxApp::UiObject::OnPublish()
+{
+    KXObject::OnPublish();
+    auto frameOrFail = [this]() -> kxMainFrame * {
+        kxMainFrame *frame = app_.getMainFrame();
+        if (!frame)
+            error.set("no main window\n");
+        return frame;
+    };
+    PublishFunc(
+        "treetext",
+        [frameOrFail](const List<KXString> &, KXString &result) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            kxTreeView *tree = frame->getTreeView();
+            tree->Rebuild();
+            wxString text;
+            TreeText(*tree, tree->GetRootItem(), 0, text);
+            result = ToKX(text);
+            return true;
+        },
+        "(): the items of the project window");
+    PublishFunc(
+        "treecount",
+        [frameOrFail](const List<KXString> &, KXString &result) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            result.sprintf("%d", frame->getTreeView()->CountNodes());
+            return true;
+        },
+        "(): number of items in the project window");
+    PublishFunc(
+        "select",
+        [frameOrFail](const List<KXString> &args, KXString &) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            if (args.size() < 1) {
+                error.set("select: 1 argument(s) expected\n");
+                return false;
+            }
+            frame->getTreeView()->Rebuild();
+            if (!frame->getTreeView()->SelectPath(wxString::FromUTF8(args[1].c_str()))) {
+                error.set("no node \"%s\" in the project window\n", args[1].c_str());
+                return false;
+            }
+            return true;
+        },
+        "(path): select a node in the project window");
+    PublishFunc(
+        "selected",
+        [frameOrFail](const List<KXString> &, KXString &result) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            kxTreeView *tree = frame->getTreeView();
+            result = ToKX(tree->PathOf(tree->GetSelection()));
+            return true;
+        },
+        "(): path of the selected node");
+    PublishFunc(
+        "warnings",
+        [frameOrFail](const List<KXString> &, KXString &result) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            result = ToKX(frame->getWarningsWindow()->GetValue());
+            return true;
+        },
+        "(): text of the warnings page");
+    PublishFunc(
+        "currentpage",
+        [frameOrFail](const List<KXString> &, KXString &result) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            wxAuiNotebook *book = frame->getNotebook();
+            const int page = book->GetSelection();
+            result = page < 0 ? KXString("") : ToKX(book->GetPageText(size_t(page)));
+            return true;
+        },
+        "(): title of the notebook's selected page");
+    PublishFunc(
+        "gaugeshown",
+        [frameOrFail](const List<KXString> &, KXString &result) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            result = frame->getGauge()->IsShown() ? "1" : "0";
+            return true;
+        },
+        "(): 1 when the progress gauge is shown");
+    PublishFunc(
+        "running",
+        [frameOrFail](const List<KXString> &, KXString &result) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            result = frame->getRunCtrl()->getGadget().IsRunning() ? "1" : "0";
+            return true;
+        },
+        "(): 1 while the run indicator runs");
+    PublishFunc(
+        "runframe",
+        [frameOrFail](const List<KXString> &, KXString &result) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            result.sprintf("%d", frame->getRunCtrl()->getGadget().getFrame());
+            return true;
+        },
+        "(): the run indicator's frame (0 idle, 1 to 3 running)");
+    PublishFunc(
+        "lamp",
+        [frameOrFail](const List<KXString> &, KXString &result) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            result = frame->getWarnSignal()->IsLit() ? "1" : "0";
+            return true;
+        },
+        "(): 1 when the warning lamp is lit");
+    PublishFunc(
+        "close",
+        [frameOrFail](const List<KXString> &, KXString &) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            // After the answer has gone out: closing ends the program.
+            frame->CallAfter([frame] { frame->Close(); });
+            return true;
+        },
+        "(): close the main window (ends the program)");
+}

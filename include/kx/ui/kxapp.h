@@ -181,7 +181,24 @@ public:
     /// How often the beep sounded (tests).
     [[nodiscard]] int getBeepCount() const { return beeps_; }
 
+    /// Publishes, besides kxAppBase's members, the object "ui" through which clients of the
+    /// command server look at and drive the windows: "treetext" (the tree window's items, two
+    /// blanks of indent per level, one per line), "treecount", "select" (path), "selected",
+    /// "warnings" (the warnings page's text), "currentpage" (the notebook's selected page
+    /// title), "gaugeshown", "running" and "runframe" (the run indicator), "lamp" (1 when the
+    /// warning lamp is lit), "close" (closes the main window once the answer is sent).
+    void OnPublish() override;
+
 private:
+    class UiObject : public KXObject {
+    public:
+        explicit UiObject(kxApp &app) : app_(app) {}
+        void OnPublish() override;
+
+    private:
+        kxApp &app_;
+    };
+
     void ApplyOptions();
     void CollectOptions();
 
@@ -195,6 +212,7 @@ private:
     bool installed_ = false;
     bool busy_ = false;
     int beeps_ = 0;
+    UiObject ui_{*this};
 };
 
 #endif
