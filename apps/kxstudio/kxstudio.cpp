@@ -113,11 +113,12 @@ public:
         std::signal(SIGPIPE, SIG_IGN);
         std::signal(SIGTERM, OnSigterm);
         std::signal(SIGINT, OnSigterm);
-        signalTimer_.Bind(wxEVT_TIMER, [frame](wxTimerEvent &) {
-            if (gTerminated) {
-                gTerminated = 0;
-                frame->Close(true);
-            }
+        signalTimer_.Bind(wxEVT_TIMER, [](wxTimerEvent &) {
+            if (!gTerminated)
+                return;
+            gTerminated = 0;
+            if (wxWindow *top = wxTheApp->GetTopWindow())
+                top->Close(true);
         });
         signalTimer_.Start(100);
         if (gArgs.serve) {
