@@ -833,6 +833,32 @@ void kxApp::UiObject::OnPublish()
         },
         "(): 1 when the warning lamp is lit");
     PublishFunc(
+        "type",
+        [frameOrFail](const List<KXString> &args, KXString &) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            if (args.size() < 1) {
+                error.set("type: 1 argument(s) expected\n");
+                return false;
+            }
+            // Runs once the answer has gone out, as if the user had typed it.
+            const wxString text = wxString::FromUTF8(args[1].c_str());
+            frame->CallAfter([frame, text] { frame->getCommandWindow()->RunCommand(text); });
+            return true;
+        },
+        "(text): run a command in the command window, as if typed, after this call returns");
+    PublishFunc(
+        "output",
+        [frameOrFail](const List<KXString> &, KXString &result) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            result = ToKX(frame->getCommandWindow()->getOutput()->GetValue());
+            return true;
+        },
+        "(): text of the command window's output pane");
+    PublishFunc(
         "close",
         [frameOrFail](const List<KXString> &, KXString &) {
             kxMainFrame *frame = frameOrFail();

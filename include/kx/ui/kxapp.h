@@ -186,7 +186,9 @@ public:
     /// blanks of indent per level, one per line), "treecount", "select" (path), "selected",
     /// "warnings" (the warnings page's text), "currentpage" (the notebook's selected page
     /// title), "gaugeshown", "running" and "runframe" (the run indicator), "lamp" (1 when the
-    /// warning lamp is lit), "close" (closes the main window once the answer is sent).
+    /// warning lamp is lit), "type" (text: runs it in the command window, as if typed, once the
+    /// answer is sent), "output" (the command window's output pane), "close" (closes the main
+    /// window once the answer is sent).
     void OnPublish() override;
 
 private:
