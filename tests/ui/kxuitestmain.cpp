@@ -5,6 +5,8 @@
 #include <wx/app.h>
 #include <wx/init.h>
 
+#include "kx/project/kxrunsignal.h"
+
 namespace {
 class kxTestApp : public wxApp {
 public:
@@ -24,6 +26,7 @@ int main(int argc, char **argv)
         return 1;
     }
     wxTheApp->CallOnInit();
+    kxRunControl::Reset(); // every program starts with no run in progress
     const int status = RUN_ALL_TESTS();
     wxEntryCleanup();
     return status;
