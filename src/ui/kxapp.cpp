@@ -3,6 +3,7 @@
 #include "kx/ui/kxapp.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include <wx/app.h>
 #include <wx/button.h>
@@ -23,6 +24,7 @@
 #include "kx/project/kxproject.h"
 #include "kx/project/kxprojnode.h"
 #include "kx/ui/kxmainframe.h"
+#include "kx/ui/kxnodeview.h"
 #include "kx/ui/kxrungadget.h"
 #include "kx/ui/kxwxclipboard.h"
 
@@ -41,6 +43,12 @@ void ReportPendingError(wxWindow *parent)
 
 } // namespace
 
+namespace {
+kxApp *g_current = nullptr;
+} // namespace
+
+kxApp *kxApp::GetCurrent() { return g_current; }
+
 kxApp::kxApp() : clipboard_(std::make_unique<kxWxClipboard>()) {}
 
 kxApp::~kxApp() { Uninstall(); }
@@ -53,6 +61,7 @@ void kxApp::Install()
     kxSetClipboard(clipboard_.get());
     kxPeekEnable(true);
     installed_ = true;
+    g_current = this;
 }
 
 void kxApp::Uninstall()
@@ -66,6 +75,8 @@ void kxApp::Uninstall()
     kxSetDiagnosticsDisplay(nullptr);
     kxSetClipboard(nullptr);
     installed_ = false;
+    if (g_current == this)
+        g_current = nullptr;
 }
 
 // -- options ---------------------------------------------------------------------------------
@@ -392,8 +403,19 @@ void kxApp::OnOpenRecentProject(int index)
         OpenProjectFile(wxString(recent_[size_t(index)]));
 }
 
+void kxApp::StoreViewEdits()
+{
+    if (!frame_)
+        return;
+    wxAuiNotebook *book = frame_->getNotebook();
+    for (size_t i = 0; i < book->GetPageCount(); ++i)
+        if (auto *view = dynamic_cast<kxNodeView *>(book->GetPage(i)))
+            view->StoreEdits();
+}
+
 void kxApp::OnSaveProject()
 {
+    StoreViewEdits();
     kxProject *project = CurrentProject(*this);
     if (!project)
         return;
@@ -408,6 +430,7 @@ void kxApp::OnSaveProject()
 
 void kxApp::OnSaveProjectAs()
 {
+    StoreViewEdits();
     kxProject *project = CurrentProject(*this);
     if (!project)
         return;
@@ -858,6 +881,73 @@ void kxApp::UiObject::OnPublish()
             return true;
         },
         "(): text of the command window's output pane");
+    PublishFunc(
+        "pages",
+        [frameOrFail](const List<KXString> &, KXString &result) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            wxAuiNotebook *book = frame->getNotebook();
+            wxString text;
+            for (size_t i = 0; i < book->GetPageCount(); ++i)
+                text += book->GetPageText(i) + "\n";
+            result = ToKX(text);
+            return true;
+        },
+        "(): titles of the notebook's pages, one per line");
+    auto viewOrFail = [this](const List<KXString> &args, int count) -> kxNodeView * {
+        if (args.size() < count) {
+            error.set("%d argument(s) expected\n", count);
+            return nullptr;
+        }
+        kxNodeView *view = kxFindView(app_, wxString::FromUTF8(args[1].c_str()));
+        if (!view)
+            error.set("no view of \"%s\" is open\n", args[1].c_str());
+        return view;
+    };
+    PublishFunc(
+        "viewtext",
+        [viewOrFail](const List<KXString> &args, KXString &result) {
+            kxNodeView *view = viewOrFail(args, 1);
+            if (!view)
+                return false;
+            result = ToKX(view->GetViewText());
+            return true;
+        },
+        "(path): what the node's view shows");
+    PublishFunc(
+        "editcell",
+        [viewOrFail](const List<KXString> &args, KXString &result) {
+            auto *view = dynamic_cast<kxVariablesView *>(viewOrFail(args, 4));
+            if (!view) {
+                if (!error)
+                    error.set("not a variables view\n");
+                return false;
+            }
+            const bool ok = view->EditCell(atoi(args[2].c_str()), atoi(args[3].c_str()),
+                                           wxString::FromUTF8(args[4].c_str()));
+            result = ok ? "1" : "0";
+            return true;
+        },
+        "(path, row, column, text): type into a cell of a variables view (1: accepted)");
+    PublishFunc(
+        "runview",
+        [viewOrFail](const List<KXString> &args, KXString &) {
+            auto *view = dynamic_cast<kxScriptView *>(viewOrFail(args, 1));
+            if (!view) {
+                if (!error)
+                    error.set("not a script view\n");
+                return false;
+            }
+            const wxString path = view->getNodePath();
+            kxApp *app = kxApp::GetCurrent();
+            view->CallAfter([app, path] {
+                if (auto *v = dynamic_cast<kxScriptView *>(kxFindView(*app, path)))
+                    v->Run();
+            });
+            return true;
+        },
+        "(path): press the Run button of a script view (after this call returns)");
     PublishFunc(
         "close",
         [frameOrFail](const List<KXString> &, KXString &) {

@@ -15,6 +15,7 @@
 #include "kx/project/kxprojman.h"
 #include "kx/project/kxprojnode.h"
 #include "kx/ui/kxapp.h"
+#include "kx/ui/kxnodeview.h"
 #include "kx/ui/kxrungadget.h"
 
 namespace {
@@ -52,8 +53,19 @@ kxTreeView::~kxTreeView() { RemoveAllSources(); }
 
 void kxTreeView::OnEvent(kxEvent &event, int)
 {
-    if (event.GetId() == kxEventNodeChanged)
-        RequestRebuild();
+    auto *node = static_cast<kxProjectNode *>(event.GetData1());
+    switch (event.GetId()) {
+    case kxEventNodeChanged: RequestRebuild(); break;
+    case kxEventFindOrCreateView:
+        if (node && !kxFindOrCreateView(app_, *node))
+            app_.getMainFrame()->SetStatusText("no view for " + Utf8(node->getTypeName()));
+        break;
+    case kxEventUpdateViews:
+        if (node)
+            kxUpdateViews(app_, *node);
+        break;
+    default: break;
+    }
 }
 
 void kxTreeView::RequestRebuild()
@@ -95,6 +107,8 @@ void kxTreeView::AddChildren(const wxTreeItemId &parentItem, kxProjectNode &node
         const wxTreeItemId item = AppendItem(parentItem, Utf8(child->getName()), -1, -1,
                                              new PathData(path));
         child->setNewNode(false);
+        ListenTo(child->GetEventSource(), kxEventFindOrCreateView, 0);
+        ListenTo(child->GetEventSource(), kxEventUpdateViews, 0);
         AddChildren(item, *child, expanded);
         if (child->getNodeCount() > 0 &&
             (std::find(expanded.begin(), expanded.end(), path) != expanded.end() ||
@@ -112,11 +126,14 @@ void kxTreeView::Rebuild()
         CollectExpanded(GetRootItem(), expanded);
     Freeze();
     DeleteAllItems();
+    RemoveAllSources();
+    ListenTo(app_.getProjectManager()->GetEventSource(), kxEventNodeChanged, 0);
     const wxTreeItemId root = AddRoot("projects", -1, -1, new PathData("/"));
     AddChildren(root, *app_.getProjectManager(), expanded);
     Thaw();
     if (!selected.empty())
         SelectPath(selected);
+    kxCloseOrphanViews(app_);
 }
 
 bool kxTreeView::SelectPath(const wxString &path)
@@ -384,6 +401,15 @@ kxMainFrame::kxMainFrame(kxApp &app, const wxString &title)
                                      .Show(o.cmdlineWindowShown),
                                  o.cmdlineWindowAlign));
     aui_.AddPane(notebook_, wxAuiPaneInfo().Name("views").CenterPane());
+    notebook_->Bind(wxEVT_AUINOTEBOOK_PAGE_CLOSE, [this](wxAuiNotebookEvent &event) {
+        wxWindow *page = notebook_->GetPage(size_t(event.GetSelection()));
+        if (page == warnings_) { // the warnings page stays
+            event.Veto();
+            return;
+        }
+        if (auto *view = dynamic_cast<kxNodeView *>(page))
+            view->StoreEdits();
+    });
     aui_.Update();
 
     // Status bar: message | gauge | run indicator | warning lamp.

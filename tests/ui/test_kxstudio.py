@@ -173,3 +173,63 @@ def test_no_display_gives_a_message(tmp_path):
     done = subprocess.run([kxstudio_path()], env=env, capture_output=True, timeout=60)
     assert done.returncode == 1
     assert b"no display" in done.stderr
+
+
+def test_node_views_edit_and_run(studio):
+    studio.wait_for("treecount()", 6)
+    ridge = 'app.subnodes["ridge"]'
+    dims_path, sweep_path, readme_path = "/ridge/dimensions", "/ridge/sweep", "/ridge/readme"
+    studio.kx.execute(ridge + '.subnodes["dimensions"].findorcreateview()')
+    studio.kx.execute(ridge + '.subnodes["readme"].findorcreateview()')
+    studio.kx.execute(ridge + '.subnodes["sweep"].findorcreateview()')
+    studio.kx.execute(ridge + '.subnodes["dimensions"].findorcreateview()')  # no second page
+    pages = studio.ui("pages()").rstrip("\n").split("\n")
+    assert pages == ["Warnings", "dimensions", "readme", "sweep"]
+    assert studio.ui("currentpage()") == "dimensions"
+
+    rows = [r.split("\t") for r in studio.ui(f'viewtext("{dims_path}")').rstrip("\n").split("\n")]
+    names = [r[0] for r in rows]
+    assert names[:3] == ["wavelength", "n_core", "n_clad"]
+    assert rows[0][1] == "1.55" and rows[1][1] == "3.48", "plain values shown as typed"
+    width_row = names.index("core_width")
+    slab = names.index("slab_width")
+    assert rows[slab][1] == "core_width + 4*core_height" and float(rows[slab][2]) == 5
+    # Typing a new expression goes through .setvariable and the grid shows the new values.
+    assert studio.ui(f'editcell("{dims_path}", {width_row}, 1, "3")') == 1
+    rows = [r.split("\t") for r in studio.ui(f'viewtext("{dims_path}")').rstrip("\n").split("\n")]
+    assert float(rows[slab][2]) == pytest.approx(6.0)
+    assert float(studio.kx.execute(ridge + '.subnodes["dimensions"].getvalue(slab_width)')) == 6
+    # A name and an expression in the last row add a variable; a bad name is refused in the
+    # system's words.
+    count = len(rows)
+    assert studio.ui(f'editcell("{dims_path}", {count}, 0, "1bad")') == 1  # waits for both
+    assert studio.ui(f'editcell("{dims_path}", {count}, 1, "2")') == 0
+    assert "ERROR 1: Invalid variable name 1bad" in studio.ui("output()")
+    assert float(studio.kx.execute(ridge + '.subnodes["dimensions"].getvalue(core_width)')) == 3
+    assert studio.ui(f'editcell("{dims_path}", {count}, 0, "extra")') == 1
+    assert studio.ui(f'editcell("{dims_path}", {count}, 1, "core_width*2")') == 1
+    assert float(studio.kx.execute(ridge + '.subnodes["dimensions"].getvalue(extra)')) == 6
+
+    assert "silicon ridge waveguide" in studio.ui(f'viewtext("{readme_path}")')
+    script = studio.ui(f'viewtext("{sweep_path}")')
+    assert script.startswith("commands; parameters: 1 3 0.5")
+
+    # The Run button sends .runscript(); the sweep puts core_width back to 2 at its end.
+    studio.ui(f'runview("{sweep_path}")')
+    deadline = time.time() + 60
+    while time.time() < deadline and "areas" not in studio.ui("output()"):
+        time.sleep(0.1)
+    assert "sweep of core_width over 3 parameters" in studio.ui("output()")
+    assert float(studio.kx.execute(ridge + '.subnodes["dimensions"].getvalue(core_width)')) == 2
+    rows = [r.split("\t") for r in studio.ui(f'viewtext("{dims_path}")').rstrip("\n").split("\n")]
+    assert float(rows[slab][2]) == pytest.approx(5.0), "the grid follows changes made elsewhere"
+
+    studio.ui('select("/ridge/dimensions")')
+    studio.kx.execute(ridge + '.subnodes["dimensions"].findorcreateview()')
+    path = screenshot("kxstudio_views.png")
+    assert os.path.getsize(path) > 5000
+
+    # Deleting the node closes its view.
+    studio.kx.execute(ridge + '.subnodes["readme"].delete()')
+    studio.ui("treetext()")
+    assert "readme" not in studio.ui("pages()")

@@ -100,6 +100,8 @@ public:
     /// and the toolkit clipboard; Uninstall (also done by the destructor) removes them.
     void Install();
     void Uninstall();
+    /// The installed application object (null when none is installed).
+    [[nodiscard]] static kxApp *GetCurrent();
 
     // -- options ---------------------------------------------------------------------------
     void ReadOptions(wxConfigBase &config, const wxString &path);
@@ -145,6 +147,8 @@ public:
     [[nodiscard]] kxScriptManager &getScriptManager() { return scripts_; }
     /// Opens a project and records it in the recent files; reports failures to the user.
     bool OpenProjectFile(const wxString &file);
+    /// Stores the pending edits of every open node view in its node.
+    void StoreViewEdits();
 
     // -- warnings and the gauge -------------------------------------------------------------
     /// Writes the text to the warnings page; unless quiet, brings the page to the front; then
@@ -187,7 +191,10 @@ public:
     /// "warnings" (the warnings page's text), "currentpage" (the notebook's selected page
     /// title), "gaugeshown", "running" and "runframe" (the run indicator), "lamp" (1 when the
     /// warning lamp is lit), "type" (text: runs it in the command window, as if typed, once the
-    /// answer is sent), "output" (the command window's output pane), "close" (closes the main
+    /// answer is sent), "output" (the command window's output pane), "pages" (the notebook's
+    /// page titles), "viewtext" (path: what the node's view shows), "editcell" (path, row,
+    /// column, text: typing into a variables view), "runview" (path: the Run button of a script
+    /// view, pressed once the answer is sent), "close" (closes the main
     /// window once the answer is sent).
     void OnPublish() override;
 

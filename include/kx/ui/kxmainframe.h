@@ -106,6 +106,7 @@ public:
 
     [[nodiscard]] kxTreeView *getTreeView() { return tree_; }
     [[nodiscard]] kxCommandWindow *getCommandWindow() { return commands_; }
+    /// The notebook (null while the frame is being built).
     [[nodiscard]] wxAuiNotebook *getNotebook() { return notebook_; }
     [[nodiscard]] wxTextCtrl *getWarningsWindow() { return warnings_; }
     [[nodiscard]] wxGauge *getGauge() { return gauge_; }
@@ -129,13 +130,13 @@ private:
 
     kxApp &app_;
     wxAuiManager aui_;
-    kxTreeView *tree_;
-    kxCommandWindow *commands_;
-    wxAuiNotebook *notebook_;
-    wxTextCtrl *warnings_;
-    wxGauge *gauge_;
-    kxRunCtrl *runCtrl_;
-    kxWarnSignal *lamp_;
+    kxTreeView *tree_ = nullptr;
+    kxCommandWindow *commands_ = nullptr;
+    wxAuiNotebook *notebook_ = nullptr;
+    wxTextCtrl *warnings_ = nullptr;
+    wxGauge *gauge_ = nullptr;
+    kxRunCtrl *runCtrl_ = nullptr;
+    kxWarnSignal *lamp_ = nullptr;
     wxTimer serverTimer_;
 };
 
