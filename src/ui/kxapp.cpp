@@ -8,15 +8,15 @@
 #include <wx/app.h>
 #include <wx/button.h>
 #include <wx/checkbox.h>
-#include <wx/stattext.h>
-#include <wx/textctrl.h>
 #include <wx/dialog.h>
 #include <wx/filedlg.h>
 #include <wx/filename.h>
 #include <wx/listbox.h>
 #include <wx/msgdlg.h>
 #include <wx/sizer.h>
+#include <wx/stattext.h>
 #include <wx/stdpaths.h>
+#include <wx/textctrl.h>
 #include <wx/textdlg.h>
 #include <wx/utils.h>
 
@@ -360,9 +360,9 @@ kxProject *CurrentProject(kxApp &app)
 void kxApp::OnNewProject()
 {
     kxProjectManager *pm = getProjectManager();
-    const wxString name = wxGetTextFromUser("project name", "New Project",
-                                            wxString::Format("project%d", pm->getNodeCount() + 1),
-                                            frame_);
+    const wxString name =
+        wxGetTextFromUser("project name", "New Project",
+                          wxString::Format("project%d", pm->getNodeCount() + 1), frame_);
     if (name.empty())
         return;
     kxMetaData *meta = pm->getMetaDataTable().FindMetaDataByClass("kxProject");

@@ -31,7 +31,10 @@ private:
     wxString path_;
 };
 
-enum { kIdTreeRename = 3001, kIdTreeAddBase = 3100 };
+enum {
+    kIdTreeRename = 3001,
+    kIdTreeAddBase = 3100
+};
 
 } // namespace
 
@@ -104,8 +107,8 @@ void kxTreeView::AddChildren(const wxTreeItemId &parentItem, kxProjectNode &node
     for (int i = 1; i <= nodes.size(); ++i) {
         kxProjectNode *child = nodes[i];
         const wxString path = Utf8(getAbsolutePathName(child));
-        const wxTreeItemId item = AppendItem(parentItem, Utf8(child->getName()), -1, -1,
-                                             new PathData(path));
+        const wxTreeItemId item =
+            AppendItem(parentItem, Utf8(child->getName()), -1, -1, new PathData(path));
         child->setNewNode(false);
         ListenTo(child->GetEventSource(), kxEventFindOrCreateView, 0);
         ListenTo(child->GetEventSource(), kxEventUpdateViews, 0);
@@ -284,7 +287,8 @@ bool kxCommandWindow::RunCommand(const wxString &text)
     error.reset();
     const bool ok = cmd.Execute(text.utf8_str().data());
     if (!ok && error) {
-        wxString report = wxString::Format("ERROR %d: %s", int(error), wxString::FromUTF8(error.chars()));
+        wxString report =
+            wxString::Format("ERROR %d: %s", int(error), wxString::FromUTF8(error.chars()));
         if (!report.EndsWith("\n"))
             report += "\n";
         AppendOutput(report);
@@ -321,7 +325,8 @@ std::vector<wxString> kxCommandWindow::CompleteInput()
 {
     const wxString value = input_->GetValue();
     const std::string text = value.utf8_str().data();
-    const int cursor = int(wxString(value.Left(size_t(input_->GetInsertionPoint()))).utf8_str().length());
+    const int cursor =
+        int(wxString(value.Left(size_t(input_->GetInsertionPoint()))).utf8_str().length());
     std::vector<KXString> found = app_.getCommandObj()->Complete(text.c_str(), cursor);
     std::vector<wxString> candidates;
     for (const KXString &c : found)
@@ -337,11 +342,12 @@ std::vector<wxString> kxCommandWindow::CompleteInput()
         common.Truncate(n);
     }
     const int start = kxCommandObject::CompletionStart(text.c_str(), cursor);
-    const std::string completed =
-        text.substr(0, size_t(start)) + std::string(common.utf8_str().data()) + text.substr(size_t(cursor));
+    const std::string completed = text.substr(0, size_t(start)) +
+                                  std::string(common.utf8_str().data()) +
+                                  text.substr(size_t(cursor));
     input_->SetValue(wxString::FromUTF8(completed.c_str()));
-    input_->SetInsertionPoint(long(wxString::FromUTF8(completed.substr(0, size_t(start)).c_str()).length() +
-                                   common.length()));
+    input_->SetInsertionPoint(long(
+        wxString::FromUTF8(completed.substr(0, size_t(start)).c_str()).length() + common.length()));
     if (candidates.size() > 1) {
         wxString list;
         for (const wxString &c : candidates)

@@ -10,6 +10,7 @@
 
 #include "kx/expressions/kxnamedvariable.h"
 #include "kx/foundation/kxerror.h"
+#include "kx/foundation/kxstring.h"
 #include "kx/project/kxnoderegistry.h"
 #include "kx/project/kxnotesnode.h"
 #include "kx/project/kxprojman.h"
@@ -55,9 +56,9 @@ kxProjectNodeViewInfoClass g_variablesView({KX_CLASSINFO_OF(kxVariablesNode), nu
                                             &OpenView, &g_variablesMaker});
 kxProjectNodeViewInfoClass g_notesView({KX_CLASSINFO_OF(kxNotesNode), nullptr, nullptr, "notes",
                                         "&Notes", "edit the notes", &OpenView, &g_notesMaker});
-kxProjectNodeViewInfoClass g_scriptView({KX_CLASSINFO_OF(kxScriptNode), nullptr, nullptr,
-                                         "script", "&Script", "edit and run the script",
-                                         &OpenView, &g_scriptMaker});
+kxProjectNodeViewInfoClass g_scriptView({KX_CLASSINFO_OF(kxScriptNode), nullptr, nullptr, "script",
+                                         "&Script", "edit and run the script", &OpenView,
+                                         &g_scriptMaker});
 
 struct RegisterViews {
     RegisterViews()
@@ -69,7 +70,8 @@ struct RegisterViews {
 } g_registerViews;
 
 /// The text of a variable as the user would type it: its formula, or for a plain value the
-/// shortest number text that reads back to the same value (a complex value as "(re,im)").
+/// shortest number text that the library's number reader reads back to the same value (a
+/// complex value as "(re,im)").
 wxString ExpressionText(kxNamedVariable &var)
 {
     if (!var.IsValue())
@@ -78,7 +80,7 @@ wxString ExpressionText(kxNamedVariable &var)
         for (int digits = 15; digits <= 17; ++digits) {
             const wxString text = wxString::Format("%.*g", digits, x);
             double back = 0;
-            if (text.ToCDouble(&back) && back == x)
+            if (kxStringToNumber(text.utf8_str().data(), back) && back == x)
                 return text;
         }
         return wxString::Format("%.17g", x);
@@ -130,7 +132,8 @@ bool kxNodeView::RunNodeCommand(const wxString &text)
     const bool ok = cmd.Execute(text.utf8_str().data());
     cmd.SetCurrentObject(nullptr);
     if (!ok) {
-        wxString report = wxString::Format("ERROR %d: %s", int(error), wxString::FromUTF8(error.chars()));
+        wxString report =
+            wxString::Format("ERROR %d: %s", int(error), wxString::FromUTF8(error.chars()));
         report.Trim();
         if (kxMainFrame *frame = app_.getMainFrame()) {
             frame->getCommandWindow()->AppendOutput(report + "\n");
@@ -203,14 +206,16 @@ bool kxVariablesView::CommitRow(int row)
     const wxString expression = grid_->GetCellValue(row, 1).Strip(wxString::both);
     if (name.empty() || expression.empty())
         return true; // a new row waits for both
-    const bool ok = RunNodeCommand(wxString::Format(".setvariable(%s, %s)", name, Quote(expression)));
+    const bool ok =
+        RunNodeCommand(wxString::Format(".setvariable(%s, %s)", name, Quote(expression)));
     UpdateView();
     return ok;
 }
 
 bool kxVariablesView::EditCell(int row, int col, const wxString &text)
 {
-    if (row < 0 || row >= grid_->GetNumberRows() || col < 0 || col > 1 || grid_->IsReadOnly(row, col))
+    if (row < 0 || row >= grid_->GetNumberRows() || col < 0 || col > 1 ||
+        grid_->IsReadOnly(row, col))
         return false;
     grid_->SetCellValue(row, col, text);
     return CommitRow(row);
@@ -293,7 +298,10 @@ void kxScriptView::UpdateView()
     info_->SetLabel(text);
 }
 
-wxString kxScriptView::GetViewText() const { return info_->GetLabel() + "\n" + editor_->GetValue(); }
+wxString kxScriptView::GetViewText() const
+{
+    return info_->GetLabel() + "\n" + editor_->GetValue();
+}
 
 bool kxScriptView::ChooseLanguage(int choice)
 {

@@ -86,7 +86,8 @@ void kxRunGadget::DoPaint(wxDC &dc) const
         const double end = start + 104.0;
         wxColour colour = frame_ == 0 ? grey : (segment == frame_ ? lit : dim);
         dc.SetBrush(wxBrush(colour));
-        dc.DrawEllipticArc(centre.x - radius, centre.y - radius, 2 * radius, 2 * radius, start, end);
+        dc.DrawEllipticArc(centre.x - radius, centre.y - radius, 2 * radius, 2 * radius, start,
+                           end);
     }
     dc.SetBrush(wxBrush(window_ ? window_->GetBackgroundColour() : *wxWHITE));
     dc.DrawCircle(centre, radius / 2);

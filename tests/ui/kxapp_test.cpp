@@ -9,10 +9,10 @@
 #include <gtest/gtest.h>
 
 #include <wx/app.h>
+#include <wx/button.h>
 #include <wx/dialog.h>
 #include <wx/fileconf.h>
 #include <wx/listbox.h>
-#include <wx/button.h>
 #include <wx/timer.h>
 
 #include "kx/foundation/kxerror.h"
@@ -248,7 +248,8 @@ TEST(kxAppTest, MenuBarMatchesTheTable)
         ASSERT_LT(position[row.menu], menu->GetMenuItemCount()) << row.text;
         wxMenuItem *item = menu->FindItemByPosition(position[row.menu]++);
         if (row.id == 0) {
-            EXPECT_TRUE(item->IsSeparator()) << "menu " << row.menu << " item " << position[row.menu];
+            EXPECT_TRUE(item->IsSeparator())
+                << "menu " << row.menu << " item " << position[row.menu];
             continue;
         }
         EXPECT_EQ(item->GetId(), row.id);

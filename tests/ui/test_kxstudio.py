@@ -190,7 +190,9 @@ def test_node_views_edit_and_run(studio):
     rows = [r.split("\t") for r in studio.ui(f'viewtext("{dims_path}")').rstrip("\n").split("\n")]
     names = [r[0] for r in rows]
     assert names[:3] == ["wavelength", "n_core", "n_clad"]
-    assert rows[0][1] == "1.55" and rows[1][1] == "3.48", "plain values shown as typed"
+    plain = {r[0]: r[1] for r in rows}
+    assert plain["wavelength"] == "1.55" and plain["n_core"] == "3.48"
+    assert plain["core_height"] == "0.75", "plain values shown as typed"
     width_row = names.index("core_width")
     slab = names.index("slab_width")
     assert rows[slab][1] == "core_width + 4*core_height" and float(rows[slab][2]) == 5

@@ -21,7 +21,11 @@
 
 class kxAppBase;
 
-enum { kxID_RUNSCRIPT = 1560, kxID_MANAGESCRIPTS = 1561, kxID_FIRSTSCRIPT = 1570 };
+enum {
+    kxID_RUNSCRIPT = 1560,
+    kxID_MANAGESCRIPTS = 1561,
+    kxID_FIRSTSCRIPT = 1570
+};
 
 /// The text of an installed entry that stands for a menu separator.
 constexpr const char *kxScriptSeparator = "--- SEPARATOR ---";
