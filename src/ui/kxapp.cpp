@@ -51,7 +51,12 @@ kxApp *kxApp::GetCurrent() { return g_current; }
 
 kxApp::kxApp() : clipboard_(std::make_unique<kxWxClipboard>()) {}
 
-kxApp::~kxApp() { Uninstall(); }
+kxApp::~kxApp()
+{
+    // The main frame belongs to the application: a frame still open goes with it.
+    delete frame_;
+    Uninstall();
+}
 
 void kxApp::Install()
 {

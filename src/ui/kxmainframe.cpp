@@ -518,6 +518,8 @@ void kxMainFrame::OnMenu(wxCommandEvent &event)
 
 void kxMainFrame::OnServerTimer(wxTimerEvent &)
 {
+    if (IsBeingDeleted())
+        return;
     kxCmdServer &server = app_.getCommandServer();
     if (server.IsRunning())
         server.Poll(0);
@@ -534,5 +536,5 @@ void kxMainFrame::OnClose(wxCloseEvent &event)
     }
     serverTimer_.Stop();
     StoreLayout();
-    event.Skip();
+    event.Skip(); // the default handler destroys the frame
 }

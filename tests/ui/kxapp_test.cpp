@@ -312,9 +312,8 @@ protected:
     }
     void TearDown() override
     {
-        frame_->Destroy();
-        wxTheApp->ProcessPendingEvents();
-        app_.reset();
+        app_.reset(); // takes the frame with it
+        EXPECT_FALSE(wxTopLevelWindows.Find(frame_));
         kxRunControl::setClock(nullptr);
         kxRunControl::Reset();
         kxRunControl::setBeepEnabled(true);
@@ -436,14 +435,14 @@ TEST_F(kxAppFrameTest, CalcDiagnosticsDialog)
     wxTimer closer;
     closer.Bind(wxEVT_TIMER, [&](wxTimerEvent &) {
         for (wxWindow *top : wxTopLevelWindows) {
-            auto *dialog = wxDynamicCast(top, wxDialog);
+            auto *dialog = dynamic_cast<wxDialog *>(top);
             if (!dialog || !dialog->IsModal())
                 continue;
             title = dialog->GetTitle();
             for (wxWindow *child : dialog->GetChildren()) {
-                if (auto *list = wxDynamicCast(child, wxListBox))
+                if (auto *list = dynamic_cast<wxListBox *>(child))
                     rows = list->GetStrings();
-                if (auto *b = wxDynamicCast(child, wxButton))
+                if (auto *b = dynamic_cast<wxButton *>(child))
                     button = b->GetLabel();
             }
             dialog->EndModal(wxID_OK);

@@ -94,6 +94,7 @@ class kxApp : public kxAppBase,
               public kxDiagnosticsDisplay {
 public:
     kxApp();
+    /// Destroys the main frame if it is still open.
     ~kxApp() override;
 
     /// Installs this object as the run indicator, the tree listener, the diagnostics display
@@ -142,6 +143,7 @@ public:
     void OnDelete();
 
     // -- the main frame ----------------------------------------------------------------------
+    /// The main frame registers itself here on construction and leaves on destruction.
     void setMainFrame(kxMainFrame *frame) { frame_ = frame; }
     [[nodiscard]] kxMainFrame *getMainFrame() const { return frame_; }
     [[nodiscard]] kxScriptManager &getScriptManager() { return scripts_; }
