@@ -13,6 +13,7 @@
 #include <wx/dialog.h>
 #include <wx/fileconf.h>
 #include <wx/listbox.h>
+#include <wx/textdlg.h>
 #include <wx/timer.h>
 
 #include "kx/foundation/kxerror.h"
@@ -458,4 +459,69 @@ TEST_F(kxAppFrameTest, CalcDiagnosticsDialog)
     EXPECT_EQ(rows[0], "mode 1 did not converge");
     EXPECT_EQ(rows[1], "line one");
     EXPECT_EQ(rows[2], "line two");
+}
+
+TEST_F(kxAppFrameTest, CommandWindowRunsHistoryAndCompletion)
+{
+    kxCommandWindow *window = frame_->getCommandWindow();
+    EXPECT_TRUE(window->RunCommand("print 5"));
+    EXPECT_FALSE(window->RunCommand("nosuchthing"));
+    const wxString output = window->getOutput()->GetValue();
+    EXPECT_TRUE(output.Contains("> print 5\n5\n")) << output;
+    EXPECT_TRUE(output.Contains("ERROR 504: ")) << output;
+    ASSERT_EQ(window->getHistory().size(), 2u);
+    window->HistoryStep(-1);
+    EXPECT_EQ(window->getInput()->GetValue(), "nosuchthing");
+    window->HistoryStep(-1);
+    EXPECT_EQ(window->getInput()->GetValue(), "print 5");
+    window->HistoryStep(+1);
+    window->HistoryStep(+1);
+    EXPECT_EQ(window->getInput()->GetValue(), "") << "past the newest entry: an empty line";
+
+    window->getInput()->ChangeValue("app.projectman");
+    window->getInput()->SetInsertionPointEnd();
+    const std::vector<wxString> found = window->CompleteInput();
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(window->getInput()->GetValue(), "app.projectmanager");
+}
+
+TEST_F(kxAppFrameTest, ScriptManagerAsksForThePortAndRunsTheFile)
+{
+    char name[] = "/tmp/kxscript_XXXXXX";
+    const int fd = mkstemp(name);
+    ASSERT_GE(fd, 0);
+    const char text[] = "print 4321\n";
+    ASSERT_EQ(write(fd, text, sizeof text - 1), ssize_t(sizeof text - 1));
+    close(fd);
+    kxScriptManager &scripts = app_->getScriptManager();
+    ASSERT_FALSE(app_->getCommandServer().IsRunning());
+    wxString title, proposed;
+    wxTimer answer;
+    answer.Bind(wxEVT_TIMER, [&](wxTimerEvent &) {
+        for (wxWindow *top : wxTopLevelWindows) {
+            auto *dialog = dynamic_cast<wxTextEntryDialog *>(top);
+            if (!dialog || !dialog->IsModal())
+                continue;
+            title = dialog->GetTitle();
+            proposed = dialog->GetValue();
+            dialog->SetValue("0"); // a free port
+            dialog->EndModal(wxID_OK);
+            return;
+        }
+    });
+    answer.Start(200);
+    error.reset();
+    EXPECT_TRUE(scripts.RunFile(frame_, name)) << error.chars();
+    answer.Stop();
+    EXPECT_EQ(title, "Set script server port");
+    EXPECT_EQ(proposed, "5101");
+    EXPECT_TRUE(app_->getCommandServer().IsRunning());
+    EXPECT_TRUE(frame_->getCommandWindow()->getOutput()->GetValue().Contains("4321"));
+    // With the server running nobody is asked again.
+    title.clear();
+    EXPECT_TRUE(scripts.RunFile(frame_, name));
+    EXPECT_TRUE(title.empty());
+    app_->getCommandServer().Stop();
+    std::remove(name);
+    error.reset();
 }
