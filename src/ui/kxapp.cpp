@@ -310,7 +310,7 @@ bool kxApp::HandleMenu(int id)
         OnOpenRecentProject(id - kxID_RECENT1);
         return true;
     }
-    if (id >= kxID_FIRSTSCRIPT && id < kxID_FIRSTSCRIPT + 1000) {
+    if (id >= kxID_FIRSTSCRIPT && id < kxID_FIRSTSCRIPT + int(scripts_.getInstalled().size())) {
         scripts_.OnStartScript(frame_, id);
         return true;
     }
@@ -565,9 +565,25 @@ void kxApp::OnCopy()
 void kxApp::OnPaste()
 {
     kxProjectNode *node = frame_ ? frame_->getTreeView()->GetSelectedNode() : nullptr;
+    if (!node)
+        return;
+    // The pasted node needs a name of its own below the selected node.
+    wxString proposal;
+    for (int i = 1; proposal.empty() || node->FindNode(proposal.utf8_str().data()); ++i)
+        proposal = wxString::Format("pasted%d", i);
+    const wxString name = wxGetTextFromUser("name of the pasted node", "Paste", proposal, frame_);
+    if (!name.empty())
+        PasteAs(name);
+}
+
+bool kxApp::PasteAs(const wxString &name)
+{
+    kxProjectNode *node = frame_ ? frame_->getTreeView()->GetSelectedNode() : nullptr;
     error.reset();
-    if (node && !node->Paste(nullptr))
-        ReportPendingError(frame_);
+    if (node && node->Paste(name.utf8_str().data()))
+        return true;
+    ReportPendingError(frame_);
+    return false;
 }
 
 void kxApp::OnDelete()

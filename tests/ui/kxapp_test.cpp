@@ -17,6 +17,8 @@
 #include <wx/timer.h>
 
 #include "kx/foundation/kxerror.h"
+#include "kx/project/kxprojman.h"
+#include "kx/project/kxprojnode.h"
 #include "kx/ui/kxmainframe.h"
 #include "kx/ui/kxrungadget.h"
 
@@ -523,5 +525,49 @@ TEST_F(kxAppFrameTest, ScriptManagerAsksForThePortAndRunsTheFile)
     EXPECT_TRUE(title.empty());
     app_->getCommandServer().Stop();
     std::remove(name);
+    error.reset();
+}
+
+TEST_F(kxAppFrameTest, TreeWindowFollowsEditEntries)
+{
+    kxProjectManager *pm = app_->getProjectManager();
+    kxProjectNode *project = pm->AddSubnode("kxProject", "P");
+    ASSERT_NE(project, nullptr);
+    ASSERT_NE(project->AddSubnode("notesTB", "n"), nullptr);
+    kxTreeView *tree = frame_->getTreeView();
+    wxTheApp->ProcessPendingEvents(); // the tree rebuilds after the events of a change
+    EXPECT_EQ(tree->CountNodes(), 2);
+
+    ASSERT_TRUE(tree->SelectPath("/P/n"));
+    EXPECT_TRUE(app_->HandleMenu(kxID_COPY));
+    ASSERT_TRUE(tree->SelectPath("/P"));
+    EXPECT_TRUE(app_->PasteAs("copy"));
+    wxTheApp->ProcessPendingEvents();
+    EXPECT_EQ(tree->CountNodes(), 3);
+    EXPECT_TRUE(tree->SelectPath("/P/copy"));
+    EXPECT_EQ(tree->GetSelectedNode(), pm->FindNode("/P/copy"));
+
+    EXPECT_TRUE(app_->HandleMenu(kxID_DELETE));
+    wxTheApp->ProcessPendingEvents();
+    EXPECT_EQ(tree->CountNodes(), 2);
+    EXPECT_EQ(pm->FindNode("/P/copy"), nullptr);
+
+    ASSERT_TRUE(tree->SelectPath("/P/n"));
+    EXPECT_TRUE(app_->HandleMenu(kxID_CUT));
+    wxTheApp->ProcessPendingEvents();
+    EXPECT_EQ(tree->CountNodes(), 1);
+    EXPECT_FALSE(tree->SelectPath("/P/n"));
+
+    // Closing the project empties the window; the menu's show/hide entries toggle the panes.
+    ASSERT_TRUE(tree->SelectPath("/P"));
+    app_->getScriptManager().setInstalled({"a.py"}); // its menu id must not take others'
+    EXPECT_TRUE(app_->HandleMenu(kxID_CLOSEPROJECT));
+    EXPECT_EQ(pm->getNodeCount(), 0);
+    wxTheApp->ProcessPendingEvents();
+    EXPECT_EQ(tree->CountNodes(), 0);
+    EXPECT_TRUE(frame_->IsPaneShown("project"));
+    EXPECT_TRUE(app_->HandleMenu(kxID_SHOWPROJECTWINDOW));
+    EXPECT_FALSE(frame_->IsPaneShown("project"));
+    EXPECT_FALSE(app_->HandleMenu(12345));
     error.reset();
 }

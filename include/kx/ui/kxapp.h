@@ -139,7 +139,11 @@ public:
     /// The edit entries: the node operations on the selected node.
     void OnCut();
     void OnCopy();
+    /// Asks for the pasted node's name (proposing "pasted<n>"), then PasteAs.
     void OnPaste();
+    /// Pastes the copied node below the selected node under `name`; false after telling the
+    /// user why not.
+    bool PasteAs(const wxString &name);
     void OnDelete();
 
     // -- the main frame ----------------------------------------------------------------------
