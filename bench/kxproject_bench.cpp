@@ -57,48 +57,49 @@ kxProjectManager &Manager()
     return *manager;
 }
 
-/// Builds a project "P" of `top` * 10 * 10 * 9 leaves-of-four-levels (top = 10: 10,110 nodes)
-/// with ten variable lines per node on average (100,000 for top = 10).
-kxProject *BuildProject(int top, std::vector<std::string> &paths)
+struct Fixture {
+    std::string path;
+    size_t bytes = 0;
+    std::string text;
+    std::vector<std::string> paths;
+    size_t nodes = 0;
+    int variables = 0;
+};
+
+/// Builds a project "P": `top` nodes under it, each with 10 children, each with 10 children,
+/// each with 9 children (top = 10: 10,110 nodes, four deep), with 10 variable lines in every
+/// node but the first top * 110 of the deepest, which have 9 (top = 10: 100,000 lines).
+kxProject *BuildProject(int top, Fixture &f)
 {
     kxProjectManager &manager = Manager();
     auto *project = static_cast<kxProject *>(manager.AddSubnode("kxProject", "P"));
-    int variable = 0;
-    auto fill = [&variable](kxProjectNode *node, int lines) {
-        auto *test = static_cast<kxTestNode *>(node);
+    int &variable = f.variables;
+    auto add = [&f, &variable](kxProjectNode *parent, const std::string &name, int lines) {
+        auto *node = static_cast<kxTestNode *>(parent->AddSubnode("testNodeTB", name.c_str()));
+        ++f.nodes;
         for (int i = 0; i < lines; ++i, ++variable)
-            test->lines.push_back("width_" + std::to_string(variable) + " = 1.25 * width_" +
+            node->lines.push_back("width_" + std::to_string(variable) + " = 1.25 * width_" +
                                   std::to_string(variable > 0 ? variable - 1 : 0) + " + 0.5");
+        return node;
     };
-    const int perNode[4] = {10, 10, 10, 10};
+    int deepest = 0;
     for (int a = 0; a < top; ++a) {
-        kxProjectNode *n1 = project->AddSubnode("testNodeTB", ("a" + std::to_string(a)).c_str());
-        fill(n1, perNode[0]);
+        kxProjectNode *n1 = add(project, "a" + std::to_string(a), 10);
         for (int b = 0; b < 10; ++b) {
-            kxProjectNode *n2 = n1->AddSubnode("testNodeTB", ("b" + std::to_string(b)).c_str());
-            fill(n2, perNode[1]);
+            kxProjectNode *n2 = add(n1, "b" + std::to_string(b), 10);
             for (int c = 0; c < 10; ++c) {
-                kxProjectNode *n3 = n2->AddSubnode("testNodeTB", ("c" + std::to_string(c)).c_str());
-                fill(n3, perNode[2]);
-                for (int d = 0; d < 9; ++d) {
+                kxProjectNode *n3 = add(n2, "c" + std::to_string(c), 10);
+                for (int d = 0; d < 9; ++d, ++deepest) {
                     const std::string name = "d" + std::to_string(d);
-                    kxProjectNode *n4 = n3->AddSubnode("testNodeTB", name.c_str());
-                    fill(n4, 9);
-                    paths.push_back("/P/a" + std::to_string(a) + "/b" + std::to_string(b) + "/c" +
-                                    std::to_string(c) + "/" + name);
+                    add(n3, name, deepest < top * 110 ? 9 : 10);
+                    f.paths.push_back("/P/a" + std::to_string(a) + "/b" + std::to_string(b) + "/c" +
+                                      std::to_string(c) + "/" + name);
                 }
             }
         }
     }
     return project;
 }
-
-struct Fixture {
-    std::string path;
-    size_t bytes = 0;
-    std::string text;
-    std::vector<std::string> paths;
-};
 
 /// The saved file of a project of the given size (5 or 10 MB), made once.
 Fixture &Saved(int megabytes)
@@ -108,7 +109,7 @@ Fixture &Saved(int megabytes)
     if (!f.path.empty())
         return f;
     f.path = ProjectPath(megabytes);
-    kxProject *project = BuildProject(megabytes == 10 ? 20 : 10, f.paths);
+    kxProject *project = BuildProject(megabytes == 10 ? 20 : 10, f);
     if (!project->SaveToFile(f.path.c_str()))
         std::abort();
     Manager().ProjectClose(project);
@@ -315,7 +316,7 @@ void ReportSaveWallTime()
 BENCHMARK(BM_SaveProject)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OfstreamFsync)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OpenProject)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_OpenProjectTreeOnly)->Arg(5)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_OpenProjectTreeOnly)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_BlockWalk)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FindNodeAbsolute);
 
@@ -323,7 +324,7 @@ int main(int argc, char **argv)
 {
     Fixture &f = Saved(5);
     std::printf("project file: %.2f MB, %zu nodes, %d variable lines\n",
-                double(f.bytes) / 1048576.0, f.paths.size() * 10 / 9 + 110, 100000);
+                double(f.bytes) / 1048576.0, f.nodes, f.variables);
     ReportMemory(true);
     ReportMemory(false);
     ReportSaveWallTime();
@@ -331,7 +332,9 @@ int main(int argc, char **argv)
         argc, argv,
         {{"open / plain block walk (target <= 3)", "BM_OpenProject/5", "BM_BlockWalk/5"},
          {"save / ofstream + fsync (target <= 2)", "BM_SaveProject", "BM_OfstreamFsync"},
+         {"open, tree only / plain block walk", "BM_OpenProjectTreeOnly/5", "BM_BlockWalk/5"},
          {"open 10 MB / open 5 MB (linear: about 2)", "BM_OpenProject/10", "BM_OpenProject/5"},
+         {"open, tree only, 10 MB / 5 MB", "BM_OpenProjectTreeOnly/10", "BM_OpenProjectTreeOnly/5"},
          {"block walk 10 MB / 5 MB", "BM_BlockWalk/10", "BM_BlockWalk/5"}});
     unlink(ProjectPath(5).c_str());
     unlink(ProjectPath(10).c_str());

@@ -43,9 +43,16 @@ bool WriteAll(const std::string &path, const uint8_t *data, size_t size)
     return std::fclose(file) == 0 && ok;
 }
 
+void RemoveTempFiles()
+{
+    unlink(TempPath(".txt").c_str());
+    unlink(TempPath("_again.txt").c_str());
+}
+
 kxProjectManager &Manager()
 {
     static kxProjectManager *manager = [] {
+        std::atexit(&RemoveTempFiles);
         InitialiseKXUtils("kxproject_fuzz", KXString("fuzz"), 1, nullptr, &DiscardWarning,
                           &DiscardChoice, &Discard, &DiscardReport);
         kxtest::RegisterTestNodes();

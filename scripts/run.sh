@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
-build=build/release
+build=build/run  # its own build tree: scripts/test.sh configures build/release with the tests
 example=examples/ridge_waveguide.txt
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKX_BUILD_TESTS=OFF > "$build.configure.log" 2>&1 ||
   { cat "$build.configure.log"; exit 1; }

@@ -11,7 +11,9 @@
 // one) it serves the command server's clients while it waits for input; the port and the
 // connection file are announced on standard error. Command output goes to standard output,
 // errors and warnings to standard error; on a terminal long runs show a progress line on
-// standard error. Ctrl-C abandons the line being typed or stops the running command (user
+// standard error. The output of the commands a Python script started from the console sends
+// back is shown too (its client receives it as well); that of --serve clients is not. Ctrl-C
+// abandons the line being typed or stops the running command (user
 // abort, 503); Ctrl-D, "exit", the end of standard input or SIGTERM end the program, which
 // then stops the server and removes its connection file.
 #include <cerrno>
@@ -351,7 +353,10 @@ int Console::Loop(bool interactive)
             else
                 stdinOpen = ReadStdin();
         }
+        // A client's command may run now: Ctrl-C stops it like one typed here.
+        gExecuting = 1;
         server.Dispatch(fds);
+        gExecuting = 0;
         if (commands_.ExitRequested())
             quit_ = true;
     }

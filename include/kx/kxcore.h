@@ -7,5 +7,6 @@
 #include "kx/expressions.h"
 #include "kx/geometry.h"
 #include "kx/numerics.h"
+#include "kx/project.h"
 
 #endif

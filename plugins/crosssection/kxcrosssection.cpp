@@ -28,6 +28,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <strings.h>
 #include <vector>
 
 namespace {
@@ -104,7 +105,9 @@ public:
     /// Adds a shape, or replaces the one of that name; false with the pending error.
     bool AddShape(const char *name, const char *text)
     {
-        if (!kxIsNodeNameValid(name)) {
+        // "begin" and "end" first on a line would open or close a block.
+        if (!kxIsNodeNameValid(name) || strcasecmp(name, "begin") == 0 ||
+            strcasecmp(name, "end") == 0) {
             error.set("invalid shape name \"%s\"\n", name);
             return false;
         }

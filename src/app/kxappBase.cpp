@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 
 #include "kx/foundation/kxerror.h"
@@ -73,6 +74,20 @@ std::string kxAppBase::FindClientPath()
     const char *fromEnvironment = std::getenv("KX_PYTHONPATH");
     if (fromEnvironment && *fromEnvironment)
         return fromEnvironment;
+#ifdef KX_LIB_TO_PYTHON_DIR
+    // Installed: the package lies at a fixed place relative to the library, wherever the
+    // installation was moved.
+    Dl_info info;
+    if (dladdr(reinterpret_cast<void *>(&kxAppBase::FindClientPath), &info) && info.dli_fname) {
+        const std::string library = info.dli_fname;
+        const size_t slash = library.rfind('/');
+        const std::string dir =
+            (slash == std::string::npos ? std::string(".") : library.substr(0, slash)) +
+            "/" KX_LIB_TO_PYTHON_DIR;
+        if (IsDirectory((dir + "/kxclient").c_str()))
+            return dir;
+    }
+#endif
 #ifdef KX_INSTALLED_PYTHON_DIR
     if (IsDirectory(KX_INSTALLED_PYTHON_DIR "/kxclient"))
         return KX_INSTALLED_PYTHON_DIR;

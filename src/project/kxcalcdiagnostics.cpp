@@ -3,6 +3,8 @@
 
 #include "kx/project/kxcalcdiagnostics.h"
 
+#include "kx/project/kxrunsignal.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <vector>
@@ -50,8 +52,12 @@ void CalcDiagnostics::set(const char *format, ...)
     va_start(args, format);
     const KXString message = FormatV(format, args);
     va_end(args);
-    if (g_reportLevel > 0)
-        kxWarningLog("%s", message.c_str());
+    if (g_reportLevel > 0) {
+        if (kxRunIndicator *indicator = kxRunControl::getIndicator())
+            indicator->PrintWarning(message.c_str());
+        else
+            kxWarningLog("%s", message.c_str());
+    }
     List<KXString> &messages = Messages();
     const bool complete = !message.Empty() && message[message.Length() - 1] == '\n';
     if (!complete) {

@@ -10,16 +10,6 @@
 
 KX_IMPLEMENT_CLASS(kxNotesNode, kxProjectNode)
 
-namespace {
-
-kxProjectNodeInfoClass g_notesInfo({KX_CLASSINFO_OF(kxNotesNode), nullptr, kxNotesNode::Sig(),
-                                    "Notes", 0, ""});
-struct Registration {
-    Registration() { g_notesInfo.Register(); }
-} g_registration;
-
-} // namespace
-
 void kxWritePrefixedText(TextBlock &block, const KXString &text)
 {
     const char *p = text.c_str();
@@ -48,7 +38,9 @@ KXString kxReadPrefixedText(TextBlock &block)
         const char *mark = std::strchr(line, '>');
         if (!mark)
             continue;
-        const char *end = mark + 1 + std::strcspn(mark + 1, "\r\n");
+        const char *end = mark + 1 + std::strcspn(mark + 1, "\n");
+        if (end > mark + 1 && end[-1] == '\r')
+            --end;
         text.append(mark + 1, end);
         text += '\n';
     }
@@ -132,4 +124,12 @@ void kxNotesNode::OnPublish()
 {
     kxProjectNode::OnPublish();
     PublishTextCommands();
+}
+
+void kxNotesNode::RegisterType()
+{
+    // Made on first use: the core registration may run before this unit's statics.
+    static kxProjectNodeInfoClass info(
+        {KX_CLASSINFO_OF(kxNotesNode), nullptr, kxNotesNode::Sig(), "Notes", 0, ""});
+    info.Register();
 }

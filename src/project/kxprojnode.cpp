@@ -27,7 +27,7 @@ KXString NewProjectFilename()
     return dir;
 }
 
-/// Names an unnamed new project after the working directory when it is made under the top.
+/// A new project made under the project manager gets the working directory as its file name.
 void GiveNewProjectItsFilename(kxProjectNode &parent, kxProjectNode &node)
 {
     if (parent.IsKindOf(KX_CLASSINFO_OF(kxProjectManager)) &&
@@ -349,7 +349,7 @@ kxProjectNode *kxProjectNode::AddSubnode(const char *typeName, const char *name)
     }
     if (!name)
         name = "";
-    if (FindNode(name)) {
+    if (FindChild(name, nullptr, nullptr)) {
         error.Raise(kxErrNameClash, "name \"%s\" is already in use.\n", name);
         delete node;
         return nullptr;

@@ -3,6 +3,7 @@
 
 #include "kx/project/kxrunsignal.h"
 
+#include "kx/foundation/kxerror.h"
 #include "objects/kxfpguard.h"
 
 #include <cerrno>
@@ -161,6 +162,8 @@ void SendPercent(int percent, unsigned level)
 }
 
 } // namespace
+
+void kxRunIndicator::PrintWarning(const char *text) { kxWarningLog("%s", text ? text : ""); }
 
 // -- kxRunControl -------------------------------------------------------------------------------
 

@@ -14,12 +14,6 @@ KX_IMPLEMENT_CLASS(kxScriptNode, kxNotesNode)
 
 namespace {
 
-kxProjectNodeInfoClass g_scriptInfo({KX_CLASSINFO_OF(kxScriptNode), nullptr, kxScriptNode::Sig(),
-                                     "Script", 0, ""});
-struct Registration {
-    Registration() { g_scriptInfo.Register(); }
-} g_registration;
-
 kxScriptNodeRunner &Runner()
 {
     static kxScriptNodeRunner runner;
@@ -169,4 +163,12 @@ void kxScriptNode::OnPublish()
     PublishFunc(
         "runscript", [this](const List<KXString> &, KXString &) { return RunScript(); },
         "(): run the script.");
+}
+
+void kxScriptNode::RegisterType()
+{
+    // Made on first use: the core registration may run before this unit's statics.
+    static kxProjectNodeInfoClass info(
+        {KX_CLASSINFO_OF(kxScriptNode), nullptr, kxScriptNode::Sig(), "Script", 0, ""});
+    info.Register();
 }

@@ -9,18 +9,14 @@
 #include "kx/project/kxnoderegistry.h"
 #include "kx/project/kxrunsignal.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <strings.h>
 
 KX_IMPLEMENT_CLASS(kxVariablesNode, kxProjectNode)
 
 namespace {
-
-kxProjectNodeInfoClass g_variablesInfo({KX_CLASSINFO_OF(kxVariablesNode), nullptr,
-                                        kxVariablesNode::Sig(), "Variables", 0, ""});
-struct Registration {
-    Registration() { g_variablesInfo.Register(); }
-} g_registration;
 
 std::string Trimmed(const char *begin, const char *end)
 {
@@ -33,6 +29,13 @@ std::string Trimmed(const char *begin, const char *end)
 
 /// The line without its indentation and line end, for messages.
 std::string Shown(const char *line) { return Trimmed(line, line + std::strlen(line)); }
+
+/// "begin" and "end" (in any case) would start or end a block when written as the first word of
+/// a line: they are refused as variable names here.
+bool IsBlockWord(const char *name)
+{
+    return strcasecmp(name, "begin") == 0 || strcasecmp(name, "end") == 0;
+}
 
 /// A real value as the shortest of "%.15g", "%.16g" and "%.17g" that the number reader reads
 /// back to the same value, so a number the user typed is written as typed.
@@ -159,8 +162,9 @@ bool kxVariablesNode::PreloadVariables(TextBlock &block)
             continue;
         }
         auto *variable = new kxNamedVariable(ns);
-        if (name.Length() == 0 || !variable->SetName(name.c_str())) {
-            const bool clash = kxNamedVariable::IsNameValid(name.c_str());
+        if (name.Length() == 0 || IsBlockWord(name.c_str()) || !variable->SetName(name.c_str())) {
+            const bool clash =
+                kxNamedVariable::IsNameValid(name.c_str()) && !IsBlockWord(name.c_str());
             // A refused name leaves a message in the error record; the syntax error says it all.
             if (error && error != kxErrSyntax)
                 error.reset();
@@ -202,8 +206,8 @@ bool kxVariablesNode::ReadTB(TextBlock &block)
         }
         if (!kxSplitVariableLine(line, name, expression))
             continue;
-        const int code = ns->FindVariable(name.c_str(), false);
-        kxNamedVariable *variable = code < 0 ? nullptr : ns->GetVariable(code);
+        // By name, not by code: codes cannot tell indices past 0xffff from parent levels.
+        kxNamedVariable *variable = ns->GetVariableByName(name.c_str(), false);
         if (!variable || !variable->IsPreloaded())
             continue;
         variable->ResetPreloaded();
@@ -213,6 +217,9 @@ bool kxVariablesNode::ReadTB(TextBlock &block)
             size_t from = comment;
             while (from > 0 && (shown[from - 1] == ' ' || shown[from - 1] == '\t'))
                 --from;
+            // Without an expression the blank written after "=" is the first of these.
+            if (expression.Length() == 0)
+                from = std::min(comment, std::max(from, shown.find('=') + 2));
             trailing = shown.substr(from);
         }
         Own(variable, std::move(leading), std::move(trailing));
@@ -257,12 +264,12 @@ bool kxVariablesNode::SetVariable(const char *name, const char *expression)
     }
     kxNamedVariable *variable = FindOwnVariable(name);
     if (!variable) {
-        if (ns->FindVariable(name, false) >= 0) {
+        if (ns->GetVariableByName(name, false)) {
             error.set("variable %s belongs to another node\n", name);
             return false;
         }
         variable = new kxNamedVariable(ns);
-        if (!*name || !variable->SetName(name)) {
+        if (!*name || IsBlockWord(name) || !variable->SetName(name)) {
             ns->RemoveVariable(variable->GetIndex());
             if (!error)
                 error.set("Invalid variable name %s\n", name);
@@ -375,4 +382,12 @@ void kxVariablesNode::OnPublish()
             return true;
         },
         "(): the lines name = expression, one per variable");
+}
+
+void kxVariablesNode::RegisterType()
+{
+    // Made on first use: the core registration may run before this unit's statics.
+    static kxProjectNodeInfoClass info(
+        {KX_CLASSINFO_OF(kxVariablesNode), nullptr, kxVariablesNode::Sig(), "Variables", 0, ""});
+    info.Register();
 }

@@ -1,6 +1,7 @@
 // Tests of the gathered calculation diagnostics: de-duplication, continuation, report levels.
 #include "kx/project/kxcalcdiagnostics.h"
 
+#include "kx/project/kxrunsignal.h"
 #include "kxtestnodes.h"
 
 #include <gtest/gtest.h>
@@ -83,6 +84,18 @@ TEST(CalcDiagnosticsTest, DeduplicationContinuationAndDisplay)
     CalcDiagnostics::setReportLevel(2);
     DisplayCalcDiagnostics(nullptr);
     EXPECT_EQ(display.shows, 1);
+    // With a run indicator installed the warning goes to it (it lights the warning lamp).
+    class Lamp : public kxRunIndicator {
+    public:
+        void PrintWarning(const char *text) override { shown += text; }
+        std::string shown;
+    } lamp;
+    kxRunControl::setIndicator(&lamp);
+    CalcDiagnostics::set("lamp %d\n", 1);
+    kxRunControl::setIndicator(nullptr);
+    EXPECT_EQ(lamp.shown, "lamp 1\n");
+    EXPECT_EQ(capture.Warnings(), "");
+    CalcDiagnostics::reset();
     // A continuation with nothing to continue is an internal fault, not a crash.
     CalcDiagnostics::set("orphan");
     EXPECT_EQ(error, kxErrCode);

@@ -172,6 +172,10 @@ TEST_F(KXProjectNodeTest, AddNodeAndAddSubnodeMessages)
     error.reset();
     EXPECT_EQ(project->AddSubnode("testNodeTB", "a/b"), nullptr);
     EXPECT_STREQ(error.chars(), "invalid name \"a/b\"\n");
+    error.reset();
+    // A path to an existing node is still an invalid name, not a clash.
+    EXPECT_EQ(project->FindNode("a")->AddSubnode("testNodeTB", "../a"), nullptr);
+    EXPECT_STREQ(error.chars(), "invalid name \"../a\"\n");
     // With an error pending nothing is made.
     EXPECT_EQ(project->AddSubnode("testNodeTB", "fresh"), nullptr);
     EXPECT_EQ(project->FindNode("fresh"), nullptr);

@@ -24,6 +24,7 @@
 #include <complex>
 #include <cstring>
 #include <string>
+#include <strings.h>
 #include <vector>
 
 namespace kxtest {
@@ -172,7 +173,8 @@ private:
             const char *p = raw;
             while (*p == ' ' || *p == '\t')
                 ++p;
-            if (std::strncmp(p, "begin", 5) == 0 && (p[5] == ' ' || p[5] == '\n' || !p[5])) {
+            // The block reader's test: the first word is "begin" in any case.
+            if (strncasecmp(p, "begin", 5) == 0 && (!p[5] || std::strchr(" \t\r\n", p[5]))) {
                 block.setPosn(at);
                 break;
             }

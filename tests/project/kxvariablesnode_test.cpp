@@ -92,7 +92,9 @@ TEST_F(KXVariablesNodeTest, SyntaxErrorsHaveTheirTextsAndSkipTheLine)
                                          "    = 5\n"
                                          "    a = 2\n"
                                          "    2x = 4\n"
+                                         "    End= 5\n"
                                          "    b = a + 1\n"
+                                         "    e =  // nothing yet\n"
                                          "  end\n");
     ASSERT_NE(project, nullptr);
     EXPECT_EQ(int(error), int(kxErrSyntax));
@@ -113,8 +115,11 @@ TEST_F(KXVariablesNodeTest, SyntaxErrorsHaveTheirTextsAndSkipTheLine)
     EXPECT_NE(messages.find("Invalid variable name 2x\n   in variable definition: 2x = 4"),
               std::string::npos)
         << messages;
+    EXPECT_NE(messages.find("Invalid variable name End\n   in variable definition: End= 5"),
+              std::string::npos)
+        << messages;
     kxVariablesNode *node = Node(project, "v");
-    ASSERT_EQ(node->GetNumVariables(), 2);
+    ASSERT_EQ(node->GetNumVariables(), 3);
     EXPECT_TRUE(node->GetVariable(0)->IsValue());
     EXPECT_DOUBLE_EQ(Value(project, "a").real(), 1.0);
     EXPECT_DOUBLE_EQ(Value(project, "b").real(), 2.0);
@@ -123,6 +128,7 @@ TEST_F(KXVariablesNodeTest, SyntaxErrorsHaveTheirTextsAndSkipTheLine)
                                           "  begin <kxVariablesTB(1.0)> \"v\"\n"
                                           "    a = 1 // comment\n"
                                           "    b = a + 1\n"
+                                          "    e =  // nothing yet\n"
                                           "  end\n"
                                           "end\n");
 }
@@ -172,6 +178,21 @@ TEST_F(KXVariablesNodeTest, SettingRemovingAndDeletingChangeTheNamespace)
                                           "    c = b + 1\n"
                                           "  end\n"
                                           "end\n");
+}
+
+TEST_F(KXVariablesNodeTest, NodesHoldMoreThan65536Variables)
+{
+    std::string body = "  begin <kxVariablesTB(1.0)> \"many\"\n";
+    const int n = 70000;
+    for (int i = 0; i < n; ++i)
+        body += "    m" + std::to_string(i) + " = " + std::to_string(i) + "\n";
+    body += "    last = m69999 + 1\n  end\n";
+    kxProject *project = Open("many.txt", body);
+    ASSERT_NE(project, nullptr) << error.chars();
+    kxVariablesNode *node = Node(project, "many");
+    ASSERT_EQ(node->GetNumVariables(), n + 1);
+    EXPECT_EQ(node->GetVariable(n)->GetName(), "last");
+    EXPECT_DOUBLE_EQ(Value(project, "last").real(), 70000.0);
 }
 
 TEST(KXVariablesLineTest, SplitsAtTheFirstEqualsBeforeAComment)

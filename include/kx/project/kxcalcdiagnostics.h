@@ -1,8 +1,9 @@
 // kxcalcdiagnostics.h - calculation warnings gathered during a run and shown together at its end
 // in the "Calculation Diagnostic Warning" dialog.
 //
-// CalcDiagnostics::set formats a message. With a report level above 0 it is also printed to
-// the warning log at once. A message that does not end with a line feed continues the previous
+// CalcDiagnostics::set formats a message. With a report level above 0 it is also printed at once
+// as a warning (through the run indicator's PrintWarning, which lights the warning lamp, or to
+// the warning log when no indicator is installed). A message that does not end with a line feed continues the previous
 // one (it is appended to the last entry); a complete message that is already listed is not
 // listed again. DisplayCalcDiagnostics shows the list through kxDiagnosticsDisplay (the dialog
 // of the application shell): nothing for an empty list; with a report level below 2 the list

@@ -137,8 +137,8 @@ public:
     ~kxMetaDataTable() { Clear(); }
 
     /// Appends the entry (the table takes it) unless an entry of the same class name exists:
-    /// then prints "registration of duplicate node:\n\"%s\"\nignored\n", destroys the entry
-    /// and returns false.
+    /// then prints "registration of duplicate node:\n\"%s\"\nignored\n" with the entry's display
+    /// name (wlprintf), destroys the entry and returns false.
     bool AddNode(kxMetaData *entry);
     /// Destroys every entry.
     void Clear();

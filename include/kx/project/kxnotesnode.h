@@ -24,6 +24,8 @@ class kxNotesNode : public kxProjectNode {
 public:
     /// The block signature ("notesTB", 1.0).
     static const TBlockSig &Sig();
+    /// Registers the node type (done with the core types, before any project manager).
+    static void RegisterType();
 
     /// The text: lines ended with "\n".
     [[nodiscard]] const KXString &GetText() const { return text_; }

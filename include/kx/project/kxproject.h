@@ -32,7 +32,9 @@ public:
     kxProject();
 
     /// Saves the project to `filename` (see the top of this file). False on failure, with the
-    /// reason in the pending error.
+    /// reason in the pending error. With an error already pending nothing is written (a file is
+    /// never replaced by an information block alone). The state file is written only after the
+    /// project file was saved.
     [[nodiscard]] bool SaveToFile(const char *filename);
     /// Reads the project from `filename` into this (empty, named) project node.
     [[nodiscard]] bool LoadFromFile(const char *filename);

@@ -19,11 +19,14 @@
 // are valid names. Names compare exactly.
 //
 // Paths: "a/b" is relative to the node, "../a" climbs one level first, "/P/a" starts at the
-// project manager. getAbsolutePathName gives "/" and the names from the project down, joined
+// project manager (the top node of the node's own tree). getAbsolutePathName gives "/" and the names from the project down, joined
 // by "/" ("/" for the project manager itself). getRelativePathName gives one "../" per level
 // climbed from `from` to the closest common ancestor, then the names down to the node; when the
 // node is `from` itself or one of its ancestors, or the two are in different trees, no relative
 // path can be looked up again, and the absolute path is returned instead.
+//
+// Errors: the name clashes ("... already exists ...", "... is already in use.") carry the code
+// 1000 (name clash); the other user errors the generic code 1.
 //
 // Published to the command language (OnPublish): the object "subnodes" (whose children are the
 // node's children under their names) and the functions "numsubnodes", "nodename",

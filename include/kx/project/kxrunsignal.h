@@ -5,8 +5,8 @@
 // Everything that is shown (the run indicator, the gauge, the warnings window, the beep, the
 // busy cursor) goes through kxRunIndicator, which the application shell implements. With none
 // installed (console use) every entry does its bookkeeping (depth, progress owner, throttle
-// times, priority) and shows nothing. A console installs kxTextProgressLine to see progress as
-// one line on standard error.
+// times, the stored priority level), shows nothing and leaves the thread priority alone. A
+// console installs kxTextProgressLine to see progress as one line on standard error.
 //
 // Runs nest: the outermost start clears the warnings, starts the indicator, shows the gauge,
 // raises the thread priority and records the start time; inner starts only deepen the run.
@@ -42,6 +42,8 @@ public:
     virtual void SetGaugePercent(int percent) { (void)percent; }
     /// Empty the warnings window and put the warning lamp out.
     virtual void ClearWarnings() {}
+    /// Print a warning and light the warning lamp. Base: the text goes to the warning log.
+    virtual void PrintWarning(const char *text);
     /// The system's information beep.
     virtual void Beep() {}
     /// Let the user interface process its pending events once.

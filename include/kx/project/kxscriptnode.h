@@ -47,6 +47,8 @@ public:
 
     /// The block signature ("scriptTB", 1.0).
     static const TBlockSig &Sig();
+    /// Registers the node type (done with the core types, before any project manager).
+    static void RegisterType();
 
     [[nodiscard]] int GetLanguage() const { return language_; }
     void SetLanguage(int language);

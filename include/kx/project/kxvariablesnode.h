@@ -20,7 +20,8 @@
 //   "Missing equals in variable definition: %s   required format: name = expression\n"
 //   "%s variable name %s\n   in variable definition: %s" ("Duplicate" or "Invalid")
 //   "Unsupported version in block beginning: %s   current version: %d.%d\n" (whole block)
-// Blank lines are skipped by the block reader.
+// Blank lines are skipped by the block reader. "begin" and "end" (any case) are refused as
+// variable names ("Invalid"): written first on a line they would open or close a block.
 //
 // Destroying the node removes its variables from the namespace. Changes made through the node
 // raise kxEventNodeChanged (data1: the node) on its event source (GetEventSource) for its views.
@@ -47,6 +48,8 @@ class kxVariablesNode : public kxProjectNode {
 public:
     /// The block signature ("kxVariablesTB", 1.0).
     static const TBlockSig &Sig();
+    /// Registers the node type (done with the core types, before any project manager).
+    static void RegisterType();
 
     kxVariablesNode() = default;
     /// Removes the node's variables from the namespace.
