@@ -159,7 +159,7 @@ public:
     // -- warnings and the gauge -------------------------------------------------------------
     /// Writes the text to the warnings page; unless quiet, brings the page to the front; then
     /// lights the lamp.
-    void PrintWarning(const char *text);
+    void PrintWarning(const char *text) override;
     void ClearWarnings() override;
     void ShowWarnings();
     /// The quiet state: while the counter is above 0 PrintWarning does not raise the page and
