@@ -7,7 +7,7 @@ pkgs=(build-essential cmake ninja-build pkg-config git
       libopenblas-dev liblapacke-dev libfftw3-dev libcminpack-dev libeigen3-dev libgsl-dev
       python3-mpmath
       nlohmann-json3-dev libreadline-dev python3 python3-pytest
-      libwxgtk3.2-dev xvfb xauth x11-apps imagemagick
+      libwxgtk3.2-dev xvfb xauth imagemagick
       clang libclang-rt-14-dev)
 missing=()
 for p in "${pkgs[@]}"; do
