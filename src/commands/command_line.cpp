@@ -7,6 +7,7 @@
 #include "kx/expressions/kxfnparser.h"
 #include "kx/expressions/kxnamedvariable.h"
 #include "kx/foundation/kxerror.h"
+#include "kx/project/kxrunsignal.h"
 
 #include <algorithm>
 #include <cctype>
@@ -895,6 +896,7 @@ private:
     // -- statements -------------------------------------------------------------------------
     Outcome RunOne(const Statement &s, bool record)
     {
+        RunSignal::Spin(); // throttled: at most one yield to the user interface every 0.2 s
         if (cmd_.stopRequested_) {
             cmd_.stopRequested_ = false;
             error.Raise(kxErrUserAbort, "script stopped by user\n");
@@ -1464,6 +1466,7 @@ bool kxCommandObject::RunWithState(int state, const char *text, const char *file
 {
     const int previous = runningState_;
     runningState_ = state;
+    RunSignal running; // a script is a long run: indicator, priority and yields to the user
     const bool ok = ExecuteText(text, fileName);
     runningState_ = previous;
     return ok;

@@ -143,6 +143,7 @@ bool kxPythonScriptRunner::Serve(kxCmdServer &server, const char *scriptFile, co
         if (done == pid || (done < 0 && errno != EINTR))
             break;
         server.Poll(20);
+        RunSignal::Spin(); // lets a window repaint its indicator and take a stop click
     }
     error.reset(); // errors of the script's commands went back to the script
     if (WIFSIGNALED(status)) {
