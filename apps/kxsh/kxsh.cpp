@@ -78,9 +78,13 @@ void OnSigterm(int)
     WakeLoop();
 }
 
+kxTextProgressLine *gProgress = nullptr; // the progress line on a terminal's standard error
+
 // -- output hooks ---------------------------------------------------------------------------
 void PrintLine(int channel, const char *line)
 {
+    if (gProgress)
+        gProgress->Clear(); // redrawn at the next spin, below the printed text
     FILE *out = channel == kxWarningChannel ? stderr : stdout;
     std::fputs(line, out);
     std::fflush(out);
@@ -432,8 +436,10 @@ int main(int argc, char **argv)
     sigaction(SIGHUP, &sa, nullptr);
 
     kxTextProgressLine progress(stderr);
-    if (isatty(STDERR_FILENO))
+    if (isatty(STDERR_FILENO)) {
         kxRunControl::setIndicator(&progress);
+        gProgress = &progress;
+    }
 
     int status = 0;
     {

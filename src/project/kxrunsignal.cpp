@@ -280,9 +280,21 @@ kxBusyCursor::~kxBusyCursor()
 
 void kxTextProgressLine::Draw()
 {
+    if (kxRunControl::Now() - startMs_ < kShowAfterMs)
+        return;
     static const char wheel[4] = {'-', '|', '/', '-'};
     std::fprintf(stream_, "\r[running %c] %3d%%", wheel[frame_ & 3], percent_);
     std::fflush(stream_);
+    drawn_ = true;
+}
+
+void kxTextProgressLine::Clear()
+{
+    if (!drawn_)
+        return;
+    std::fprintf(stream_, "\r%*s\r", kLineWidth, "");
+    std::fflush(stream_);
+    drawn_ = false;
 }
 
 void kxTextProgressLine::Start()
@@ -290,18 +302,12 @@ void kxTextProgressLine::Start()
     frame_ = 1;
     percent_ = 0;
     shown_ = true;
-    Draw();
+    startMs_ = kxRunControl::Now();
 }
 
 void kxTextProgressLine::Stop()
 {
-    if (!shown_)
-        return;
-    frame_ = 0;
-    percent_ = 100;
-    Draw();
-    std::fputc('\n', stream_);
-    std::fflush(stream_);
+    Clear();
     shown_ = false;
 }
 

@@ -60,14 +60,24 @@ public:
     void Stop() override;
     void Spin(int frame) override;
     void SetGaugePercent(int percent) override;
+    /// Erases the line if it is on the screen (call before printing anything else on the
+    /// terminal); the next spin or percent draws it again.
+    void Clear();
 
 private:
+    /// A run shorter than this shows no line at all.
+    static constexpr unsigned long kShowAfterMs = 300;
+    /// Width of "\r[running x] nnn%" without the carriage return.
+    static constexpr int kLineWidth = 17;
+
     void Draw();
 
     FILE *stream_;
     int frame_ = 0;
     int percent_ = 0;
     bool shown_ = false;
+    bool drawn_ = false;
+    unsigned long startMs_ = 0;
 };
 
 /// The process-wide run state and its settings.
