@@ -7,6 +7,8 @@
 #include "kx/foundation/kxstring.h"
 #include "kx/materials/materb.h"
 
+#include "../kxoutputcapture.h"
+
 #include <gtest/gtest.h>
 
 #include <complex>
@@ -14,28 +16,6 @@
 #include <utility>
 
 using cx = std::complex<double>;
-
-/// Installs a print-line hook for the test's duration; Take() returns and clears what reached
-/// the warning channel.
-class WarningCapture {
-public:
-    WarningCapture() { Install(&Hook); }
-    ~WarningCapture() { Install(nullptr); }
-    std::string Take() { return std::exchange(text_, std::string()); }
-
-private:
-    static inline std::string text_;
-    static void Install(void (*hook)(int, const char *))
-    {
-        text_.clear();
-        InitialiseKXUtils("test", KXString("kxtest"), 1, nullptr, nullptr, nullptr, hook, nullptr);
-    }
-    static void Hook(int channel, const char *line)
-    {
-        if (channel == kxWarningChannel)
-            text_ += line;
-    }
-};
 
 /// The pending error's text; the error is cleared.
 inline std::string TakeError()

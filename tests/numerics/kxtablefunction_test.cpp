@@ -7,33 +7,14 @@
 
 #include <gtest/gtest.h>
 
+#include "../kxoutputcapture.h"
+
 #include <cmath>
 #include <cstdio>
 #include <string>
 #include <utility>
 
 namespace {
-
-/// Collects what reaches the message window while it lives.
-class MessageCapture {
-public:
-    MessageCapture() { Install(&Hook); }
-    ~MessageCapture() { Install(nullptr); }
-    std::string Take() { return std::exchange(text_, std::string()); }
-
-private:
-    static inline std::string text_;
-    static void Install(void (*hook)(int, const char *))
-    {
-        text_.clear();
-        InitialiseKXUtils("test", KXString("kxtest"), 1, nullptr, nullptr, nullptr, hook, nullptr);
-    }
-    static void Hook(int channel, const char *line)
-    {
-        if (channel == kxMessageChannel)
-            text_ += line;
-    }
-};
 
 int Count(const std::string &text, const std::string &what)
 {

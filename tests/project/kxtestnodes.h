@@ -20,6 +20,8 @@
 #include "kx/project/kxnoderegistry.h"
 #include "kx/project/kxprojman.h"
 
+#include "../kxoutputcapture.h"
+
 #include <cmath>
 #include <complex>
 #include <cstring>
@@ -297,33 +299,5 @@ inline void RegisterTestNodes()
 
 } // namespace kxtest
 
-/// Collects what the library prints (message window and warning log) while it lives.
-class kxOutputCapture {
-public:
-    kxOutputCapture() { Install(&Hook); }
-    ~kxOutputCapture() { Install(nullptr); }
-    std::string Messages() { return Take(messages_); }
-    std::string Warnings() { return Take(warnings_); }
-
-private:
-    static std::string Take(std::string &text)
-    {
-        std::string out;
-        out.swap(text);
-        return out;
-    }
-    static void Install(void (*hook)(int, const char *))
-    {
-        messages_.clear();
-        warnings_.clear();
-        InitialiseKXUtils("test", KXString("kxtest"), 1, nullptr, nullptr, nullptr, hook, nullptr);
-    }
-    static void Hook(int channel, const char *line)
-    {
-        (channel == kxWarningChannel ? warnings_ : messages_) += line;
-    }
-    static inline std::string messages_;
-    static inline std::string warnings_;
-};
 
 #endif
