@@ -116,12 +116,14 @@ bool kxNamedVariable::IsNameValid(const char *name)
 {
     if (!name || !IsStartCharacter(static_cast<unsigned char>(name[0])))
         return false;
-    for (const char *p = name + 1; *p; ++p)
+    const char *p = name + 1;
+    for (; *p; ++p)
         if (!IsContinuationCharacter(static_cast<unsigned char>(*p)))
             return false;
+    // Looked up in place: no copy of the name is made for the parser's tables.
     const KXFuncParserC &parser = kxGetComplexParser();
-    const KXString text(name);
-    return !parser.IsFunctionRegistered(text) && !parser.IsConstantRegistered(text);
+    const int length = static_cast<int>(p - name);
+    return !parser.FindFunction(name, length) && !parser.FindConstant(name, length);
 }
 
 bool kxNamedVariable::IsNameUnique(const char *name) const

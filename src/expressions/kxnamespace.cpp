@@ -129,7 +129,7 @@ int kxNameSpace::FindLocal(const char *name) const
         return -1;
     }
     const long entry = IndexProbe(name);
-    return entry < 0 ? -1 : nameIndex_[static_cast<size_t>(entry)];
+    return entry < 0 ? -1 : nameIndex_[static_cast<size_t>(entry)].slot;
 }
 
 bool kxNameSpace::LocateVariable(const char *name, int &levels, int &index) const
@@ -193,7 +193,7 @@ unsigned kxNameSpace::Hash(const char *name)
 
 void kxNameSpace::IndexRehash(size_t capacity)
 {
-    nameIndex_.assign(capacity, kEmptyEntry);
+    nameIndex_.assign(capacity, IndexEntry{kEmptyEntry, 0});
     nameIndexUsed_ = 0;
     for (int i = 0; i < variables_.Size(); ++i) {
         const auto *variable = static_cast<const kxNamedVariable *>(variables_[i]);
@@ -206,8 +206,8 @@ void kxNameSpace::IndexInsert(const char *name, int slot)
 {
     if (2 * static_cast<size_t>(nameIndexUsed_ + 1) > nameIndex_.size()) {
         int live = 0;
-        for (int entry : nameIndex_)
-            live += entry >= 0;
+        for (const IndexEntry &entry : nameIndex_)
+            live += entry.slot >= 0;
         size_t capacity = 16;
         while (capacity < 4 * static_cast<size_t>(live + 1))
             capacity *= 2;
@@ -215,27 +215,29 @@ void kxNameSpace::IndexInsert(const char *name, int slot)
         if (FindLocal(name) == slot)
             return;
     }
+    const unsigned hash = Hash(name);
     const size_t mask = nameIndex_.size() - 1;
-    size_t h = Hash(name) & mask;
-    while (nameIndex_[h] >= 0)
+    size_t h = hash & mask;
+    while (nameIndex_[h].slot >= 0)
         h = (h + 1) & mask;
-    if (nameIndex_[h] == kEmptyEntry)
+    if (nameIndex_[h].slot == kEmptyEntry)
         ++nameIndexUsed_;
-    nameIndex_[h] = slot;
+    nameIndex_[h] = IndexEntry{slot, hash};
 }
 
 long kxNameSpace::IndexProbe(const char *name) const
 {
     if (nameIndex_.empty())
         return -1;
+    const unsigned hash = Hash(name);
     const size_t mask = nameIndex_.size() - 1;
-    for (size_t h = Hash(name) & mask;; h = (h + 1) & mask) {
-        const int slot = nameIndex_[h];
-        if (slot == kEmptyEntry)
+    for (size_t h = hash & mask;; h = (h + 1) & mask) {
+        const IndexEntry entry = nameIndex_[h];
+        if (entry.slot == kEmptyEntry)
             return -1;
-        if (slot == kDeletedEntry)
+        if (entry.slot == kDeletedEntry || entry.hash != hash)
             continue;
-        const auto *variable = static_cast<const kxNamedVariable *>(variables_[slot]);
+        const auto *variable = static_cast<const kxNamedVariable *>(variables_[entry.slot]);
         if (variable && variable->name_ == name)
             return static_cast<long>(h);
     }
@@ -245,7 +247,7 @@ void kxNameSpace::IndexErase(const char *name)
 {
     const long entry = IndexProbe(name);
     if (entry >= 0)
-        nameIndex_[static_cast<size_t>(entry)] = kDeletedEntry;
+        nameIndex_[static_cast<size_t>(entry)].slot = kDeletedEntry;
 }
 
 // ---------------------------------------------------------------------------------------------

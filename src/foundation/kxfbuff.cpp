@@ -282,19 +282,22 @@ void FBuff::Append(const FBuff &other)
         Append(copy);
         return;
     }
+    // One pass over the lines: room for the rest of the text and this line's indent is made
+    // whenever the text runs short (growth is geometric, so this stays linear).
     const char *t = other.text_;
     const uint32_t n = other.len_;
-    uint32_t lines = 0;
-    for (uint32_t p = 0; p < n; p = LineEndIn(t, n, p))
-        ++lines;
-    if (!Reserve(len_ + size_t(n) + size_t(lines) * (size_t(indent_) + 1))) {
-        KX_CODE_ERROR("FBuff: not enough memory to append text");
-        return;
-    }
+    const size_t indent = size_t(indent_);
+    const uint32_t start = len_;
     for (uint32_t p = 0; p < n;) {
         const uint32_t e = LineEndIn(t, n, p);
-        std::memset(text_ + len_, ' ', size_t(indent_));
-        len_ += uint32_t(indent_);
+        const size_t need = size_t(len_) + indent + (e - p) + 1;
+        if ((shared_ || need >= capacity_) && !Reserve(need + (n - e))) {
+            KX_CODE_ERROR("FBuff: not enough memory to append text");
+            len_ = start; // nothing of `other` is appended
+            break;
+        }
+        std::memset(text_ + len_, ' ', indent);
+        len_ += uint32_t(indent);
         std::memcpy(text_ + len_, t + p, e - p);
         len_ += e - p;
         if (t[e - 1] != '\n')
@@ -308,12 +311,19 @@ void FBuff::Append(const FBuff &other)
 
 void FBuff::WriteLine(const char *line)
 {
-    Append(line);
     if (!commentSrc_) {
-        AppendRaw("\n", 1);
+        // Indent, line and newline in one step: the common case of every block written.
+        const size_t n = line ? std::strlen(line) : 0;
+        const size_t indent = indent_ > 0 ? size_t(indent_) : 0;
+        if (char *at = Extend(indent + n + 1)) {
+            std::memset(at, ' ', indent);
+            std::memcpy(at + indent, line ? line : "", n);
+            at[indent + n] = '\n';
+        }
         posn_ = len_;
         return;
     }
+    Append(line);
     const char *ending = commentSrc_->getclB(true);
     AppendRaw(ending ? ending : "\n", ending ? std::strlen(ending) : 1);
     for (;;) {

@@ -10,6 +10,7 @@
 #include "kx/foundation/kxerror.h"
 
 #include <algorithm>
+#include <charconv>
 #include <climits>
 #include <cstdarg>
 #include <cstdlib>
@@ -80,12 +81,26 @@ bool ScanInt(const char *&p, const char *e, int32_t &value)
     return true;
 }
 
+/// Appends the decimal digits of `value` (as "%d" writes them).
+void AppendInt(std::string &out, int32_t value)
+{
+    char digits[12];
+    const std::to_chars_result r = std::to_chars(digits, digits + sizeof digits, value);
+    out.append(digits, r.ptr);
+}
+
+/// The header line `begin <type(major.minor)> "name"` with its newline, the type cut to 31
+/// characters; built without printf, since every block written passes here.
 void AppendHeaderLine(std::string &out, const TBlockSig &sig, const char *name)
 {
-    char head[96];
-    std::snprintf(head, sizeof head, "begin <%.31s(%d.%d)>", sig.type ? sig.type : "", sig.major,
-                  sig.minor);
-    out = head;
+    const char *type = sig.type ? sig.type : "";
+    out.assign("begin <");
+    out.append(type, strnlen(type, 31));
+    out += '(';
+    AppendInt(out, sig.major);
+    out += '.';
+    AppendInt(out, sig.minor);
+    out += ")>";
     if (name && *name) {
         out += " \"";
         out += name;
@@ -525,13 +540,15 @@ void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *p
     // 1. The old text, kept as the source of the comments to carry over.
     delete previousText_;
     previousText_ = nullptr;
-    TextBlock *previous = new TextBlock(*this);
-    if (previous->getLen() == 0 && previousText && *previousText)
+    // A fresh block with no previous text has no comments to carry: no copy is made.
+    const bool hasPrevious = len_ > 0 || (previousText && *previousText);
+    TextBlock *previous = hasPrevious ? new TextBlock(*this) : nullptr;
+    if (previous && previous->getLen() == 0)
         previous->AppendRaw(previousText, std::strlen(previousText));
-    if (previous->getLen() == 0) {
+    if (previous && previous->getLen() == 0) {
         delete previous;
         previous = nullptr;
-    } else {
+    } else if (previous) {
         previous->SkipComments(false);
         previous->SkipWhitespace(true);
         previous->posn_ = 0;

@@ -5,6 +5,7 @@
 #include "kxfatal_test_util.h"
 #include "kxwarningcapture.h"
 
+#include <string>
 #include <vector>
 
 namespace {
@@ -168,6 +169,30 @@ TEST(KXNameSpaceTest, UnallocAndLargeNamespaces)
     kxNamedVariable far(&child, kxNamedVariable::NotListed);
     far.SetExpression("n69999+n5");
     EXPECT_EQ(far.GetValue(), cx(70004, 0));
+}
+
+TEST(KXNameSpaceTest, NameIndexThroughRemovalsAndRenames)
+{
+    // Many names, a third removed, a third renamed: every lookup still finds exactly the
+    // variable that holds the name now, through the deleted entries left in the index.
+    kxNameSpace ns;
+    constexpr int kCount = 3000;
+    for (int i = 0; i < kCount; ++i)
+        Define(ns, ("w" + std::to_string(i)).c_str(), "1");
+    for (int i = 0; i < kCount; i += 3)
+        ns.RemoveVariable(i);
+    for (int i = 1; i < kCount; i += 3)
+        ASSERT_TRUE(ns.GetVariableAt(i)->SetName(("r" + std::to_string(i)).c_str()));
+    for (int i = 0; i < kCount; ++i) {
+        const std::string w = "w" + std::to_string(i), r = "r" + std::to_string(i);
+        EXPECT_EQ(ns.FindVariable(w.c_str(), false), i % 3 == 2 ? i : -1) << w;
+        EXPECT_EQ(ns.FindVariable(r.c_str(), false), i % 3 == 1 ? i : -1) << r;
+    }
+    // A freed name can be taken again; a name in use cannot.
+    EXPECT_TRUE(ns.GetVariableAt(2)->SetName("w0"));
+    EXPECT_FALSE(ns.GetVariableAt(5)->SetName("w0"));
+    EXPECT_EQ(ns.FindVariable("w0", false), 2);
+    EXPECT_EQ(ns.FindVariable("w2", false), -1);
 }
 
 TEST(KXNameSpaceTest, SetNameSpaceHandles)

@@ -106,6 +106,26 @@ TEST_F(FBuffTest, FBuffAppendsIndentAndGrowsLinearly)
         expect += piece + "\n";
     }
     EXPECT_EQ(std::string(big.getText()), expect);
+
+    // A long text appended with an indent, through many growth steps, blank lines included,
+    // then indented lines written after it.
+    FBuff gappy;
+    gappy.Append(expect.c_str());
+    gappy.Append("\n\nlast");
+    FBuff nested;
+    nested.Append("head\n");
+    nested.setBlockIndent(3);
+    nested.Append(gappy);
+    nested.WriteLine("tail");
+    std::string indented = "head\n";
+    for (size_t p = 0; p < expect.size();) {
+        const size_t e = expect.find('\n', p) + 1;
+        indented += "   " + expect.substr(p, e - p);
+        p = e;
+    }
+    indented += "   \n   \n   last\n   tail\n"; // two blank lines: expect ends with one
+    EXPECT_EQ(std::string(nested.getText()), indented);
+    EXPECT_EQ(nested.getPosn(), nested.getLen());
 }
 
 TEST_F(FBuffTest, FBuffLoadFile)

@@ -27,6 +27,12 @@ TEST_F(TextBlockTest, HeaderFormatsAndNameLimits)
     EXPECT_STREQ(TextBlock::MakeTBlockHeader(kAb, "wg1"), "begin <Ab(1.2)> \"wg1\"\n");
     EXPECT_STREQ(TextBlock::MakeTBlockHeader(kAb, ""), "begin <Ab(1.2)>\n");
     EXPECT_STREQ(TextBlock::MakeTBlockHeader(kAb, nullptr), "begin <Ab(1.2)>\n");
+    // The type is cut to 31 characters; versions are written as signed decimals.
+    const TBlockSig odd{"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghij", -3, 2147483647};
+    EXPECT_STREQ(TextBlock::MakeTBlockHeader(odd, "n"),
+                 "begin <ABCDEFGHIJKLMNOPQRSTUVWXYZabcde(-3.2147483647)> \"n\"\n");
+    const TBlockSig lowest{nullptr, -2147483647 - 1, 0};
+    EXPECT_STREQ(TextBlock::MakeTBlockHeader(lowest, nullptr), "begin <(-2147483648.0)>\n");
 
     TextBlock tb;
     EXPECT_FALSE(tb.Loaded());

@@ -142,7 +142,12 @@ private:
 
     // Name index: open addressing over slot numbers (empty: -1, deleted: -2), capacity a power
     // of two kept at least twice the number of entries, so that name lookup and the uniqueness
-    // test stay cheap in namespaces of many thousands of variables.
+    // test stay cheap in namespaces of many thousands of variables. Each entry keeps its name's
+    // hash beside the slot, so a probe passes over other names without reading their variables.
+    struct IndexEntry {
+        int slot;
+        unsigned hash;
+    };
     static unsigned Hash(const char *name);
     /// The index entry that holds the slot of the variable named `name` (not empty), or -1.
     [[nodiscard]] long IndexProbe(const char *name) const;
@@ -153,7 +158,7 @@ private:
     kxVoidPointerArray variables_;
     kxNameSpace *parent_ = nullptr;
     std::vector<kxNameSpace *> children_;   ///< not owned; they unregister themselves
-    std::vector<int> nameIndex_;
+    std::vector<IndexEntry> nameIndex_;
     int nameIndexUsed_ = 0;                  ///< live and deleted entries
     int pseudoTime_ = 0;
     static unsigned generation_;
