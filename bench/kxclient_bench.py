@@ -114,7 +114,7 @@ def main():
         n = int(args[i + 1])
         del args[i:i + 2]
     kxsh = args[0] if args else os.environ.get(
-        "KXSH", os.path.join(ROOT, "build", "dev", "apps", "kxsh", "kxsh"))
+        "KXSH", os.path.join(ROOT, "build", "dev", "bin", "kxsh"))
 
     with tempfile.TemporaryDirectory() as runtime:
         proc, port, token = start_kxsh(kxsh, runtime)

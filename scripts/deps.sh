@@ -9,7 +9,8 @@ pkgs=(build-essential cmake ninja-build pkg-config git
       python3 python3-pytest python3-mpmath valgrind
       clang libclang-rt-14-dev clang-format
       libcairo2-dev libpng-dev fonts-dejavu-core poppler-utils libxml2-utils
-      python3-matplotlib python3-numpy)
+      python3-matplotlib python3-numpy
+      libwxgtk3.2-dev xvfb xauth x11-apps imagemagick)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -2,7 +2,8 @@
 //
 //   kxsh [--serve [PORT]] [-c TEXT | -f FILE] [project files...]
 //
-// Opens the given projects, then runs TEXT or FILE and exits (status 0, or 1 after an error).
+// Loads the plug-ins (see kx/app/kxplugins.h) and opens the given projects, then runs TEXT or
+// FILE and exits (status 0, or 1 after an error).
 // Otherwise it reads commands: on a terminal with GNU readline (prompt "kx> ", "...> " inside
 // an open for / if block, history kept in $XDG_STATE_HOME/kx/kxsh_history or
 // ~/.local/state/kx/kxsh_history, tab completion of paths), else from standard input without a
@@ -411,6 +412,9 @@ int main(int argc, char **argv)
         gCommands = app.getCommandObj();
         Console console(app);
         gConsole = &console;
+        // Plug-ins first: the projects may hold their node types.
+        app.LoadPlugins();
+        ReportError();
         for (const char *project : options.projects)
             if (!app.OpenProject(project)) {
                 ReportError();

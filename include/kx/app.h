@@ -3,5 +3,6 @@
 #define KX_APP_H
 
 #include "kx/app/kxappBase.h"
+#include "kx/app/kxplugins.h"
 
 #endif

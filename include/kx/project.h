@@ -7,10 +7,13 @@
 #include "kx/project/kxclipboard.h"
 #include "kx/project/kxnodeobject.h"
 #include "kx/project/kxnoderegistry.h"
+#include "kx/project/kxnotesnode.h"
 #include "kx/project/kxprojman.h"
 #include "kx/project/kxproject.h"
 #include "kx/project/kxprojnode.h"
 #include "kx/project/kxrunsignal.h"
+#include "kx/project/kxscriptnode.h"
+#include "kx/project/kxvariablesnode.h"
 #include "kx/project/sfhandler.h"
 
 #endif

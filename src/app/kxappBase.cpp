@@ -9,6 +9,7 @@
 
 #include "kx/foundation/kxerror.h"
 #include "kx/graph/qvchart.h"
+#include "kx/project/kxscriptnode.h"
 
 KX_IMPLEMENT_ABSTRACT_CLASS(kxAppBase, KXObject)
 
@@ -26,15 +27,46 @@ kxAppBase::kxAppBase() : runner_(server_, executor_, FindClientPath())
 {
     commands_.SetScriptRunner(
         [this](const char *file, const char *arguments) { return runner_.Run(file, arguments); });
+    kxSetScriptNodeRunner(
+        [this](int language, const char *text, const char *arguments, kxScriptNode &node) {
+            return RunScriptNode(language, text, arguments, node);
+        });
 }
 
 kxAppBase::~kxAppBase()
 {
+    kxSetScriptNodeRunner(nullptr);
     commands_.SetScriptRunner(nullptr);
     server_.Stop();
 }
 
 bool kxAppBase::OpenProject(const char *filename) { return projects_.ProjectOpen(filename); }
+
+bool kxAppBase::RunScriptNode(int language, const char *text, const char *arguments,
+                              kxProjectNode &node)
+{
+    kxProjectNode *project = node.getRootProjectNode();
+    if (!project)
+        project = &node;
+    // The script sees its project: formulas its variables, "." paths the project.
+    kxNameSpace *names = commands_.GetNameSpace();
+    kxNameSpace *oldParent = names->getParent();
+    KXObject *oldCurrent = commands_.GetCurrentObject();
+    names->setParent(project->GetNameSpace());
+    commands_.SetCurrentObject(project);
+    const bool ok = commands_.RunScript(language, text, arguments);
+    names->setParent(oldParent);
+    commands_.SetCurrentObject(oldCurrent);
+    return ok;
+}
+
+bool kxAppBase::LoadPlugins(const char *const *arguments, void *userPointer)
+{
+    const std::string directory = kxPluginDirectory();
+    const bool found = kxLoadPluginsFrom(directory.c_str(), arguments, userPointer, plugins_);
+    projects_.RebuildRegistry();
+    return found;
+}
 
 bool kxAppBase::StartServer(int port) { return server_.Start(port); }
 

@@ -5,7 +5,10 @@
 
 #include "kx/expressions/kxnamespace.h"
 #include "kx/project/kxappnotify.h"
+#include "kx/project/kxnotesnode.h"
 #include "kx/project/kxrunsignal.h"
+#include "kx/project/kxscriptnode.h"
+#include "kx/project/kxvariablesnode.h"
 
 #include <algorithm>
 #include <vector>
@@ -35,6 +38,9 @@ struct CoreRegistration {
     {
         g_managerInfo.Register();
         g_projectInfo.Register();
+        kxVariablesNode::RegisterType();
+        kxNotesNode::RegisterType();
+        kxScriptNode::RegisterType();
     }
 } g_coreRegistration;
 

@@ -56,8 +56,11 @@ TEST(KXMetaDataTableTest, FirstRegistrationWinsAndFinders)
     // Oldest first: the core types come before the test types.
     EXPECT_EQ(std::string(table.getEntry(1)->getClassName()), "kxProjectManager");
     EXPECT_EQ(std::string(table.getEntry(2)->getClassName()), "kxProject");
-    EXPECT_EQ(std::string(table.getEntry(3)->getClassName()), "kxTestNode");
-    EXPECT_EQ(table.size(), 4);
+    EXPECT_EQ(std::string(table.getEntry(3)->getClassName()), "kxVariablesNode");
+    EXPECT_EQ(std::string(table.getEntry(4)->getClassName()), "kxNotesNode");
+    EXPECT_EQ(std::string(table.getEntry(5)->getClassName()), "kxScriptNode");
+    EXPECT_EQ(std::string(table.getEntry(6)->getClassName()), "kxTestNode");
+    EXPECT_EQ(table.size(), 7);
     // The newest record heads the list.
     EXPECT_EQ(kxProjectNodeInfoClass::getFirst(), &again);
 }

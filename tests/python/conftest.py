@@ -23,7 +23,7 @@ DEMO_PROJECT = 'begin <kxProject(1.0)> "Demo"\nend\n'
 
 
 def kxsh_path():
-    path = os.environ.get("KXSH") or os.path.join(ROOT, "build", "dev", "apps", "kxsh", "kxsh")
+    path = os.environ.get("KXSH") or os.path.join(ROOT, "build", "dev", "bin", "kxsh")
     if not os.access(path, os.X_OK):
         pytest.fail(f"kxsh not found at {path} (set KXSH)")
     return path

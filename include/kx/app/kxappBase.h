@@ -12,6 +12,10 @@
 //   "closeall"        "(): close all projects"
 //   "version"         the library's version text, read-only
 //
+// Script nodes of the project tree run through this object's command object (installed with
+// kxSetScriptNodeRunner while the object lives); while one runs, the command formulas see the
+// variables of the script's project and a path starting with "." starts at the project.
+//
 // Lifetime: one per process in practice. Construction order is the order of the members below,
 // so the command object can use the project manager and the runner the server; destruction
 // stops the server (removing its connection file) and then closes the tree.
@@ -19,7 +23,9 @@
 #define KX_APP_KXAPPBASE_H
 
 #include <string>
+#include <vector>
 
+#include "kx/app/kxplugins.h"
 #include "kx/commands/command_line.h"
 #include "kx/commands/kxcmdserver.h"
 #include "kx/commands/kxscriptserver.h"
@@ -46,6 +52,15 @@ public:
     /// Starts serving clients on `port` (0 picks a free one); false with `error` set.
     [[nodiscard]] bool StartServer(int port = kxCmdServerDefaultPort);
 
+    /// Loads the plug-ins of kxPluginDirectory() (see kxplugins.h), handing each `arguments`
+    /// (a null-terminated list, may be null) and `userPointer`, and rebuilds the registry of
+    /// node types so that the plug-ins' types can be read. False when the directory does not
+    /// exist; true otherwise, with "a plugin failed to load - see Warnings" pending when one
+    /// failed.
+    bool LoadPlugins(const char *const *arguments = nullptr, void *userPointer = nullptr);
+    /// The records of the plug-ins loaded, in loading order.
+    [[nodiscard]] const std::vector<PluginInfo> &getPlugins() const { return plugins_; }
+
     /// The directory given to Python scripts on PYTHONPATH: KX_PYTHONPATH from the environment
     /// when set, else the installed client package's directory when it exists, else the one in
     /// the source tree the library was built from.
@@ -54,6 +69,10 @@ public:
     void OnPublish() override;
 
 private:
+    /// Runs a script node's text with the command object, seeing the node's project (its
+    /// variables in formulas, "." paths starting there).
+    bool RunScriptNode(int language, const char *text, const char *arguments, kxProjectNode &node);
+
     /// Publishes the open projects under their names.
     class ProjectList : public KXObject {
     public:
@@ -70,6 +89,7 @@ private:
     kxCommandExecutor executor_{commands_};
     kxCmdServer server_{executor_};
     kxPythonScriptRunner runner_;
+    std::vector<PluginInfo> plugins_;
 };
 
 #endif
