@@ -706,6 +706,20 @@ void PrepareContext(cairo_t *cr)
 
 } // namespace
 
+qvPlotArea qvChartPlotArea(const qvChart &chart, double width, double height, double scale)
+{
+    const double s = scale > 0 ? scale : 1;
+    int perSide[4] = {0, 0, 0, 0};
+    for (const qvAxis &a : chart.Axes())
+        ++perSide[a.side];
+    const bool bar = ColourBarSource(chart) != nullptr;
+    const double left = (12 + 62 * perSide[qvSideLeft]) * s;
+    const double right = (18 + 62 * perSide[qvSideRight] + (bar ? 70 : 0)) * s;
+    const double top = ((chart.title.Empty() ? 14 : 36) + 44 * perSide[qvSideTop]) * s;
+    const double bottom = (12 + 44 * perSide[qvSideBottom]) * s;
+    return {left, top, std::max(10.0, width - left - right), std::max(10.0, height - top - bottom)};
+}
+
 bool qvRenderChart(const qvChart &chart, cairo_t *cr, double width, double height, double scale)
 {
     const double s = scale > 0 ? scale : 1;
@@ -728,16 +742,13 @@ bool qvRenderChart(const qvChart &chart, cairo_t *cr, double width, double heigh
         ++perSide[a.side];
     const qvDataSet *bar = ColourBarSource(chart);
     std::string title = chart.title.c_str();
+    const qvPlotArea area = qvChartPlotArea(chart, width, height, scale);
     Frame f;
     f.s = s;
-    double left = (12 + 62 * std::max(perSide[qvSideLeft], 0)) * s;
-    double right = (18 + 62 * perSide[qvSideRight] + (bar ? 70 : 0)) * s;
-    double top = ((title.empty() ? 14 : 36) + 44 * perSide[qvSideTop]) * s;
-    double bottom = (12 + 44 * perSide[qvSideBottom]) * s;
-    f.x0 = left;
-    f.y0 = top;
-    f.w = std::max(10.0, width - left - right);
-    f.h = std::max(10.0, height - top - bottom);
+    f.x0 = area.x;
+    f.y0 = area.y;
+    f.w = area.w;
+    f.h = area.h;
 
     for (const qvAxis &a : axes)
         if (a.grid)

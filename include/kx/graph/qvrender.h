@@ -26,6 +26,14 @@ typedef struct _cairo cairo_t;
 [[nodiscard]] bool qvRenderChart(const qvChart &chart, cairo_t *cr, double width, double height,
                                  double scale = 1);
 
+/// The rectangle of the plot area (inside the axes) in the units of qvRenderChart's context:
+/// where a chart drawn at width x height and `scale` maps its axis limits.
+struct qvPlotArea {
+    double x, y, w, h; ///< top-left corner and size
+};
+[[nodiscard]] qvPlotArea qvChartPlotArea(const qvChart &chart, double width, double height,
+                                         double scale = 1);
+
 [[nodiscard]] bool qvExportPNG(const qvChart &chart, const char *path, int width, int height,
                                double dpi);
 [[nodiscard]] bool qvExportSVG(const qvChart &chart, const char *path);
