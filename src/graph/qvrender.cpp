@@ -11,6 +11,7 @@
 #include <png.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -864,6 +865,36 @@ bool qvExportPNG(const qvChart &chart, const char *path, int width, int height, 
         return false;
     }
     return Finish(cr, surface, path, drawn);
+}
+
+bool qvRenderChartRGB(const qvChart &chart, int width, int height, double scale,
+                      std::vector<unsigned char> &rgb)
+{
+    rgb.clear();
+    if (width < 1 || height < 1 || width > 20000 || height > 20000) {
+        error.set("Image size %d x %d is out of range", width, height);
+        return false;
+    }
+    cairo_surface_t *surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
+    cairo_t *cr = cairo_create(surface);
+    const bool drawn = qvRenderChart(chart, cr, width, height, scale);
+    cairo_destroy(cr);
+    cairo_surface_flush(surface);
+    const unsigned char *data = cairo_image_surface_get_data(surface);
+    const int stride = cairo_image_surface_get_stride(surface);
+    rgb.resize(size_t(width) * size_t(height) * 3);
+    unsigned char *out = rgb.data();
+    for (int y = 0; y < height; ++y) {
+        const auto *row = reinterpret_cast<const uint32_t *>(data + size_t(y) * size_t(stride));
+        for (int x = 0; x < width; ++x) {
+            const uint32_t p = row[x]; // 0x00RRGGBB in native byte order
+            *out++ = (p >> 16) & 0xff;
+            *out++ = (p >> 8) & 0xff;
+            *out++ = p & 0xff;
+        }
+    }
+    cairo_surface_destroy(surface);
+    return drawn;
 }
 
 bool qvExportSVG(const qvChart &chart, const char *path)
