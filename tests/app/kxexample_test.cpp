@@ -6,6 +6,7 @@
 
 #include "kx/expressions/kxnamedvariable.h"
 #include "kx/expressions/kxnamespace.h"
+#include "kx/graph/qvchart.h"
 #include "kx/project/kxscriptnode.h"
 
 #include <gtest/gtest.h>
@@ -156,10 +157,18 @@ TEST_F(KXExampleTest, TheExampleLoadsPrintsItsTableAndSavesAsItWasRead)
     ASSERT_TRUE(app.OpenProject(example.c_str())) << error.chars();
 
     kxCommandObject &commands = *app.getCommandObj();
-    ASSERT_TRUE(commands.Execute("app.subnodes[\"ridge\"].subnodes[\"sweep\"].runscript()"))
-        << error.chars();
+    // The sweep writes its chart into the working folder.
+    char *cwd = getcwd(nullptr, 0);
+    ASSERT_EQ(chdir(dir.c_str()), 0);
+    const bool ran =
+        commands.Execute("app.subnodes[\"ridge\"].subnodes[\"sweep\"].runscript()");
+    EXPECT_EQ(chdir(cwd), 0);
+    free(cwd);
+    ASSERT_TRUE(ran) << error.chars();
     EXPECT_EQ(std::string(commands.GetOutput().c_str()),
               ReadText(std::string(KX_TESTDATA_DIR) + "/ridge_sweep.golden"));
+    EXPECT_EQ(ReadText(dir + "/ridge_sweep.png").substr(0, 8), "\x89PNG\r\n\x1a\n");
+    EXPECT_EQ(qvChartList::Global().Find("ridge_sweep"), nullptr); // deleted once written
 
     // The sweep put core_width back: the save gives the file as it was read.
     const std::string saved = dir + "/saved.txt";

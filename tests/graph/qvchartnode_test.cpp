@@ -10,7 +10,7 @@ extern "C" const char *__lsan_default_suppressions() { return "leak:libfontconfi
 
 namespace {
 
-class qvChartNodeTest : public kxtest::NodeFilesFixture {
+class QVChartNodeTest : public kxtest::NodeFilesFixture {
 protected:
     void SetUp() override
     {
@@ -22,7 +22,7 @@ protected:
 
 } // namespace
 
-TEST_F(qvChartNodeTest, ChartRoundTripsThroughAProjectFile)
+TEST_F(QVChartNodeTest, ChartRoundTripsThroughAProjectFile)
 {
     kxProject *project = Open("empty.txt", "");
     ASSERT_NE(project, nullptr) << error.chars();
@@ -61,7 +61,7 @@ TEST_F(qvChartNodeTest, ChartRoundTripsThroughAProjectFile)
     EXPECT_EQ(Saved(static_cast<kxProject *>(manager->FindNode("P")), "again.txt"), saved);
 }
 
-TEST_F(qvChartNodeTest, PublishesTheChartAndMarksChanges)
+TEST_F(QVChartNodeTest, PublishesTheChartAndMarksChanges)
 {
     kxProject *project = Open("c.txt", "  begin <qvChart(1.0)> \"c\"\n    title = \"t\"\n  end\n");
     ASSERT_NE(project, nullptr) << error.chars();

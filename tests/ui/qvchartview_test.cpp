@@ -17,7 +17,7 @@
 
 namespace {
 
-class qvChartViewTest : public ::testing::Test {
+class QVChartViewTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
@@ -38,7 +38,7 @@ protected:
 
 } // namespace
 
-TEST_F(qvChartViewTest, ViewShowsTheNodesChartAndFollowsIt)
+TEST_F(QVChartViewTest, ViewShowsTheNodesChartAndFollowsIt)
 {
     kxProjectManager *pm = app_->getProjectManager();
     kxProjectNode *project = pm->AddSubnode("kxProject", "P");

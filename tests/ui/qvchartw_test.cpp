@@ -85,7 +85,7 @@ void Settle()
     }
 }
 
-class qvChartWTest : public ::testing::Test {
+class QVChartWTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
@@ -134,7 +134,7 @@ protected:
 
 } // namespace
 
-TEST_F(qvChartWTest, ScreenShowsTheFilePixels)
+TEST_F(QVChartWTest, ScreenShowsTheFilePixels)
 {
     chart_->Update();
     Settle();
@@ -157,7 +157,7 @@ TEST_F(qvChartWTest, ScreenShowsTheFilePixels)
     EXPECT_GT(DifferentFraction(screen, FileImage(other, 400, 300)), 0.002);
 }
 
-TEST_F(qvChartWTest, ZoomPanAndAutoscaleSetTheLimits)
+TEST_F(QVChartWTest, ZoomPanAndAutoscaleSetTheLimits)
 {
     ExpectLimits("x", 0, 10, 1e-9);
     ExpectLimits("y", 0, 100, 1e-9);
@@ -196,7 +196,7 @@ TEST_F(qvChartWTest, ZoomPanAndAutoscaleSetTheLimits)
     ExpectLimits("y", 0, 100, 1e-9);
 }
 
-TEST_F(qvChartWTest, LogAxisZoomsInDecades)
+TEST_F(QVChartWTest, LogAxisZoomsInDecades)
 {
     chart_->SetChart(LineChart(true)); // y from 1 to 1e4
     ExpectLimits("y", 1, 1e4, 1e-9);
@@ -211,7 +211,7 @@ TEST_F(qvChartWTest, LogAxisZoomsInDecades)
     EXPECT_NEAR(std::log10(hi), 4, 0.02);
 }
 
-TEST_F(qvChartWTest, ReadOutGivesTheValuesUnderTheCursor)
+TEST_F(QVChartWTest, ReadOutGivesTheValuesUnderTheCursor)
 {
     const wxString text = chart_->ReadOut(At(5, 50));
     double x = 0, y = 0;
@@ -221,7 +221,7 @@ TEST_F(qvChartWTest, ReadOutGivesTheValuesUnderTheCursor)
     EXPECT_EQ(chart_->ReadOut(wxPoint(2, 2)), ""); // outside the plot area
 }
 
-TEST_F(qvChartWTest, MouseAndKeysDriveTheWindow)
+TEST_F(QVChartWTest, MouseAndKeysDriveTheWindow)
 {
     wxString readOut;
     chart_->SetReadOutHandler([&](const wxString &t) { readOut = t; });
@@ -267,7 +267,7 @@ TEST_F(qvChartWTest, MouseAndKeysDriveTheWindow)
     Settle();
 }
 
-TEST_F(qvChartWTest, ClipboardGetsTheImage)
+TEST_F(QVChartWTest, ClipboardGetsTheImage)
 {
     {
         wxClipboardLocker lock;
@@ -286,7 +286,7 @@ TEST_F(qvChartWTest, ClipboardGetsTheImage)
     EXPECT_LT(DifferentFraction(image, FileImage(chart_->GetChart(), 400, 300)), 0.002);
 }
 
-TEST_F(qvChartWTest, PrintoutCentresTheChartOnThePage)
+TEST_F(QVChartWTest, PrintoutCentresTheChartOnThePage)
 {
     qvChartPrintout printout(chart_->GetChart(), 4.0 / 3);
     int minPage = 0, maxPage = 0, from = 0, to = 0;
