@@ -21,12 +21,12 @@
 
 #include "../tests/project/kxtestnodes.h"
 
-namespace {
-
 class BenchApp : public wxApp {
 public:
     bool OnInit() override { return true; }
 };
+
+namespace {
 
 void Discard(int, const char *) {}
 

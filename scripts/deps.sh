@@ -10,7 +10,7 @@ pkgs=(build-essential cmake ninja-build pkg-config git
       clang libclang-rt-14-dev clang-format
       libcairo2-dev libpng-dev fonts-dejavu-core poppler-utils libxml2-utils
       python3-matplotlib python3-numpy
-      libwxgtk3.2-dev xvfb xauth x11-apps imagemagick)
+      libwxgtk3.2-dev xvfb xauth imagemagick)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -86,6 +86,9 @@ int Usage(const char *why)
     return 2;
 }
 
+} // namespace
+
+/// The toolkit's application object of kxstudio.
 class kxStudioApp : public wxApp {
 public:
     bool OnInit() override
@@ -153,8 +156,6 @@ private:
     std::unique_ptr<wxFileConfig> config_;
     wxTimer signalTimer_;
 };
-
-} // namespace
 
 wxIMPLEMENT_APP_NO_MAIN(kxStudioApp);
 

@@ -7,12 +7,10 @@
 
 #include "kx/project/kxrunsignal.h"
 
-namespace {
 class kxTestApp : public wxApp {
 public:
     bool OnInit() override { return true; }
 };
-} // namespace
 
 wxIMPLEMENT_APP_NO_MAIN(kxTestApp);
 
