@@ -160,8 +160,7 @@ TEST_F(KXExampleTest, TheExampleLoadsPrintsItsTableAndSavesAsItWasRead)
     // The sweep writes its chart into the working folder.
     char *cwd = getcwd(nullptr, 0);
     ASSERT_EQ(chdir(dir.c_str()), 0);
-    const bool ran =
-        commands.Execute("app.subnodes[\"ridge\"].subnodes[\"sweep\"].runscript()");
+    const bool ran = commands.Execute("app.subnodes[\"ridge\"].subnodes[\"sweep\"].runscript()");
     EXPECT_EQ(chdir(cwd), 0);
     free(cwd);
     ASSERT_TRUE(ran) << error.chars();
