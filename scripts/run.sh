@@ -2,8 +2,9 @@
 # The main job: builds the console kxsh and the plug-ins (Release), opens the bundled example
 # project (a ridge waveguide whose dimensions are formulas of named variables) and runs its two
 # scripts: "sweep" in the command language prints the table of derived values and shape areas
-# for a range of core widths; "sweep_python" does the same through the Python client and checks
-# every area against the formulas. Then says how to open the example in the console.
+# for a range of core widths and draws the derived values as a chart (a PNG); "sweep_python"
+# does the same through the Python client and checks every area against the formulas. Then
+# says how to open the example in the console.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -14,8 +15,8 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKX_BUILD_TESTS=OFF 
 cmake --build "$build" -j "$(nproc)" --target kxsh crosssection > "$build.build.log" 2>&1 ||
   { tail -n 60 "$build.build.log"; exit 1; }
 
-echo "== $example: the command-language sweep"
-"$build/bin/kxsh" -c 'app.subnodes["ridge"].subnodes["sweep"].runscript()' "$example"
+echo "== $example: the command-language sweep (its chart goes to $build/ridge_sweep.png)"
+(cd "$build" && bin/kxsh -c 'app.subnodes["ridge"].subnodes["sweep"].runscript()' "../../$example")
 
 echo "== $example: the Python sweep (full output in $build/sweep_python.log)"
 if "$build/bin/kxsh" -c 'app.subnodes["ridge"].subnodes["sweep_python"].runscript()' "$example" \

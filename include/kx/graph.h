@@ -4,6 +4,7 @@
 
 #include "kx/graph/qvaxis.h"
 #include "kx/graph/qvchart.h"
+#include "kx/graph/qvchartnode.h"
 #include "kx/graph/qvcolourmap.h"
 #include "kx/graph/qvcontour.h"
 #include "kx/graph/qvrender.h"

@@ -9,6 +9,7 @@
 
 #include "kx/foundation/kxerror.h"
 #include "kx/graph/qvchart.h"
+#include "kx/graph/qvchartnode.h"
 #include "kx/project/kxscriptnode.h"
 
 KX_IMPLEMENT_ABSTRACT_CLASS(kxAppBase, KXObject)
@@ -22,6 +23,8 @@ bool IsDirectory(const char *path)
 }
 
 } // namespace
+
+kxAppBase::UpperNodeTypes::UpperNodeTypes() { qvChartNode::RegisterType(); }
 
 kxAppBase::kxAppBase() : runner_(server_, executor_, FindClientPath())
 {

@@ -688,6 +688,26 @@ bool qvChart::AddDataSet(qvDataSet &&set)
     return true;
 }
 
+bool qvChart::AddPoint(const std::string &name, double x, double y, const std::string &yAxis)
+{
+    qvDataSet *d = FindDataSet(name);
+    if (!d) {
+        qvDataSet made;
+        made.name = name;
+        made.yAxis = yAxis;
+        made.x = {x};
+        made.y = {y};
+        return AddDataSet(std::move(made));
+    }
+    if (d->kind != qvLine || !d->yerr.empty()) {
+        error.set("addpoint: \"%s\" is not a line without error bars", name.c_str());
+        return false;
+    }
+    d->x.push_back(x);
+    d->y.push_back(y);
+    return true;
+}
+
 bool qvChart::RemoveDataSet(const std::string &name)
 {
     for (size_t i = 0; i < data_.size(); ++i)
@@ -1055,6 +1075,18 @@ void qvChart::OnPublish()
             return AddDataSet(d);
         },
         "(name, xs, ys): add markers at the points");
+    PublishFunc(
+        "addpoint",
+        [this](const List<KXString> &args, KXString &) {
+            if (!NeedArgs(args, 3, 4, "addpoint(name, x, y[, yaxis])"))
+                return false;
+            double x = 0, y = 0;
+            if (!ArgNumber(args[2], x, "addpoint") || !ArgNumber(args[3], y, "addpoint"))
+                return false;
+            return AddPoint(args[1].c_str(), x, y, args.size() >= 4 ? args[4].c_str() : "y");
+        },
+        "(name, x, y[, yaxis]): add a point to the end of a line, made (on yaxis) when "
+        "missing");
     PublishFunc(
         "addfunction",
         [this](const List<KXString> &args, KXString &) {

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <strings.h>
@@ -706,6 +707,20 @@ void PrepareContext(cairo_t *cr)
 
 } // namespace
 
+qvPlotArea qvChartPlotArea(const qvChart &chart, double width, double height, double scale)
+{
+    const double s = scale > 0 ? scale : 1;
+    int perSide[4] = {0, 0, 0, 0};
+    for (const qvAxis &a : chart.Axes())
+        ++perSide[a.side];
+    const bool bar = ColourBarSource(chart) != nullptr;
+    const double left = (12 + 62 * perSide[qvSideLeft]) * s;
+    const double right = (18 + 62 * perSide[qvSideRight] + (bar ? 70 : 0)) * s;
+    const double top = ((chart.title.Empty() ? 14 : 36) + 44 * perSide[qvSideTop]) * s;
+    const double bottom = (12 + 44 * perSide[qvSideBottom]) * s;
+    return {left, top, std::max(10.0, width - left - right), std::max(10.0, height - top - bottom)};
+}
+
 bool qvRenderChart(const qvChart &chart, cairo_t *cr, double width, double height, double scale)
 {
     const double s = scale > 0 ? scale : 1;
@@ -728,16 +743,13 @@ bool qvRenderChart(const qvChart &chart, cairo_t *cr, double width, double heigh
         ++perSide[a.side];
     const qvDataSet *bar = ColourBarSource(chart);
     std::string title = chart.title.c_str();
+    const qvPlotArea area = qvChartPlotArea(chart, width, height, scale);
     Frame f;
     f.s = s;
-    double left = (12 + 62 * std::max(perSide[qvSideLeft], 0)) * s;
-    double right = (18 + 62 * perSide[qvSideRight] + (bar ? 70 : 0)) * s;
-    double top = ((title.empty() ? 14 : 36) + 44 * perSide[qvSideTop]) * s;
-    double bottom = (12 + 44 * perSide[qvSideBottom]) * s;
-    f.x0 = left;
-    f.y0 = top;
-    f.w = std::max(10.0, width - left - right);
-    f.h = std::max(10.0, height - top - bottom);
+    f.x0 = area.x;
+    f.y0 = area.y;
+    f.w = area.w;
+    f.h = area.h;
 
     for (const qvAxis &a : axes)
         if (a.grid)
@@ -853,6 +865,36 @@ bool qvExportPNG(const qvChart &chart, const char *path, int width, int height, 
         return false;
     }
     return Finish(cr, surface, path, drawn);
+}
+
+bool qvRenderChartRGB(const qvChart &chart, int width, int height, double scale,
+                      std::vector<unsigned char> &rgb)
+{
+    rgb.clear();
+    if (width < 1 || height < 1 || width > 20000 || height > 20000) {
+        error.set("Image size %d x %d is out of range", width, height);
+        return false;
+    }
+    cairo_surface_t *surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
+    cairo_t *cr = cairo_create(surface);
+    const bool drawn = qvRenderChart(chart, cr, width, height, scale);
+    cairo_destroy(cr);
+    cairo_surface_flush(surface);
+    const unsigned char *data = cairo_image_surface_get_data(surface);
+    const int stride = cairo_image_surface_get_stride(surface);
+    rgb.resize(size_t(width) * size_t(height) * 3);
+    unsigned char *out = rgb.data();
+    for (int y = 0; y < height; ++y) {
+        const auto *row = reinterpret_cast<const uint32_t *>(data + size_t(y) * size_t(stride));
+        for (int x = 0; x < width; ++x) {
+            const uint32_t p = row[x]; // 0x00RRGGBB in native byte order
+            *out++ = (p >> 16) & 0xff;
+            *out++ = (p >> 8) & 0xff;
+            *out++ = p & 0xff;
+        }
+    }
+    cairo_surface_destroy(surface);
+    return drawn;
 }
 
 bool qvExportSVG(const qvChart &chart, const char *path)

@@ -386,3 +386,30 @@ TEST(QVChartTest, CommandFunctions)
     std::remove(png.c_str());
     std::remove(saved.c_str());
 }
+
+TEST(QVChartTest, AddPointGrowsALineOnItsAxis)
+{
+    qvChart c;
+    ASSERT_TRUE(c.AddAxis("y2", qvSideRight));
+    ASSERT_TRUE(Call(c, "addpoint", {"w", "1", "10", "y2"}));
+    ASSERT_TRUE(Call(c, "addpoint", {"w", "1.5", "12"}));
+    const qvDataSet *w = c.FindDataSet("w");
+    ASSERT_NE(w, nullptr);
+    EXPECT_EQ(w->yAxis, "y2"); // the axis given when the line was made
+    EXPECT_EQ(w->x, (std::vector<double>{1, 1.5}));
+    EXPECT_EQ(w->y, (std::vector<double>{10, 12}));
+    std::vector<qvAxis> axes;
+    ASSERT_TRUE(c.ResolveAxes(axes)) << error.chars();
+
+    error.reset();
+    EXPECT_FALSE(Call(c, "addpoint", {"w", "one", "2"}));
+    EXPECT_STREQ(error.chars(), "addpoint: \"one\" is not a number");
+    error.reset();
+    EXPECT_FALSE(Call(c, "addpoint", {"v", "1", "2", "nosuchaxis"}));
+    EXPECT_EQ(c.FindDataSet("v"), nullptr);
+    error.reset();
+    ASSERT_TRUE(Call(c, "addgrid", {"contour", "g", "x+y", "0", "1", "2", "0", "1", "2"}));
+    EXPECT_FALSE(c.AddPoint("g", 1, 2));
+    EXPECT_STREQ(error.chars(), "addpoint: \"g\" is not a line without error bars");
+    error.reset();
+}

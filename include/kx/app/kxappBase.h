@@ -83,6 +83,11 @@ private:
         kxProjectManager &projects_;
     };
 
+    /// Registers the node types of the modules above the project module (the chart node)
+    /// before the project manager builds its table of types.
+    struct UpperNodeTypes {
+        UpperNodeTypes();
+    } upperNodeTypes_;
     kxProjectManager projects_;
     ProjectList projectList_{projects_};
     kxCommandObject commands_{this};

@@ -151,6 +151,11 @@ public:
     /// The same, taking over the data set's arrays without copying them (on failure `set`
     /// keeps them).
     [[nodiscard]] bool AddDataSet(qvDataSet &&set);
+    /// Appends a point to the line data set `name`, made on the axes "x" and `yAxis` when
+    /// missing. False (error recorded) when the data set is of another kind or has error bars,
+    /// or when a new one is invalid.
+    [[nodiscard]] bool AddPoint(const std::string &name, double x, double y,
+                                const std::string &yAxis = "y");
     [[nodiscard]] bool RemoveDataSet(const std::string &name);
     void Clear();
 

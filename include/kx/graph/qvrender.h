@@ -19,12 +19,28 @@
 
 #include "kx/graph/qvchart.h"
 
+#include <vector>
+
 typedef struct _cairo cairo_t;
 
 /// Draws the chart over [0, width] x [0, height]. False, with the error recorded, when the
 /// chart's axes cannot be resolved (nothing is then drawn but the background and message).
 [[nodiscard]] bool qvRenderChart(const qvChart &chart, cairo_t *cr, double width, double height,
                                  double scale = 1);
+
+/// The rectangle of the plot area (inside the axes) in the units of qvRenderChart's context:
+/// where a chart drawn at width x height and `scale` maps its axis limits.
+struct qvPlotArea {
+    double x, y, w, h; ///< top-left corner and size
+};
+[[nodiscard]] qvPlotArea qvChartPlotArea(const qvChart &chart, double width, double height,
+                                         double scale = 1);
+
+/// Draws the chart into a width x height image (packed 8-bit RGB, rows top to bottom), the
+/// same pixels qvExportPNG writes at dpi = 96 * scale: what a window shows. The result is that
+/// of qvRenderChart; an out-of-range size leaves `rgb` empty (error recorded).
+[[nodiscard]] bool qvRenderChartRGB(const qvChart &chart, int width, int height, double scale,
+                                    std::vector<unsigned char> &rgb);
 
 [[nodiscard]] bool qvExportPNG(const qvChart &chart, const char *path, int width, int height,
                                double dpi);
