@@ -51,9 +51,15 @@ public:
     bool Find(const std::string &name, double &time) const
     {
         for (const auto &t : times_)
-            if (t.first == name) { time = t.second; return true; }
+            if (t.first == name) {
+                time = t.second;
+                return true;
+            }
         for (const auto &t : times_)
-            if (t.first.compare(0, name.size(), name) == 0) { time = t.second; return true; }
+            if (t.first.compare(0, name.size(), name) == 0) {
+                time = t.second;
+                return true;
+            }
         return false;
     }
 
@@ -84,7 +90,7 @@ inline int Main(int argc, char **argv, const std::vector<Ratio> &ratios)
 
 #define KX_BENCHMARK(fn) BENCHMARK(fn)->Apply(kxbench::Configure)
 
-#define KX_BENCH_MAIN(...) \
+#define KX_BENCH_MAIN(...)                                                                         \
     int main(int argc, char **argv) { return kxbench::Main(argc, argv, __VA_ARGS__); }
 
 #endif

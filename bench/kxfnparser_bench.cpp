@@ -11,8 +11,8 @@
 #endif
 
 #include <cmath>
-#include <cstdlib>
 #include <complex>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -40,7 +40,8 @@ double NativeLinInterp(double x)
     while (below < 10 && kTabX[below] < x)
         ++below;
     const int r = below < 1 ? 1 : (below > 9 ? 9 : below);
-    return kTabY[r - 1] + (kTabY[r] - kTabY[r - 1]) * (x - kTabX[r - 1]) / (kTabX[r] - kTabX[r - 1]);
+    return kTabY[r - 1] +
+           (kTabY[r] - kTabY[r - 1]) * (x - kTabX[r - 1]) / (kTabX[r] - kTabX[r - 1]);
 }
 
 const CSpline &NativeSpline()
@@ -55,42 +56,74 @@ const CSpline &NativeSpline()
 
 struct Formula {
     const char *name;
-    std::string kx;       // kx text
-    std::string mu;       // muparser text, empty for complex formulas
+    std::string kx; // kx text
+    std::string mu; // muparser text, empty for complex formulas
     std::vector<const char *> params;
-    std::vector<double> base;   // parameter values, varied slightly per evaluation
+    std::vector<double> base; // parameter values, varied slightly per evaluation
     double (*native)(const double *v);
 };
 
 std::vector<Formula> &Formulas()
 {
     static std::vector<Formula> formulas = {
-        {"dimensions", "w/2 + gap*n - offset", "w/2 + gap*n - offset", {"w", "gap", "n", "offset"},
-         {4.0, 0.5, 3.0, 0.25}, [](const double *v) { return v[0] / 2 + v[1] * v[2] - v[3]; }},
-        {"diagonal", "sqrt(w*w+h*h)", "sqrt(w*w+h*h)", {"w", "h"}, {3.0, 4.0},
+        {"dimensions",
+         "w/2 + gap*n - offset",
+         "w/2 + gap*n - offset",
+         {"w", "gap", "n", "offset"},
+         {4.0, 0.5, 3.0, 0.25},
+         [](const double *v) { return v[0] / 2 + v[1] * v[2] - v[3]; }},
+        {"diagonal",
+         "sqrt(w*w+h*h)",
+         "sqrt(w*w+h*h)",
+         {"w", "h"},
+         {3.0, 4.0},
          [](const double *v) { return std::sqrt(v[0] * v[0] + v[1] * v[1]); }},
-        {"degrees", "r*cos(theta*_PI/180) + r*sin(theta*_PI/180)",
-         "r*cos(theta*_pi/180) + r*sin(theta*_pi/180)", {"r", "theta"}, {2.0, 30.0},
+        {"degrees",
+         "r*cos(theta*_PI/180) + r*sin(theta*_PI/180)",
+         "r*cos(theta*_pi/180) + r*sin(theta*_pi/180)",
+         {"r", "theta"},
+         {2.0, 30.0},
          [](const double *v) {
              return v[0] * std::cos(v[1] * kPi / 180) + v[0] * std::sin(v[1] * kPi / 180);
          }},
-        {"branch", "if(x > 0.5, x*2, 1 - x)", "x > 0.5 ? x*2 : 1 - x", {"x"}, {0.4},
+        {"branch",
+         "if(x > 0.5, x*2, 1 - x)",
+         "x > 0.5 ? x*2 : 1 - x",
+         {"x"},
+         {0.4},
          [](const double *v) { return v[0] > 0.5 ? v[0] * 2 : 1 - v[0]; }},
-        {"gaussian", "n0 + dn*exp(-(x/w)**2)", "n0 + dn*exp(-((x/w)^2))", {"n0", "dn", "x", "w"},
+        {"gaussian",
+         "n0 + dn*exp(-(x/w)**2)",
+         "n0 + dn*exp(-((x/w)^2))",
+         {"n0", "dn", "x", "w"},
          {3.2, 0.1, 0.7, 1.5},
          [](const double *v) { return v[0] + v[1] * std::exp(-((v[2] / v[3]) * (v[2] / v[3]))); }},
-        {"polynomial", "a0 + a1*x + a2*x*x + a3*x*x*x", "a0 + a1*x + a2*x*x + a3*x*x*x",
-         {"a0", "a1", "a2", "a3", "x"}, {1.0, 0.5, 0.25, 0.125, 1.3},
+        {"polynomial",
+         "a0 + a1*x + a2*x*x + a3*x*x*x",
+         "a0 + a1*x + a2*x*x + a3*x*x*x",
+         {"a0", "a1", "a2", "a3", "x"},
+         {1.0, 0.5, 0.25, 0.125, 1.3},
          [](const double *v) {
              const double x = v[4];
              return v[0] + v[1] * x + v[2] * x * x + v[3] * x * x * x;
          }},
-        {"clamp", "max(w - 2*t, 0.1) + min(h, 3)", "max(w - 2*t, 0.1) + min(h, 3)", {"w", "t", "h"},
+        {"clamp",
+         "max(w - 2*t, 0.1) + min(h, 3)",
+         "max(w - 2*t, 0.1) + min(h, 3)",
+         {"w", "t", "h"},
          {1.0, 0.3, 2.5},
          [](const double *v) { return std::max(v[0] - 2 * v[1], 0.1) + std::min(v[2], 3.0); }},
-        {"lininterp10", "lininterp(x" + TableText() + ")", "lininterp(x" + TableText() + ")", {"x"},
-         {4.3}, [](const double *v) { return NativeLinInterp(v[0]); }},
-        {"spline10", "spline(x" + TableText() + ")", "spline(x" + TableText() + ")", {"x"}, {4.3},
+        {"lininterp10",
+         "lininterp(x" + TableText() + ")",
+         "lininterp(x" + TableText() + ")",
+         {"x"},
+         {4.3},
+         [](const double *v) { return NativeLinInterp(v[0]); }},
+        {"spline10",
+         "spline(x" + TableText() + ")",
+         "spline(x" + TableText() + ")",
+         {"x"},
+         {4.3},
          [](const double *v) { return NativeSpline().Evaluate(v[0]); }},
     };
     return formulas;
@@ -319,7 +352,8 @@ std::vector<kxbench::Ratio> RegisterAll()
         Fixed(benchmark::RegisterBenchmark(("BM_KxCompile/" + n).c_str(), KxCompile, &f));
 #ifdef KX_HAVE_MUPARSER
         Fixed(benchmark::RegisterBenchmark(("BM_MuCompile/" + n).c_str(), MuCompile, &f));
-        ratios.push_back({"compile " + n + " kx/muparser", "BM_KxCompile/" + n, "BM_MuCompile/" + n});
+        ratios.push_back(
+            {"compile " + n + " kx/muparser", "BM_KxCompile/" + n, "BM_MuCompile/" + n});
 #endif
     }
     Fixed(benchmark::RegisterBenchmark("BM_KxCompile/complex_index", KxComplexCompile));

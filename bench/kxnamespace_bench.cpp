@@ -36,7 +36,7 @@ constexpr double kWeights[3] = {0.5, 0.25, -0.125};
 
 struct Node {
     int refs[3];
-    int count;   // 0 for the two plain values
+    int count; // 0 for the two plain values
 };
 
 /// Resident set (VmRSS) or its peak (VmHWM) of the process, in bytes.
@@ -70,7 +70,10 @@ public:
         return first + 2 * static_cast<int>(Next() % static_cast<unsigned>(choices));
     }
     /// A random index in [low, limit).
-    int Any(int low, int limit) { return low + static_cast<int>(Next() % static_cast<unsigned>(limit - low)); }
+    int Any(int low, int limit)
+    {
+        return low + static_cast<int>(Next() % static_cast<unsigned>(limit - low));
+    }
 
 private:
     unsigned long long state_ = 12345;
@@ -79,7 +82,10 @@ private:
 /// The two graphs measured: references drawn from all earlier variables (kRandom), or from the
 /// 64 variables defined just before (kLocal: formulas naming nearby definitions, as in a
 /// hand-written project).
-enum GraphKind { kRandom = 0, kLocal = 1 };
+enum GraphKind {
+    kRandom = 0,
+    kLocal = 1
+};
 constexpr int kLocalWindow = 64;
 
 std::vector<Node> MakeGraph(GraphKind kind)
@@ -110,10 +116,10 @@ const std::vector<Node> &Graph(GraphKind kind)
 struct Project {
     std::unique_ptr<kxNameSpace> ns;
     std::vector<kxNamedVariable *> variables;
-    long residentBytes = 0;   // after the first pass
-    long peakBytes = 0;       // peak while building and evaluating
+    long residentBytes = 0; // after the first pass
+    long peakBytes = 0;     // peak while building and evaluating
     double firstPassNsPerVar = 0;
-    int cacheHits = 0;        // variables whose cache was current before the second pass
+    int cacheHits = 0; // variables whose cache was current before the second pass
 
     explicit Project(GraphKind kind)
     {
@@ -211,18 +217,13 @@ void PlainLoop(const std::vector<Node> &graph, std::vector<double> &values)
     for (int i = 0; i < kCount; ++i) {
         const Node &node = graph[i];
         switch (node.count) {
-        case 1:
-            values[i] = values[node.refs[0]] * 0.5 + 1;
-            break;
-        case 2:
-            values[i] = values[node.refs[0]] * 0.5 + values[node.refs[1]] * 0.25 + 1;
-            break;
+        case 1: values[i] = values[node.refs[0]] * 0.5 + 1; break;
+        case 2: values[i] = values[node.refs[0]] * 0.5 + values[node.refs[1]] * 0.25 + 1; break;
         case 3:
             values[i] = values[node.refs[0]] * 0.5 + values[node.refs[1]] * 0.25 -
                         values[node.refs[2]] * 0.125 + 1;
             break;
-        default:
-            break;
+        default: break;
         }
     }
 }
@@ -276,8 +277,9 @@ void PrintSummary()
     std::printf("  (c) plain C++ loop over doubles         %10.2f ns per variable\n",
                 afterChangePlainNs[kRandom]);
     if (afterChangePlainNs[kRandom] > 0)
-        std::printf("  (b)/(c)                                 %10.2f               (target <= 30)\n",
-                    afterChangeKxNs[kRandom] / afterChangePlainNs[kRandom]);
+        std::printf(
+            "  (b)/(c)                                 %10.2f               (target <= 30)\n",
+            afterChangeKxNs[kRandom] / afterChangePlainNs[kRandom]);
     std::printf("  resident memory after the first pass    %10.1f bytes per variable (%.1f MB)\n",
                 double(project.residentBytes) / kCount, project.residentBytes / 1048576.0);
     std::printf("  peak resident memory                    %10.1f bytes per variable (%.1f MB)"
@@ -295,7 +297,7 @@ void PrintSummary()
 
 int main(int argc, char **argv)
 {
-    TheProject(kRandom);   // built first, so its memory is measured from a quiet start
+    TheProject(kRandom); // built first, so its memory is measured from a quiet start
     const int rc = kxbench::Main(
         argc, argv,
         {{"after change kx/plain loop (b)/(c), random", "BM_KxReadAfterChange/0",

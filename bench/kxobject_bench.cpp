@@ -55,7 +55,7 @@ struct BenchTree {
         }
     }
 
-    std::vector<double> values;   // the same doubles, in the order they were published
+    std::vector<double> values; // the same doubles, in the order they were published
     BenchNode root;
 };
 

@@ -24,7 +24,7 @@ namespace bg = boost::geometry;
 namespace {
 
 constexpr double kPi = 3.141592653589793;
-constexpr double kPitch = 1e-6;   // the default grid of the set operations
+constexpr double kPitch = 1e-6; // the default grid of the set operations
 
 /// A star-shaped (simple, not convex) polygon: n vertices at increasing angles, random radii.
 kxPointVector StarPolygon(int n, kxPoint centre, double radius, unsigned seed)
@@ -138,7 +138,8 @@ void BM_BoostIntersectLinePolygon(benchmark::State &state)
 }
 BENCHMARK(BM_BoostIntersectLinePolygon);
 
-template <int Op> void BM_KxSetOp(benchmark::State &state)
+template <int Op>
+void BM_KxSetOp(benchmark::State &state)
 {
     const Fixture &f = Data();
     kxPolygonSet r;
@@ -158,11 +159,13 @@ template <int Op> void BM_KxSetOp(benchmark::State &state)
     }
 }
 
-template <int Op> void BM_ClipperSetOp(benchmark::State &state)
+template <int Op>
+void BM_ClipperSetOp(benchmark::State &state)
 {
     const Fixture &f = Data();
-    const ClipperLib::ClipType type =
-        Op == 0 ? ClipperLib::ctUnion : Op == 1 ? ClipperLib::ctDifference : ClipperLib::ctIntersection;
+    const ClipperLib::ClipType type = Op == 0   ? ClipperLib::ctUnion
+                                      : Op == 1 ? ClipperLib::ctDifference
+                                                : ClipperLib::ctIntersection;
     for (auto _ : state) {
         ClipperLib::PolyTree tree;
         ClipperLib::Clipper c;
@@ -173,7 +176,8 @@ template <int Op> void BM_ClipperSetOp(benchmark::State &state)
     }
 }
 
-template <int Op> void BM_BoostSetOp(benchmark::State &state)
+template <int Op>
+void BM_BoostSetOp(benchmark::State &state)
 {
     const Fixture &f = Data();
     for (auto _ : state) {
@@ -200,10 +204,12 @@ BENCHMARK_TEMPLATE(BM_BoostSetOp, 2)->Name("BM_BoostIntersection");
 
 } // namespace
 
-KX_BENCH_MAIN({{"line x 1024-gon kx/boost", "BM_KxIntersectLinePolygon", "BM_BoostIntersectLinePolygon"},
-               {"union kx/clipper (target <= 1.3)", "BM_KxAddPolygons", "BM_ClipperUnion"},
-               {"difference kx/clipper (target <= 1.3)", "BM_KxSubtractPolygons", "BM_ClipperDifference"},
-               {"intersection kx/clipper (target <= 1.3)", "BM_KxIntersectPolygons", "BM_ClipperIntersection"},
-               {"union kx/boost", "BM_KxAddPolygons", "BM_BoostUnion"},
-               {"difference kx/boost", "BM_KxSubtractPolygons", "BM_BoostDifference"},
-               {"intersection kx/boost", "BM_KxIntersectPolygons", "BM_BoostIntersection"}})
+KX_BENCH_MAIN(
+    {{"line x 1024-gon kx/boost", "BM_KxIntersectLinePolygon", "BM_BoostIntersectLinePolygon"},
+     {"union kx/clipper (target <= 1.3)", "BM_KxAddPolygons", "BM_ClipperUnion"},
+     {"difference kx/clipper (target <= 1.3)", "BM_KxSubtractPolygons", "BM_ClipperDifference"},
+     {"intersection kx/clipper (target <= 1.3)", "BM_KxIntersectPolygons",
+      "BM_ClipperIntersection"},
+     {"union kx/boost", "BM_KxAddPolygons", "BM_BoostUnion"},
+     {"difference kx/boost", "BM_KxSubtractPolygons", "BM_BoostDifference"},
+     {"intersection kx/boost", "BM_KxIntersectPolygons", "BM_BoostIntersection"}})

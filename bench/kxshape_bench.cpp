@@ -61,7 +61,7 @@ Case Make(const std::string &name, std::unique_ptr<KXShape> shape, std::vector<k
     c.vertices = std::move(vertices);
     for (const kxPoint &v : c.vertices)
         bg::append(c.boost.outer(), BoostPoint(v.x, v.y));
-    bg::correct(c.boost);   // orientation and closing point as Boost wants them
+    bg::correct(c.boost); // orientation and closing point as Boost wants them
     std::mt19937_64 rng(seed);
     std::uniform_real_distribution<double> u(-1.1, 1.1);
     for (int i = 0; i < kPoints; ++i) {

@@ -9,7 +9,7 @@
 namespace {
 
 // -- append: build a 4 KB text from short pieces and single characters --------------------------
-const char *const kPiece = "token=42;";   // 9 characters
+const char *const kPiece = "token=42;"; // 9 characters
 
 void BM_KxAppend(benchmark::State &state)
 {
@@ -101,7 +101,8 @@ std::vector<std::string> MakeNames(int count)
 {
     std::vector<std::string> names;
     for (int i = 0; i < count; ++i)
-        names.push_back("project.node.variable_" + std::to_string(i % 97) + "_" + std::to_string(i));
+        names.push_back("project.node.variable_" + std::to_string(i % 97) + "_" +
+                        std::to_string(i));
     return names;
 }
 

@@ -250,7 +250,8 @@ void BM_PeerWrite(benchmark::State &state)
     for (auto _ : state)
         PeerWrite(mb, path);
     std::ifstream a(path, std::ios::binary), b(PathFor(mb), std::ios::binary);
-    const std::string peerText((std::istreambuf_iterator<char>(a)), std::istreambuf_iterator<char>());
+    const std::string peerText((std::istreambuf_iterator<char>(a)),
+                               std::istreambuf_iterator<char>());
     const std::string kxText((std::istreambuf_iterator<char>(b)), std::istreambuf_iterator<char>());
     if (peerText != kxText)
         state.SkipWithError("the peer wrote a different file");

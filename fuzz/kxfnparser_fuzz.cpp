@@ -33,7 +33,7 @@ void Exercise(const std::string &text, const T &x)
         Expr copy(e);
         (void)copy.Evaluate();
     } else {
-        (void)e.Evaluate();   // reports the compilation fault again
+        (void)e.Evaluate(); // reports the compilation fault again
     }
     error.reset();
 }
@@ -43,11 +43,13 @@ void Exercise(const std::string &text, const T &x)
 std::string TokenText(const uint8_t *data, size_t size)
 {
     static const char *const tokens[] = {
-        "x", "y", "d", "v[", "]", "(", ")", ",", "+", "-", "*", "/", "**", "=", "==", "!=", "<",
-        ">", "<=", ">=", " ", "0", "1", "2", "0.5", "1e5", "2.5e-3", "x2e-3", "_PI", "PI",
-        "sqrt(", "sign(", "pow(", "abs(", "spline(", "max(", "min(", "lininterp(", "exp(", "sin(",
-        "cos(", "tan(", "sinh(", "cosh(", "tanh(", "ln(", "log10(", "asin(", "acos(", "atan(",
-        "if(", "real(", "imag(", "arg(", "nope(", "e", ".", "[", "!", "1/0", "-1"};
+        "x",     "y",          "d",     "v[",    "]",     "(",    ")",     ",",       "+",
+        "-",     "*",          "/",     "**",    "=",     "==",   "!=",    "<",       ">",
+        "<=",    ">=",         " ",     "0",     "1",     "2",    "0.5",   "1e5",     "2.5e-3",
+        "x2e-3", "_PI",        "PI",    "sqrt(", "sign(", "pow(", "abs(",  "spline(", "max(",
+        "min(",  "lininterp(", "exp(",  "sin(",  "cos(",  "tan(", "sinh(", "cosh(",   "tanh(",
+        "ln(",   "log10(",     "asin(", "acos(", "atan(", "if(",  "real(", "imag(",   "arg(",
+        "nope(", "e",          ".",     "[",     "!",     "1/0",  "-1"};
     const size_t count = sizeof(tokens) / sizeof(tokens[0]);
     std::string text;
     for (size_t i = 0; i < size; ++i)
@@ -67,7 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     } else {
         text.assign(reinterpret_cast<const char *>(data + 1), size - 1);
         if (text.find('\0') != std::string::npos)
-            return 0;   // a formula is a zero-terminated text
+            return 0; // a formula is a zero-terminated text
     }
     Exercise<KXExpressionR>(text, 1.5);
     Exercise<KXExpressionC>(text, std::complex<double>(0.5, -1.0));

@@ -51,7 +51,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     Reader in(data, size);
     const uint8_t mode = in.Byte();
     const bool lattice = (mode & 1) != 0;
-    const double tols[] = {-1.0, 0.0, 1e-9, 0.1, 1.0, std::numeric_limits<double>::quiet_NaN(),
+    const double tols[] = {-1.0,
+                           0.0,
+                           1e-9,
+                           0.1,
+                           1.0,
+                           std::numeric_limits<double>::quiet_NaN(),
                            std::numeric_limits<double>::infinity()};
     const double tol = tols[(mode >> 1) % 7];
     const kxPolygonSet a{in.Polygon(lattice), in.Polygon(lattice)};

@@ -42,7 +42,7 @@ void Exercise(KXShape &shape)
     double w, h;
     shape.getSize(w, h);
     if (shape.GetType() == KXShape::kRegularPolygon)
-        return;   // its vertex count may be in the billions: queries would take minutes
+        return; // its vertex count may be in the billions: queries would take minutes
     bool onBoundary;
     (void)shape.Contains(kxPoint(0.25, -0.5));
     (void)shape.Contains(kxPoint(0.1, 0.1), 1e-3, onBoundary);

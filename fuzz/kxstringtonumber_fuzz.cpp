@@ -10,7 +10,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    const std::string text(reinterpret_cast<const char *>(data), size);   // stops at a zero byte
+    const std::string text(reinterpret_cast<const char *>(data), size); // stops at a zero byte
     const char *t = text.c_str();
 
     double d = 12345.0;

@@ -36,11 +36,13 @@ void CheckHeader(const TextBlock &block)
     std::vector<char> angle(line.size() + 1), name(256);
     char type[32] = {};
     int major = 0, minor = 0;
-    const int fields = std::sscanf(line.c_str(), " %*s <%[^>]> \"%255[^\"]", angle.data(), name.data());
+    const int fields =
+        std::sscanf(line.c_str(), " %*s <%[^>]> \"%255[^\"]", angle.data(), name.data());
     if (fields >= 1)
         std::sscanf(angle.data(), "%31[^(](%d.%d)", type, &major, &minor);
     Check(std::strcmp(block.getType(), type) == 0, "type differs from sscanf");
-    Check(block.getMajorVer() == major && block.getMinorVer() == minor, "version differs from sscanf");
+    Check(block.getMajorVer() == major && block.getMinorVer() == minor,
+          "version differs from sscanf");
     if (fields >= 2)
         Check(block.getName() && std::strcmp(block.getName(), name.data()) == 0, "name differs");
     else
@@ -65,7 +67,7 @@ struct Reader {
         if (small)
             CheckHeader(block);
         const TBlockSig own{block.getType(), block.getMajorVer(), block.getMinorVer()};
-        if (!block.Loaded()) {   // a header of version (-1.-1) reads as "never loaded"
+        if (!block.Loaded()) { // a header of version (-1.-1) reads as "never loaded"
             Check(!block.StartRead(own, true) && int(error) == 507, "unloaded block was read");
             error.reset();
             return;
@@ -155,7 +157,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         Check(source.getPosn() > before, "LoadBlock did not move the source");
         reader.Read(block, 0);
     }
-    TextBlock direct;   // the same text as one string
+    TextBlock direct; // the same text as one string
     if (direct.LoadBlock(text.c_str()))
         reader.Read(direct, 0);
     error.reset();

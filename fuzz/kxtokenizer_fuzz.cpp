@@ -14,8 +14,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const std::string input(reinterpret_cast<const char *>(data), size);
     const size_t cut = input.find('\0');
     const std::string text = input.substr(0, cut);
-    const std::string second = cut == std::string::npos ? std::string(",; ") : input.substr(cut + 1);
-    const char *delims = second.c_str();   // up to the next zero byte
+    const std::string second =
+        cut == std::string::npos ? std::string(",; ") : input.substr(cut + 1);
+    const char *delims = second.c_str(); // up to the next zero byte
 
     for (bool returnDelims : {false, true}) {
         KXStringTokenizer tok(text.c_str(), delims, returnDelims);

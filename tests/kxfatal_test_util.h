@@ -26,20 +26,20 @@ inline std::string KxExactOutput(const std::string &message)
     return re + "\n?$";
 }
 
-#define EXPECT_KX_FATAL(statement, message)                                             \
-    EXPECT_EXIT(                                                                         \
-        {                                                                                \
-            dup2(2, 1);                                                                  \
-            statement;                                                                   \
-        },                                                                               \
+#define EXPECT_KX_FATAL(statement, message)                                                        \
+    EXPECT_EXIT(                                                                                   \
+        {                                                                                          \
+            dup2(2, 1);                                                                            \
+            statement;                                                                             \
+        },                                                                                         \
         ::testing::ExitedWithCode(1), KxExactOutput(message))
 
-#define EXPECT_KX_EXIT(statement, code, regex)                                          \
-    EXPECT_EXIT(                                                                         \
-        {                                                                                \
-            dup2(2, 1);                                                                  \
-            statement;                                                                   \
-        },                                                                               \
+#define EXPECT_KX_EXIT(statement, code, regex)                                                     \
+    EXPECT_EXIT(                                                                                   \
+        {                                                                                          \
+            dup2(2, 1);                                                                            \
+            statement;                                                                             \
+        },                                                                                         \
         ::testing::ExitedWithCode(code), regex)
 
 #endif

@@ -54,8 +54,8 @@ void CSpline::SecondDerivatives(const double *x, const double *y, int n, int str
     // keeping the reduced super-diagonal in work and the reduced right side in m.
     double hPrev = x[stride] - x[0];
     double sPrev = (y[stride] - y[0]) / hPrev;
-    double cPrev = 0.0;   // reduced super-diagonal of the previous row
-    double dPrev = 0.0;   // reduced right side of the previous row
+    double cPrev = 0.0; // reduced super-diagonal of the previous row
+    double dPrev = 0.0; // reduced right side of the previous row
     for (int i = 1; i < n - 1; ++i) {
         const double h = x[(i + 1) * stride] - x[i * stride];
         const double s = (y[(i + 1) * stride] - y[i * stride]) / h;
@@ -130,5 +130,6 @@ double CSpline::Derivative(double x) const
     const double h = x_[k + 1] - x_[k];
     const double b = (x - x_[k]) / h;
     const double a = 1.0 - b;
-    return (y_[k + 1] - y_[k]) / h + ((1.0 - 3.0 * a * a) * m_[k] + (3.0 * b * b - 1.0) * m_[k + 1]) * h / 6.0;
+    return (y_[k + 1] - y_[k]) / h +
+           ((1.0 - 3.0 * a * a) * m_[k] + (3.0 * b * b - 1.0) * m_[k + 1]) * h / 6.0;
 }

@@ -18,10 +18,10 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
-#include <memory>
-#include <vector>
 #include <cmath>
+#include <memory>
 #include <type_traits>
+#include <vector>
 
 #if defined(__GNUC__) && !defined(KX_FORCE_SWITCH_DISPATCH)
 #define KX_THREADED_DISPATCH 1

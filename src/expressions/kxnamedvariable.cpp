@@ -28,7 +28,10 @@ struct kxNamedVariable::Reference {
 /// inlineReferences_ when it fits there, else allocated; the owner keeps the count and which of
 /// the two it is.
 struct kxNamedVariable::References {
-    static size_t BlockSize(int n) { return n * (sizeof(Reference) + sizeof(std::complex<double>)); }
+    static size_t BlockSize(int n)
+    {
+        return n * (sizeof(Reference) + sizeof(std::complex<double>));
+    }
 
     static std::complex<double> *Values(const kxNamedVariable &owner)
     {
@@ -87,10 +90,7 @@ kxNamedVariable::~kxNamedVariable()
         ns_->UnlinkVariable(index_);
 }
 
-int kxNamedVariable::PseudoTime() const
-{
-    return ns_ ? ns_->pseudoTime_ : 0;
-}
+int kxNamedVariable::PseudoTime() const { return ns_ ? ns_->pseudoTime_ : 0; }
 
 void kxNamedVariable::DiscardCompiled()
 {
@@ -229,16 +229,13 @@ public:
 private:
     struct Frame {
         kxNamedVariable *variable;
-        int next;       ///< the reference to look at next
-        bool marked;    ///< the formula must be evaluated
-        bool rebuilt;   ///< the formula was compiled afresh
+        int next;     ///< the reference to look at next
+        bool marked;  ///< the formula must be evaluated
+        bool rebuilt; ///< the formula was compiled afresh
     };
 
     static std::vector<Frame> &Stack();
-    static int ReferenceCount(const kxNamedVariable &variable)
-    {
-        return variable.referenceCount_;
-    }
+    static int ReferenceCount(const kxNamedVariable &variable) { return variable.referenceCount_; }
     static void Begin(kxNamedVariable &variable);
     static void Rebuild(kxNamedVariable &variable);
     static kxNamedVariable *Resolve(kxNamedVariable &variable, int k);
@@ -289,7 +286,7 @@ std::complex<double> kxVariableEvaluator::Run(kxNamedVariable &variable)
                        (target->ns_ && target->valueStamp_ == target->ns_->pseudoTime_)) {
                 Deliver(frame, target->value_);
             } else if (target->busy_) {
-                WarnCircular(*target);                // may run a hook: fetch the frame again
+                WarnCircular(*target); // may run a hook: fetch the frame again
                 Deliver(stack[top], {0.0, 0.0});
             } else {
                 Begin(*target);
@@ -344,12 +341,14 @@ void kxVariableEvaluator::Rebuild(kxNamedVariable &variable)
     while (i < length) {
         const char before = i > 0 ? text[i - 1] : '\0';
         const bool afterNumber = (before >= '0' && before <= '9') || before == '.';
-        if (!kxNamedVariable::IsStartCharacter(static_cast<unsigned char>(text[i])) || afterNumber) {
+        if (!kxNamedVariable::IsStartCharacter(static_cast<unsigned char>(text[i])) ||
+            afterNumber) {
             ++i;
             continue;
         }
         int end = i + 1;
-        while (end < length && kxNamedVariable::IsContinuationCharacter(static_cast<unsigned char>(text[end])))
+        while (end < length &&
+               kxNamedVariable::IsContinuationCharacter(static_cast<unsigned char>(text[end])))
             ++end;
         const int start = i;
         i = end;
@@ -371,7 +370,7 @@ void kxVariableEvaluator::Rebuild(kxNamedVariable &variable)
     if (!references.empty())
         kxNamedVariable::References::Make(references, variable);
     variable.refGeneration_ = kxNameSpace::Generation();
-    compiled.BorrowExpression(variable.expression_);   // the variable keeps the text alive
+    compiled.BorrowExpression(variable.expression_); // the variable keeps the text alive
 }
 
 // The variable that reference k leads to, looked up again when the one it led to is gone or
@@ -384,7 +383,8 @@ kxNamedVariable *kxVariableEvaluator::Resolve(kxNamedVariable &variable, int k)
         return nullptr;
     kxNamedVariable *target = reference.target;
     if (variable.refGeneration_ != kxNameSpace::Generation()) {
-        target = reference.index >= 0 ? ns->PeekVariable(reference.levels, reference.index) : nullptr;
+        target =
+            reference.index >= 0 ? ns->PeekVariable(reference.levels, reference.index) : nullptr;
         reference.target = target;
     }
     if (target && target->nameStamp_ <= variable.valueStamp_)
@@ -415,7 +415,8 @@ void kxVariableEvaluator::Deliver(Frame &frame, const std::complex<double> &valu
 void kxVariableEvaluator::Evaluate(kxNamedVariable &variable)
 {
     if (variable.references_)
-        variable.value_ = variable.compiled_->Evaluate(kxNamedVariable::References::Values(variable));
+        variable.value_ =
+            variable.compiled_->Evaluate(kxNamedVariable::References::Values(variable));
     else
         variable.value_ = variable.compiled_->Evaluate();
     if (!error)
@@ -435,7 +436,7 @@ std::complex<double> kxVariableEvaluator::Finish(kxNamedVariable &variable, bool
     if (marked)
         Evaluate(variable);
     variable.valueStamp_ = variable.PseudoTime();
-    variable.refGeneration_ = kxNameSpace::Generation();   // every reference was resolved
+    variable.refGeneration_ = kxNameSpace::Generation(); // every reference was resolved
     variable.busy_ = false;
     return variable.value_;
 }
@@ -443,10 +444,11 @@ std::complex<double> kxVariableEvaluator::Finish(kxNamedVariable &variable, bool
 void kxVariableEvaluator::WarnCircular(const kxNamedVariable &variable)
 {
     if (variable.name_.Empty())
-        kxWarningLog("Expression %s is directly or indirectly circular\n", variable.expression_.c_str());
-    else
-        kxWarningLog("Variable %s = %s is directly or indirectly circular\n", variable.name_.c_str(),
+        kxWarningLog("Expression %s is directly or indirectly circular\n",
                      variable.expression_.c_str());
+    else
+        kxWarningLog("Variable %s = %s is directly or indirectly circular\n",
+                     variable.name_.c_str(), variable.expression_.c_str());
 }
 
 void kxVariableEvaluator::WarnUndefined(kxNamedVariable &variable)

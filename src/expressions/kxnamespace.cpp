@@ -12,9 +12,9 @@
 
 namespace {
 
-constexpr int kCodeLevel = 0x10000;      // one level up the parent chain in a variable code
-constexpr int kVariableBlock = 256;      // block size of the variable array
-constexpr int kParentCookie = 1;         // cookie of the subscription to the parent's events
+constexpr int kCodeLevel = 0x10000; // one level up the parent chain in a variable code
+constexpr int kVariableBlock = 256; // block size of the variable array
+constexpr int kParentCookie = 1;    // cookie of the subscription to the parent's events
 constexpr int kEmptyEntry = -1;
 constexpr int kDeletedEntry = -2;
 
@@ -22,10 +22,7 @@ constexpr int kDeletedEntry = -2;
 
 unsigned kxNameSpace::generation_ = 1;
 
-kxNameSpace::kxNameSpace(kxNameSpace *parent) : variables_(kVariableBlock)
-{
-    setParent(parent);
-}
+kxNameSpace::kxNameSpace(kxNameSpace *parent) : variables_(kVariableBlock) { setParent(parent); }
 
 kxNameSpace::~kxNameSpace()
 {
@@ -43,7 +40,7 @@ void kxNameSpace::EraseVariables()
         auto *variable = static_cast<kxNamedVariable *>(variables_[i]);
         if (!variable)
             continue;
-        variable->index_ = -1;   // already leaving: no slot to empty
+        variable->index_ = -1; // already leaving: no slot to empty
         delete variable;
     }
     variables_.Clear();
@@ -67,7 +64,7 @@ int kxNameSpace::ChangedEventID()
 void kxNameSpace::setParent(kxNameSpace *parent)
 {
     if (!IsActual(parent))
-        parent = nullptr;   // the reserved handles stand for no namespace
+        parent = nullptr; // the reserved handles stand for no namespace
     if (parent == parent_)
         return;
     for (const kxNameSpace *ns = parent; ns; ns = ns->parent_)
@@ -185,7 +182,7 @@ kxNamedVariable *kxNameSpace::GetVariableByName(const char *name, bool searchPar
 
 unsigned kxNameSpace::Hash(const char *name)
 {
-    unsigned h = 2166136261u;   // FNV-1a
+    unsigned h = 2166136261u; // FNV-1a
     for (const unsigned char *p = reinterpret_cast<const unsigned char *>(name); *p; ++p)
         h = (h ^ *p) * 16777619u;
     return h;
@@ -211,7 +208,7 @@ void kxNameSpace::IndexInsert(const char *name, int slot)
         size_t capacity = 16;
         while (capacity < 4 * static_cast<size_t>(live + 1))
             capacity *= 2;
-        IndexRehash(capacity);   // reinserts every named variable entered so far
+        IndexRehash(capacity); // reinserts every named variable entered so far
         if (FindLocal(name) == slot)
             return;
     }
@@ -283,7 +280,7 @@ void kxNameSpace::RemoveVariable(int index)
     KX_CHECK_RET(variable, "kxNameSpace::RemoveVariable: no variable at this index");
     const int listed = variable->GetListedIndex();
     NotifyVariableWillChange(listed);
-    delete variable;   // empties the slot and moves the pseudo-time
+    delete variable; // empties the slot and moves the pseudo-time
     if (listed != -1)
         RaiseEvent(ChangedEventID(), this, nullptr);
 }

@@ -8,11 +8,8 @@
 #include <set>
 
 kxNamedVariableSnapshot::kxNamedVariableSnapshot(const kxNamedVariable &variable)
-    : index_(variable.GetIndex()),
-      name_(variable.GetName()),
-      isValue_(variable.IsValue()),
-      property_(variable.IsProperty()),
-      value_(variable.GetStoredValue()),
+    : index_(variable.GetIndex()), name_(variable.GetName()), isValue_(variable.IsValue()),
+      property_(variable.IsProperty()), value_(variable.GetStoredValue()),
       expression_(variable.GetExpression())
 {
 }
@@ -72,7 +69,8 @@ void kxNameSpaceSnapshot::Apply(std::vector<kxNamedVariableSnapshot> &records)
     for (kxNamedVariableSnapshot &record : records) {
         if (ns_.GetVariableAt(record.GetIndex()))
             continue;
-        auto *variable = new kxNamedVariable(&ns_, record.IsProperty() ? 0 : kxNamedVariable::NotProperty);
+        auto *variable =
+            new kxNamedVariable(&ns_, record.IsProperty() ? 0 : kxNamedVariable::NotProperty);
         record.SetIndex(variable->GetIndex());
     }
 
@@ -81,7 +79,7 @@ void kxNameSpaceSnapshot::Apply(std::vector<kxNamedVariableSnapshot> &records)
     for (const kxNamedVariableSnapshot &record : records) {
         kxNamedVariable *variable = ns_.GetVariableAt(record.GetIndex());
         if (variable->GetName() != record.GetName())
-            (void)variable->SetName("");   // the empty name is always accepted
+            (void)variable->SetName(""); // the empty name is always accepted
     }
     for (const kxNamedVariableSnapshot &record : records) {
         kxNamedVariable *variable = ns_.GetVariableAt(record.GetIndex());

@@ -41,13 +41,25 @@ KXString TakeNumberRun(KXString &text)
 // that kxComplexToNumber gives (+-2147483647), so no update overflows; an integer division by
 // zero gives 0 (the library never traps on user input).
 template <class T>
-T Add(const T &a, const T &b) { return a + b; }
+T Add(const T &a, const T &b)
+{
+    return a + b;
+}
 template <class T>
-T Subtract(const T &a, const T &b) { return a - b; }
+T Subtract(const T &a, const T &b)
+{
+    return a - b;
+}
 template <class T>
-T Multiply(const T &a, const T &b) { return a * b; }
+T Multiply(const T &a, const T &b)
+{
+    return a * b;
+}
 template <class T>
-T Divide(const T &a, const T &b) { return a / b; }
+T Divide(const T &a, const T &b)
+{
+    return a / b;
+}
 
 int ClampToInt(long long v)
 {
@@ -59,11 +71,20 @@ int ClampToInt(long long v)
 }
 
 template <>
-int Add<int>(const int &a, const int &b) { return ClampToInt(static_cast<long long>(a) + b); }
+int Add<int>(const int &a, const int &b)
+{
+    return ClampToInt(static_cast<long long>(a) + b);
+}
 template <>
-int Subtract<int>(const int &a, const int &b) { return ClampToInt(static_cast<long long>(a) - b); }
+int Subtract<int>(const int &a, const int &b)
+{
+    return ClampToInt(static_cast<long long>(a) - b);
+}
 template <>
-int Multiply<int>(const int &a, const int &b) { return ClampToInt(static_cast<long long>(a) * b); }
+int Multiply<int>(const int &a, const int &b)
+{
+    return ClampToInt(static_cast<long long>(a) * b);
+}
 template <>
 int Divide<int>(const int &a, const int &b)
 {

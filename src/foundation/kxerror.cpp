@@ -1,9 +1,9 @@
 // kxerror.cpp - the error record, the output hooks with their console fallbacks, fatal faults,
 // warnings and the message-window line printer.
 #include "kx/foundation/kxerror.h"
+#include "foundation/kxformat.h"
 #include "kx/foundation/kxstring.h"
 #include "kx/foundation/kxunits.h"
-#include "foundation/kxformat.h"
 
 #include <csignal>
 #include <cstdio>
@@ -105,15 +105,9 @@ void InstallIllegalInstructionHandler()
 // ---------------------------------------------------------------------------------------------
 // Error
 
-Error::Error(const Error &other)
-{
-    *this = other;
-}
+Error::Error(const Error &other) { *this = other; }
 
-Error::~Error()
-{
-    delete[] copy_;
-}
+Error::~Error() { delete[] copy_; }
 
 Error &Error::operator=(const Error &other)
 {
@@ -255,20 +249,11 @@ void InitialiseKXUtils(const char *name, const KXString &versionName, int versio
     InstallIllegalInstructionHandler();
 }
 
-const char *kxGetAppName()
-{
-    return appName.c_str();
-}
+const char *kxGetAppName() { return appName.c_str(); }
 
-const char *kxGetVersionText()
-{
-    return versionText.c_str();
-}
+const char *kxGetVersionText() { return versionText.c_str(); }
 
-const char *kxGetErrorCaption()
-{
-    return errorCaption.c_str();
-}
+const char *kxGetErrorCaption() { return errorCaption.c_str(); }
 
 // ---------------------------------------------------------------------------------------------
 // Reporting
@@ -292,7 +277,7 @@ void exitfn(const char *message, int code)
 {
     if (hooks.exit) {
         hooks.exit(message, code);
-        std::exit(code);   // a hook that returns anyway still ends the process
+        std::exit(code); // a hook that returns anyway still ends the process
     }
     const std::size_t n = std::strlen(message);
     std::fputs(message, stdout);

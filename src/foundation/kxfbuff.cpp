@@ -21,7 +21,7 @@ namespace {
 
 using namespace kxLineScan;
 
-constexpr size_t kStep = 4096;                 // growth step of the text and line buffers
+constexpr size_t kStep = 4096;                   // growth step of the text and line buffers
 constexpr size_t kLargeBuffer = size_t(4) << 20; // texts this big ask for large pages
 
 } // namespace
@@ -106,7 +106,7 @@ bool FBuff::Reserve(size_t needed)
         return Unshare(needed);
     if (needed < capacity_)
         return true;
-    const size_t want = needed + 1 - capacity_;   // room for the terminator
+    const size_t want = needed + 1 - capacity_; // room for the terminator
     size_t steps = (want + kStep - 1) / kStep;
     const size_t minimal = capacity_ + steps * kStep;
     if (capacity_ >= 2 * kStep && steps < capacity_ / 2 / kStep)
@@ -165,7 +165,7 @@ void FBuff::ClearText()
     ++edits_;
     posn_ = len_ = 0;
     avgSize_ = avgSize_ * 7 / 8;
-    if (shared_) {   // a view: let go of the storage
+    if (shared_) { // a view: let go of the storage
         shared_.reset();
         text_ = nullptr;
         capacity_ = 0;
@@ -221,17 +221,17 @@ bool FBuff::LoadFile(const char *path)
         error.set("Failed to open file \"%s\"\n", path ? path : "");
         return false;
     }
-    std::setvbuf(file, nullptr, _IOFBF, 64 * kStep);   // fewer, larger reads underneath
+    std::setvbuf(file, nullptr, _IOFBF, 64 * kStep); // fewer, larger reads underneath
     ClearText();
     struct stat st;
     if (fstat(fileno(file), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0 &&
         size_t(st.st_size) <= kMaxText)
-        (void)Reserve(size_t(st.st_size) + kStep);   // a hint: reading grows the text anyway
+        (void)Reserve(size_t(st.st_size) + kStep); // a hint: reading grows the text anyway
     // Read in 4,096-byte pieces straight into the text; the text ends at a NUL byte.
     bool ok = true;
     for (;;) {
         if (!Reserve(size_t(len_) + kStep)) {
-            ok = false;   // out of memory
+            ok = false; // out of memory
             break;
         }
         const size_t got = std::fread(text_ + len_, 1, kStep, file);
@@ -436,4 +436,3 @@ void FBuff::DoSkipWhitespace()
     while (posn_ < len_ && (text_[posn_] == ' ' || text_[posn_] == '\t'))
         ++posn_;
 }
-

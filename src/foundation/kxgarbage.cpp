@@ -22,10 +22,7 @@ void kxGarbageCollector::RegisterPointer(void *pointer)
     pointers_.Add(kxGarbageArray{pointer, true});
 }
 
-void kxGarbageCollector::RegisterArray(void *array)
-{
-    arrays_.Add(kxGarbageArray{array, true});
-}
+void kxGarbageCollector::RegisterArray(void *array) { arrays_.Add(kxGarbageArray{array, true}); }
 
 void kxGarbageCollector::Unregister(kxGarbageArrayArray &records, void *pointer)
 {
@@ -38,12 +35,6 @@ void kxGarbageCollector::Unregister(kxGarbageArrayArray &records, void *pointer)
     }
 }
 
-void kxGarbageCollector::UnregisterPointer(void *pointer)
-{
-    Unregister(pointers_, pointer);
-}
+void kxGarbageCollector::UnregisterPointer(void *pointer) { Unregister(pointers_, pointer); }
 
-void kxGarbageCollector::UnregisterArray(void *array)
-{
-    Unregister(arrays_, array);
-}
+void kxGarbageCollector::UnregisterArray(void *array) { Unregister(arrays_, array); }

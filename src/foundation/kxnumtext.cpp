@@ -24,7 +24,15 @@ KXString Formatted(const char *fmt, Args... args)
 }
 
 // The states of the strict reader.
-enum ReadState { kStart, kSign, kInteger, kFraction, kExponentLetter, kExponent, kTrailingBlank };
+enum ReadState {
+    kStart,
+    kSign,
+    kInteger,
+    kFraction,
+    kExponentLetter,
+    kExponent,
+    kTrailingBlank
+};
 
 /// The strict recogniser of a real number; false when the text is not one.
 bool ReadReal(const char *text, double &value)
@@ -77,7 +85,7 @@ bool ReadReal(const char *text, double &value)
                 fraction += digit * place;
                 place *= 0.1;
             } else if (state == kExponentLetter || state == kExponent) {
-                if (exponent < 100000)   // far past the limit already; stop before overflow
+                if (exponent < 100000) // far past the limit already; stop before overflow
                     exponent = exponent * 10 + digit;
                 state = kExponent;
             } else {
@@ -106,7 +114,12 @@ bool ReadReal(const char *text, double &value)
 /// closing parenthesis is reached and only blanks follow it.
 bool SplitComplex(const char *text, KXString &re, KXString &im)
 {
-    enum { kBefore, kReal, kImaginary, kAfter } state = kBefore;
+    enum {
+        kBefore,
+        kReal,
+        kImaginary,
+        kAfter
+    } state = kBefore;
     for (const char *p = text; *p; ++p) {
         const char c = *p;
         switch (state) {
@@ -144,16 +157,25 @@ bool SplitComplex(const char *text, KXString &re, KXString &im)
 KXString numtoA(int value) { return Formatted("%d", value); }
 KXString numtoA(float value) { return Formatted("%g", value); }
 KXString numtoA(double value) { return Formatted("%.16lg", value); }
-KXString numtoA(const std::complex<double> &value) { return Formatted("(%.16lg,%.16lg)", value.real(), value.imag()); }
+KXString numtoA(const std::complex<double> &value)
+{
+    return Formatted("(%.16lg,%.16lg)", value.real(), value.imag());
+}
 KXString hexnumtoA(int value) { return Formatted("%x", value); }
 KXString kxNumberToString(int value) { return Formatted("%d", value); }
 KXString kxNumberToString(float value) { return Formatted("%.8g", value); }
 KXString kxNumberToString(double value) { return Formatted("%.8g", value); }
-KXString kxNumberToString(const std::complex<double> &value) { return Formatted("(%.8g, %.8g)", value.real(), value.imag()); }
+KXString kxNumberToString(const std::complex<double> &value)
+{
+    return Formatted("(%.8g, %.8g)", value.real(), value.imag());
+}
 KXString kxWriteNumber(int value) { return Formatted("%d", value); }
 KXString kxWriteNumber(float value) { return Formatted("%lf", value); }
 KXString kxWriteNumber(double value) { return Formatted("%lf", value); }
-KXString kxWriteNumber(const std::complex<double> &value) { return Formatted("(%lf, %lf)", value.real(), value.imag()); }
+KXString kxWriteNumber(const std::complex<double> &value)
+{
+    return Formatted("(%lf, %lf)", value.real(), value.imag());
+}
 
 // -- scanning readers -------------------------------------------------------------------------
 
@@ -189,11 +211,31 @@ std::complex<double> atoCx(const char *text, int &err)
     return err ? std::complex<double>() : std::complex<double>(re, im);
 }
 
-double atoD(const char *text) { int err; return atoD(text, err); }
-float atoF(const char *text) { int err; return atoF(text, err); }
-int atoI(const char *text) { int err; return atoI(text, err); }
-int hexatoI(const char *text) { int err; return hexatoI(text, err); }
-std::complex<double> atoCx(const char *text) { int err; return atoCx(text, err); }
+double atoD(const char *text)
+{
+    int err;
+    return atoD(text, err);
+}
+float atoF(const char *text)
+{
+    int err;
+    return atoF(text, err);
+}
+int atoI(const char *text)
+{
+    int err;
+    return atoI(text, err);
+}
+int hexatoI(const char *text)
+{
+    int err;
+    return hexatoI(text, err);
+}
+std::complex<double> atoCx(const char *text)
+{
+    int err;
+    return atoCx(text, err);
+}
 
 // -- the strict reader ------------------------------------------------------------------------
 
@@ -248,6 +290,9 @@ void kxComplexToNumber(const std::complex<double> &z, int &value)
         value = kxRoundDoubleToNearestInt(re);
 }
 
-void kxComplexToNumber(const std::complex<double> &z, float &value) { value = static_cast<float>(z.real()); }
+void kxComplexToNumber(const std::complex<double> &z, float &value)
+{
+    value = static_cast<float>(z.real());
+}
 void kxComplexToNumber(const std::complex<double> &z, double &value) { value = z.real(); }
 void kxComplexToNumber(const std::complex<double> &z, std::complex<double> &value) { value = z; }

@@ -58,7 +58,7 @@ bool KXRegex::Compile(const char *text, bool ignoreCase)
         errorOffset = static_cast<int>(offset);
         return false;
     }
-    pcre2_jit_compile(c, PCRE2_JIT_COMPLETE);   // falls back to the interpreter when unavailable
+    pcre2_jit_compile(c, PCRE2_JIT_COMPLETE); // falls back to the interpreter when unavailable
     code = c;
     matchData = pcre2_match_data_create_from_pattern(c, nullptr);
     return true;

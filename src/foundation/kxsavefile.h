@@ -9,13 +9,13 @@
 
 enum class kxSaveResult {
     Ok,
-    CannotOpen,     ///< the target is a directory or read-only, or no file can be made beside it
-    WriteFailed     ///< writing, flushing or renaming the temporary file failed
+    CannotOpen, ///< the target is a directory or read-only, or no file can be made beside it
+    WriteFailed ///< writing, flushing or renaming the temporary file failed
 };
 
 struct kxSaveStatus {
     kxSaveResult result;
-    int sysError;   ///< errno of the failure, 0 on success
+    int sysError; ///< errno of the failure, 0 on success
 };
 
 /// Replaces the file at `path` (following a symbolic link to its target) by `n` bytes of

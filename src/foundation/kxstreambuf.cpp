@@ -9,10 +9,7 @@ void kxStreambuf::Attach()
     saved_ = stream_->rdbuf(this);
 }
 
-void kxStreambuf::Open()
-{
-    Attach();
-}
+void kxStreambuf::Open() { Attach(); }
 
 void kxStreambuf::Open(VoidReceiver receiver)
 {

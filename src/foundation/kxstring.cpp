@@ -20,8 +20,14 @@ bool IsLower(unsigned char c) { return c >= 'a' && c <= 'z'; }
 bool IsUpper(unsigned char c) { return c >= 'A' && c <= 'Z'; }
 bool IsLetter(unsigned char c) { return IsLower(c) || IsUpper(c); }
 bool IsDigit(unsigned char c) { return c >= '0' && c <= '9'; }
-unsigned char FoldUp(unsigned char c) { return IsLower(c) ? static_cast<unsigned char>(c - 32) : c; }
-unsigned char FoldDown(unsigned char c) { return IsUpper(c) ? static_cast<unsigned char>(c + 32) : c; }
+unsigned char FoldUp(unsigned char c)
+{
+    return IsLower(c) ? static_cast<unsigned char>(c - 32) : c;
+}
+unsigned char FoldDown(unsigned char c)
+{
+    return IsUpper(c) ? static_cast<unsigned char>(c + 32) : c;
+}
 
 int TextLength(const char *text) { return text ? static_cast<int>(std::strlen(text)) : 0; }
 
@@ -94,10 +100,7 @@ uint32_t KXStrRep::BlockSize(uint32_t n)
 
 // -- faults -----------------------------------------------------------------------------------
 
-void KXString::Error(const char *message)
-{
-    kxLibraryError("KXString", message);
-}
+void KXString::Error(const char *message) { kxLibraryError("KXString", message); }
 
 char &KXString::BadIndex()
 {
@@ -124,7 +127,7 @@ bool KXString::Resize(uint32_t n)
         return true;
     }
     if (n == 0)
-        return true;   // the shared empty representation already has length 0
+        return true; // the shared empty representation already has length 0
     KXStrRep *r = NewRep(n);
     if (!r)
         return false;
@@ -142,25 +145,16 @@ KXString::KXString(const KXString &other) : rep(&kxEmptyStrRep)
     Assign(other.rep->chars, other.Length());
 }
 
-KXString::KXString(const char *text) : rep(&kxEmptyStrRep)
-{
-    Assign(text, TextLength(text));
-}
+KXString::KXString(const char *text) : rep(&kxEmptyStrRep) { Assign(text, TextLength(text)); }
 
-KXString::KXString(const char *text, int length) : rep(&kxEmptyStrRep)
-{
-    Assign(text, length);
-}
+KXString::KXString(const char *text, int length) : rep(&kxEmptyStrRep) { Assign(text, length); }
 
 KXString::KXString(const KXSubString &view) : rep(&kxEmptyStrRep)
 {
     Assign(view.Data(), view.Length());
 }
 
-KXString::KXString(char c) : rep(&kxEmptyStrRep)
-{
-    Assign(&c, 1);
-}
+KXString::KXString(char c) : rep(&kxEmptyStrRep) { Assign(&c, 1); }
 
 KXString &KXString::operator=(const KXString &other)
 {
@@ -180,7 +174,10 @@ KXString &KXString::operator=(KXString &&other) noexcept
 }
 
 KXString &KXString::operator=(const char *text) { return Assign(text, TextLength(text)); }
-KXString &KXString::operator=(const KXSubString &view) { return Assign(view.Data(), view.Length()); }
+KXString &KXString::operator=(const KXSubString &view)
+{
+    return Assign(view.Data(), view.Length());
+}
 KXString &KXString::operator=(char c) { return Assign(&c, 1); }
 
 KXString &KXString::Assign(const char *text, int length)
@@ -189,7 +186,7 @@ KXString &KXString::Assign(const char *text, int length)
         length = 0;
     const uint32_t n = static_cast<uint32_t>(length);
     if (rep != &kxEmptyStrRep && n <= rep->capacity) {
-        std::memmove(rep->chars, text ? text : "", n);   // the text may lie inside this block
+        std::memmove(rep->chars, text ? text : "", n); // the text may lie inside this block
         rep->length = n;
         rep->chars[n] = '\0';
         return *this;
@@ -222,7 +219,7 @@ KXString &KXString::AppendGrow(const char *text, int length)
     if (!r)
         return *this;
     std::memcpy(r->chars, rep->chars, rep->length);
-    std::memcpy(r->chars + rep->length, text, static_cast<size_t>(length));   // before freeing
+    std::memcpy(r->chars + rep->length, text, static_cast<size_t>(length)); // before freeing
     r->length = rep->length + static_cast<uint32_t>(length);
     r->chars[r->length] = '\0';
     Release();
@@ -269,15 +266,28 @@ void KXString::Scat(const char *a, int la, const char *b, int lb, const char *c,
     }
 }
 
-void KXString::Sprepend(const char *text, int length)
-{
-    Replace(0, 0, text, length);
-}
+void KXString::Sprepend(const char *text, int length) { Replace(0, 0, text, length); }
 
-KXString &KXString::Prepend(const char *text) { Sprepend(text, TextLength(text)); return *this; }
-KXString &KXString::Prepend(const KXString &s) { Sprepend(s.rep->chars, s.Length()); return *this; }
-KXString &KXString::Prepend(const KXSubString &view) { Sprepend(view.Data(), view.Length()); return *this; }
-KXString &KXString::Prepend(char c) { Sprepend(&c, 1); return *this; }
+KXString &KXString::Prepend(const char *text)
+{
+    Sprepend(text, TextLength(text));
+    return *this;
+}
+KXString &KXString::Prepend(const KXString &s)
+{
+    Sprepend(s.rep->chars, s.Length());
+    return *this;
+}
+KXString &KXString::Prepend(const KXSubString &view)
+{
+    Sprepend(view.Data(), view.Length());
+    return *this;
+}
+KXString &KXString::Prepend(char c)
+{
+    Sprepend(&c, 1);
+    return *this;
+}
 
 // -- editing ----------------------------------------------------------------------------------
 
@@ -318,15 +328,22 @@ void KXString::Replace(int pos, int len, const char *text, int textLength)
         return;
     std::memcpy(r->chars, rep->chars, static_cast<size_t>(pos));
     CopyBytes(r->chars + pos, text, static_cast<size_t>(textLength));
-    std::memcpy(r->chars + pos + textLength, rep->chars + pos + len, static_cast<size_t>(n - pos - len));
+    std::memcpy(r->chars + pos + textLength, rep->chars + pos + len,
+                static_cast<size_t>(n - pos - len));
     r->length = newLength;
     r->chars[newLength] = '\0';
     Release();
     rep = r;
 }
 
-void KXString::Replace(int pos, int len, const char *text) { Replace(pos, len, text, TextLength(text)); }
-void KXString::Replace(int pos, int len, const KXString &s) { Replace(pos, len, s.rep->chars, s.Length()); }
+void KXString::Replace(int pos, int len, const char *text)
+{
+    Replace(pos, len, text, TextLength(text));
+}
+void KXString::Replace(int pos, int len, const KXString &s)
+{
+    Replace(pos, len, s.rep->chars, s.Length());
+}
 void KXString::Insert(int pos, const char *text) { Replace(pos, 0, text, TextLength(text)); }
 void KXString::Insert(int pos, const KXString &s) { Replace(pos, 0, s.rep->chars, s.Length()); }
 
@@ -362,7 +379,8 @@ void KXString::Del(const KXRegex &pattern, int startpos)
     Del(pos, len);
 }
 
-int KXString::ReplaceAll(const char *pattern, int length, const char *replacement, int replacementLength)
+int KXString::ReplaceAll(const char *pattern, int length, const char *replacement,
+                         int replacementLength)
 {
     if (length <= 0 || Empty())
         return 0;
@@ -394,7 +412,8 @@ int KXString::GSub(const KXString &pattern, const char *replacement)
 }
 int KXString::GSub(const KXString &pattern, const KXString &replacement)
 {
-    return ReplaceAll(pattern.rep->chars, pattern.Length(), replacement.rep->chars, replacement.Length());
+    return ReplaceAll(pattern.rep->chars, pattern.Length(), replacement.rep->chars,
+                      replacement.Length());
 }
 int KXString::GSub(const KXSubString &pattern, const char *replacement)
 {
@@ -402,7 +421,8 @@ int KXString::GSub(const KXSubString &pattern, const char *replacement)
 }
 int KXString::GSub(const KXSubString &pattern, const KXString &replacement)
 {
-    return ReplaceAll(pattern.Data(), pattern.Length(), replacement.rep->chars, replacement.Length());
+    return ReplaceAll(pattern.Data(), pattern.Length(), replacement.rep->chars,
+                      replacement.Length());
 }
 int KXString::GSub(const KXRegex &pattern, const char *replacement)
 {
@@ -417,7 +437,8 @@ int KXString::GSub(const KXRegex &pattern, const KXString &replacement)
     int count = 0;
     int from = 0;
     int len = 0;
-    for (int p; from < Length() && (p = RegexSearch(pattern, from, len)) >= 0; from = p + len, ++count) {
+    for (int p; from < Length() && (p = RegexSearch(pattern, from, len)) >= 0;
+         from = p + len, ++count) {
         out.Append(rep->chars + from, p - from);
         out.Append(replacement);
     }
@@ -484,7 +505,7 @@ int FindByte(const char *s, int n, char c, int startpos)
         const void *p = std::memchr(s + startpos, c, static_cast<size_t>(n - startpos));
         return p ? static_cast<int>(static_cast<const char *>(p) - s) : -1;
     }
-    const int last = n + startpos;   // the match must end at or before this position
+    const int last = n + startpos; // the match must end at or before this position
     if (last < 0)
         return -1;
     const void *p = memrchr(s, c, static_cast<size_t>(last) + 1);
@@ -508,9 +529,10 @@ int FindBytes(const char *s, int n, const char *pattern, int length, int startpo
                     return i;
             return -1;
         }
-        const char *const last = s + n - length;   // the last possible start
+        const char *const last = s + n - length; // the last possible start
         for (const char *p = s + startpos; p <= last; ++p) {
-            p = static_cast<const char *>(std::memchr(p, pattern[0], static_cast<size_t>(last - p) + 1));
+            p = static_cast<const char *>(
+                std::memchr(p, pattern[0], static_cast<size_t>(last - p) + 1));
             if (!p)
                 return -1;
             if (std::memcmp(p + 1, pattern + 1, static_cast<size_t>(length) - 1) == 0)
@@ -541,14 +563,20 @@ int FindBytes(const char *s, int n, const char *pattern, int length, int startpo
 
 } // namespace
 
-int KXString::IndexBackward(char c, int startpos) const { return FindByte(rep->chars, Length(), c, startpos); }
+int KXString::IndexBackward(char c, int startpos) const
+{
+    return FindByte(rep->chars, Length(), c, startpos);
+}
 
 int KXString::SearchOther(const char *pattern, int length, int startpos, CaseCompare cmp) const
 {
     return FindBytes(rep->chars, Length(), pattern, length, startpos, cmp == ignoreCase);
 }
 
-int KXString::Index(const KXSubString &pattern, int startpos) const { return Search(pattern.Data(), pattern.Length(), startpos); }
+int KXString::Index(const KXSubString &pattern, int startpos) const
+{
+    return Search(pattern.Data(), pattern.Length(), startpos);
+}
 int KXString::Index(const char *pattern, int startpos, CaseCompare cmp) const
 {
     return Search(pattern, TextLength(pattern), startpos, cmp);
@@ -591,13 +619,31 @@ int KXString::MatchAt(const char *pattern, int length, int pos, bool whole) cons
 }
 
 int KXString::Contains(char c, int pos) const { return MatchAt(&c, 1, pos, false); }
-int KXString::Contains(const char *pattern, int pos) const { return MatchAt(pattern, TextLength(pattern), pos, false); }
-int KXString::Contains(const KXString &pattern, int pos) const { return MatchAt(pattern.rep->chars, pattern.Length(), pos, false); }
-int KXString::Contains(const KXSubString &pattern, int pos) const { return MatchAt(pattern.Data(), pattern.Length(), pos, false); }
+int KXString::Contains(const char *pattern, int pos) const
+{
+    return MatchAt(pattern, TextLength(pattern), pos, false);
+}
+int KXString::Contains(const KXString &pattern, int pos) const
+{
+    return MatchAt(pattern.rep->chars, pattern.Length(), pos, false);
+}
+int KXString::Contains(const KXSubString &pattern, int pos) const
+{
+    return MatchAt(pattern.Data(), pattern.Length(), pos, false);
+}
 int KXString::Matches(char c, int pos) const { return MatchAt(&c, 1, pos, true); }
-int KXString::Matches(const char *pattern, int pos) const { return MatchAt(pattern, TextLength(pattern), pos, true); }
-int KXString::Matches(const KXString &pattern, int pos) const { return MatchAt(pattern.rep->chars, pattern.Length(), pos, true); }
-int KXString::Matches(const KXSubString &pattern, int pos) const { return MatchAt(pattern.Data(), pattern.Length(), pos, true); }
+int KXString::Matches(const char *pattern, int pos) const
+{
+    return MatchAt(pattern, TextLength(pattern), pos, true);
+}
+int KXString::Matches(const KXString &pattern, int pos) const
+{
+    return MatchAt(pattern.rep->chars, pattern.Length(), pos, true);
+}
+int KXString::Matches(const KXSubString &pattern, int pos) const
+{
+    return MatchAt(pattern.Data(), pattern.Length(), pos, true);
+}
 
 int KXString::Contains(const KXRegex &pattern, int pos) const
 {
@@ -606,7 +652,7 @@ int KXString::Contains(const KXRegex &pattern, int pos) const
         return 0;
     if (pos >= 0)
         return pos < n && pattern.Match(rep->chars, n, pos) > 0;
-    const int end = n + pos + 1;   // a match must end exactly here
+    const int end = n + pos + 1; // a match must end exactly here
     for (int start = 0; start < end; ++start)
         if (pattern.Match(rep->chars, end, start, true) > 0)
             return 1;
@@ -629,7 +675,8 @@ int KXString::Freq(char c) const
     int count = 0;
     const char *p = rep->chars;
     const char *const end = p + rep->length;
-    while ((p = static_cast<const char *>(std::memchr(p, c, static_cast<size_t>(end - p)))) != nullptr) {
+    while ((p = static_cast<const char *>(std::memchr(p, c, static_cast<size_t>(end - p)))) !=
+           nullptr) {
         ++count;
         ++p;
     }
@@ -647,8 +694,14 @@ int KXString::Count(const char *pattern, int length) const
 }
 
 int KXString::Freq(const char *pattern) const { return Count(pattern, TextLength(pattern)); }
-int KXString::Freq(const KXString &pattern) const { return Count(pattern.rep->chars, pattern.Length()); }
-int KXString::Freq(const KXSubString &pattern) const { return Count(pattern.Data(), pattern.Length()); }
+int KXString::Freq(const KXString &pattern) const
+{
+    return Count(pattern.rep->chars, pattern.Length());
+}
+int KXString::Freq(const KXSubString &pattern) const
+{
+    return Count(pattern.Data(), pattern.Length());
+}
 
 // -- sub-strings ------------------------------------------------------------------------------
 
@@ -669,12 +722,18 @@ KXString KXString::SubString(int pos, int len) const
 }
 
 KXSubString KXString::BeforeMatch(int pos) const { return pos < 0 ? View(-1, 0) : View(0, pos); }
-KXSubString KXString::ThroughMatch(int pos, int len) const { return pos < 0 ? View(-1, 0) : View(0, pos + len); }
+KXSubString KXString::ThroughMatch(int pos, int len) const
+{
+    return pos < 0 ? View(-1, 0) : View(0, pos + len);
+}
 KXSubString KXString::AfterMatch(int pos, int len) const
 {
     return pos < 0 ? View(-1, 0) : View(pos + len, Length() - pos - len);
 }
-KXSubString KXString::FromMatch(int pos) const { return pos < 0 ? View(-1, 0) : View(pos, Length() - pos); }
+KXSubString KXString::FromMatch(int pos) const
+{
+    return pos < 0 ? View(-1, 0) : View(pos, Length() - pos);
+}
 
 KXSubString KXString::Before(int pos) const { return BeforeMatch(pos); }
 KXSubString KXString::Through(int pos) const { return ThroughMatch(pos, 1); }
@@ -682,32 +741,42 @@ KXSubString KXString::After(int pos) const { return AfterMatch(pos, 1); }
 KXSubString KXString::From(int pos) const { return FromMatch(pos); }
 
 // The pattern overloads of At, Before, Through, After and From: one search, then a view.
-#define KX_PATTERN_VIEWS(Type, BYTES)                                                            \
-    KXSubString KXString::At(Type pattern, int startpos) const                                   \
-    {                                                                                            \
-        const char *p = nullptr; int len = 0; BYTES(pattern, p, len);                            \
-        const int pos = Search(p, len, startpos);                                                \
-        return pos < 0 ? View(-1, 0) : View(pos, len);                                           \
-    }                                                                                            \
-    KXSubString KXString::Before(Type pattern, int startpos) const                               \
-    {                                                                                            \
-        const char *p = nullptr; int len = 0; BYTES(pattern, p, len);                            \
-        return BeforeMatch(Search(p, len, startpos));                                            \
-    }                                                                                            \
-    KXSubString KXString::Through(Type pattern, int startpos) const                              \
-    {                                                                                            \
-        const char *p = nullptr; int len = 0; BYTES(pattern, p, len);                            \
-        return ThroughMatch(Search(p, len, startpos), len);                                      \
-    }                                                                                            \
-    KXSubString KXString::After(Type pattern, int startpos) const                                \
-    {                                                                                            \
-        const char *p = nullptr; int len = 0; BYTES(pattern, p, len);                            \
-        return AfterMatch(Search(p, len, startpos), len);                                        \
-    }                                                                                            \
-    KXSubString KXString::From(Type pattern, int startpos) const                                 \
-    {                                                                                            \
-        const char *p = nullptr; int len = 0; BYTES(pattern, p, len);                            \
-        return FromMatch(Search(p, len, startpos));                                              \
+#define KX_PATTERN_VIEWS(Type, BYTES)                                                              \
+    KXSubString KXString::At(Type pattern, int startpos) const                                     \
+    {                                                                                              \
+        const char *p = nullptr;                                                                   \
+        int len = 0;                                                                               \
+        BYTES(pattern, p, len);                                                                    \
+        const int pos = Search(p, len, startpos);                                                  \
+        return pos < 0 ? View(-1, 0) : View(pos, len);                                             \
+    }                                                                                              \
+    KXSubString KXString::Before(Type pattern, int startpos) const                                 \
+    {                                                                                              \
+        const char *p = nullptr;                                                                   \
+        int len = 0;                                                                               \
+        BYTES(pattern, p, len);                                                                    \
+        return BeforeMatch(Search(p, len, startpos));                                              \
+    }                                                                                              \
+    KXSubString KXString::Through(Type pattern, int startpos) const                                \
+    {                                                                                              \
+        const char *p = nullptr;                                                                   \
+        int len = 0;                                                                               \
+        BYTES(pattern, p, len);                                                                    \
+        return ThroughMatch(Search(p, len, startpos), len);                                        \
+    }                                                                                              \
+    KXSubString KXString::After(Type pattern, int startpos) const                                  \
+    {                                                                                              \
+        const char *p = nullptr;                                                                   \
+        int len = 0;                                                                               \
+        BYTES(pattern, p, len);                                                                    \
+        return AfterMatch(Search(p, len, startpos), len);                                          \
+    }                                                                                              \
+    KXSubString KXString::From(Type pattern, int startpos) const                                   \
+    {                                                                                              \
+        const char *p = nullptr;                                                                   \
+        int len = 0;                                                                               \
+        BYTES(pattern, p, len);                                                                    \
+        return FromMatch(Search(p, len, startpos));                                                \
     }
 #define KX_CHAR_BYTES(x, p, len) (p = &x, len = 1)
 #define KX_TEXT_BYTES(x, p, len) (p = x, len = TextLength(x))
@@ -894,26 +963,70 @@ KXString Joined(const char *a, int la, const char *b, int lb)
 }
 } // namespace
 
-KXString operator+(const KXString &a, const KXString &b) { return Joined(a.c_str(), a.Length(), b.c_str(), b.Length()); }
-KXString operator+(const KXString &a, const KXSubString &b) { return Joined(a.c_str(), a.Length(), b.Data(), b.Length()); }
-KXString operator+(const KXString &a, const char *b) { return Joined(a.c_str(), a.Length(), b, TextLength(b)); }
+KXString operator+(const KXString &a, const KXString &b)
+{
+    return Joined(a.c_str(), a.Length(), b.c_str(), b.Length());
+}
+KXString operator+(const KXString &a, const KXSubString &b)
+{
+    return Joined(a.c_str(), a.Length(), b.Data(), b.Length());
+}
+KXString operator+(const KXString &a, const char *b)
+{
+    return Joined(a.c_str(), a.Length(), b, TextLength(b));
+}
 KXString operator+(const KXString &a, char b) { return Joined(a.c_str(), a.Length(), &b, 1); }
-KXString operator+(const KXSubString &a, const KXString &b) { return Joined(a.Data(), a.Length(), b.c_str(), b.Length()); }
-KXString operator+(const KXSubString &a, const KXSubString &b) { return Joined(a.Data(), a.Length(), b.Data(), b.Length()); }
-KXString operator+(const KXSubString &a, const char *b) { return Joined(a.Data(), a.Length(), b, TextLength(b)); }
+KXString operator+(const KXSubString &a, const KXString &b)
+{
+    return Joined(a.Data(), a.Length(), b.c_str(), b.Length());
+}
+KXString operator+(const KXSubString &a, const KXSubString &b)
+{
+    return Joined(a.Data(), a.Length(), b.Data(), b.Length());
+}
+KXString operator+(const KXSubString &a, const char *b)
+{
+    return Joined(a.Data(), a.Length(), b, TextLength(b));
+}
 KXString operator+(const KXSubString &a, char b) { return Joined(a.Data(), a.Length(), &b, 1); }
-KXString operator+(const char *a, const KXString &b) { return Joined(a, TextLength(a), b.c_str(), b.Length()); }
-KXString operator+(const char *a, const KXSubString &b) { return Joined(a, TextLength(a), b.Data(), b.Length()); }
+KXString operator+(const char *a, const KXString &b)
+{
+    return Joined(a, TextLength(a), b.c_str(), b.Length());
+}
+KXString operator+(const char *a, const KXSubString &b)
+{
+    return Joined(a, TextLength(a), b.Data(), b.Length());
+}
 KXString operator+(KXString &&a, const KXString &b) { return std::move(a.Append(b)); }
 KXString operator+(KXString &&a, const char *b) { return std::move(a.Append(b)); }
 KXString operator+(KXString &&a, char b) { return std::move(a += b); }
 
 // -- other free functions ---------------------------------------------------------------------
 
-KXString Reverse(const KXString &s) { KXString r(s); r.Reverse(); return r; }
-KXString Upcase(const KXString &s) { KXString r(s); r.Upcase(); return r; }
-KXString Downcase(const KXString &s) { KXString r(s); r.Downcase(); return r; }
-KXString Capitalize(const KXString &s) { KXString r(s); r.Capitalize(); return r; }
+KXString Reverse(const KXString &s)
+{
+    KXString r(s);
+    r.Reverse();
+    return r;
+}
+KXString Upcase(const KXString &s)
+{
+    KXString r(s);
+    r.Upcase();
+    return r;
+}
+KXString Downcase(const KXString &s)
+{
+    KXString r(s);
+    r.Downcase();
+    return r;
+}
+KXString Capitalize(const KXString &s)
+{
+    KXString r(s);
+    r.Capitalize();
+    return r;
+}
 
 KXString KX_Replicate(char c, int n)
 {

@@ -21,8 +21,8 @@ namespace {
 
 using namespace kxLineScan;
 
-constexpr int kQuoteMax = 900;                 // longest header quoted in an error
-constexpr int kSyntaxQuoteMax = 400;           // longest header quoted in a syntax error
+constexpr int kQuoteMax = 900;       // longest header quoted in an error
+constexpr int kSyntaxQuoteMax = 400; // longest header quoted in a syntax error
 
 /// White space as the scan functions see it.
 inline bool IsSpace(char c)
@@ -40,7 +40,11 @@ bool SameNoCase(const char *a, const char *b)
     return *a == *b;
 }
 
-enum class FirstWord { Other, Begin, End };
+enum class FirstWord {
+    Other,
+    Begin,
+    End
+};
 
 /// Classifies the line [p, e) by its first word ("begin" or "end", without regard to case).
 /// A word is a run of non-blank characters.
@@ -132,10 +136,7 @@ TextBlock &TextBlock::operator=(const TextBlock &other)
     return *this;
 }
 
-TextBlock::~TextBlock()
-{
-    delete previousText_;
-}
+TextBlock::~TextBlock() { delete previousText_; }
 
 void TextBlock::CopyBlockFields(const TextBlock &other)
 {
@@ -319,7 +320,7 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
         // The block is an unchanged part of the owner's text: view it instead of copying.
         owner->ShareText();
         std::shared_ptr<char> storage = owner->shared_;
-        std::free(text_);   // storage of our own, kept by ClearText for reuse: a view needs none
+        std::free(text_); // storage of our own, kept by ClearText for reuse: a view needs none
         shared_ = std::move(storage);
         text_ = owner->text_ + head;
         capacity_ = 0;
@@ -353,7 +354,7 @@ bool TextBlock::LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool 
     nestedBase_ = 0;
     FinishLoad(src, srcLen, head, headEnd, p, posn);
     if (skipWhitespace)
-        nestedEdits_ = UINT32_MAX;   // the text moved: nested blocks are found by scanning
+        nestedEdits_ = UINT32_MAX; // the text moved: nested blocks are found by scanning
     return true;
 }
 
@@ -385,15 +386,15 @@ int TextBlock::LoadNested(TextBlock &source, uint32_t &posn)
     // instead of copying them, so a walk through deeply nested blocks costs no more than
     // their text.
     const Nested block = table[at];
-    const size_t next = size_t(
-        std::lower_bound(table.begin() + at + 1, table.begin() + last, block.end, byBegin) -
-        table.begin());
+    const size_t next =
+        size_t(std::lower_bound(table.begin() + at + 1, table.begin() + last, block.end, byBegin) -
+               table.begin());
     source.ShareText();
     std::shared_ptr<char> storage = source.shared_;
     std::shared_ptr<const std::vector<Nested>> nestedTable = source.nested_;
     char *const src = source.text_;
     ClearText();
-    std::free(text_);   // storage of our own, kept by ClearText for reuse: a view needs none
+    std::free(text_); // storage of our own, kept by ClearText for reuse: a view needs none
     shared_ = std::move(storage);
     text_ = src + (block.begin - base);
     capacity_ = 0;
@@ -647,7 +648,7 @@ void TextBlock::setName(const char *name)
 {
     hasName_ = name && *name;
     if (hasName_)
-        name_.assign(name);   // safe when `name` is our own name
+        name_.assign(name); // safe when `name` is our own name
 }
 
 void TextBlock::setType(const char *type)

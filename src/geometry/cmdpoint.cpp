@@ -32,7 +32,10 @@ void CMDPoint::OnPublish()
     kxPublishParam(*this, "y", y, kxMicronsHelp("y coordinate in ").c_str());
 }
 
-CMDPointList::CMDPointList(const CMDPointList &other) : List<CMDPoint>(other) { SetParent(nullptr); }
+CMDPointList::CMDPointList(const CMDPointList &other) : List<CMDPoint>(other)
+{
+    SetParent(nullptr);
+}
 
 CMDPointList &CMDPointList::operator=(const CMDPointList &other)
 {

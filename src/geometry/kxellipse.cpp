@@ -19,7 +19,7 @@ namespace {
 constexpr double kTwoPi = 6.283185307179586;
 constexpr int kMinArcPoints = 8;
 constexpr int kMaxArcPoints = 65536;
-}
+} // namespace
 
 void KXEllipse::CopyFrom(kxNameSpace *ns, const KXEllipse &other)
 {
@@ -169,9 +169,15 @@ void KXEllipse::setSize(double w, double h)
     height = h;
 }
 
-void KXEllipse::Expand(double d) { setSize(kxReadParam(width) + 2 * d, kxReadParam(height) + 2 * d); }
+void KXEllipse::Expand(double d)
+{
+    setSize(kxReadParam(width) + 2 * d, kxReadParam(height) + 2 * d);
+}
 
-void KXEllipse::Contract(double d) { setSize(kxReadParam(width) - 2 * d, kxReadParam(height) - 2 * d); }
+void KXEllipse::Contract(double d)
+{
+    setSize(kxReadParam(width) - 2 * d, kxReadParam(height) - 2 * d);
+}
 
 KXShape *KXEllipse::CreateRotatedShape(double angle) const
 {
@@ -187,7 +193,8 @@ KXShape *KXEllipse::CreateRotatedShape(double angle) const
     const double step = kxGetArcApproximationAngle(std::max(std::fabs(a), std::fabs(b)));
     int n = kMinArcPoints;
     if (std::isfinite(step) && step > 0.0)
-        n = static_cast<int>(std::clamp(std::ceil(kTwoPi / step), double(kMinArcPoints), double(kMaxArcPoints)));
+        n = static_cast<int>(
+            std::clamp(std::ceil(kTwoPi / step), double(kMinArcPoints), double(kMaxArcPoints)));
     kxTransformMatrix rot;
     rot.Set(angle, 0, 0);
     KXPolygon *poly = new KXPolygon();

@@ -79,32 +79,36 @@ void kxLineShapeIntersections::MirrorToList()
 }
 
 void kxLineShapeIntersections::Add(double t1, double t2) { Combine(Op::Union, {t1, t2}, 0.0); }
-void kxLineShapeIntersections::Remove(double t1, double t2) { Combine(Op::Difference, {t1, t2}, 0.0); }
-void kxLineShapeIntersections::Toggle(double t1, double t2, double tol) { Combine(Op::Xor, {t1, t2}, tol); }
-void kxLineShapeIntersections::Add(const kxLineShapeIntersections &other) { Combine(Op::Union, *other.bounds_, 0.0); }
+void kxLineShapeIntersections::Remove(double t1, double t2)
+{
+    Combine(Op::Difference, {t1, t2}, 0.0);
+}
+void kxLineShapeIntersections::Toggle(double t1, double t2, double tol)
+{
+    Combine(Op::Xor, {t1, t2}, tol);
+}
+void kxLineShapeIntersections::Add(const kxLineShapeIntersections &other)
+{
+    Combine(Op::Union, *other.bounds_, 0.0);
+}
 
 void kxLineShapeIntersections::Intersect(const kxLineShapeIntersections &other)
 {
     Combine(Op::Intersection, *other.bounds_, 0.0);
 }
 
-void kxLineShapeIntersections::Intersect(double t1, double t2) { Combine(Op::Intersection, {t1, t2}, 0.0); }
+void kxLineShapeIntersections::Intersect(double t1, double t2)
+{
+    Combine(Op::Intersection, {t1, t2}, 0.0);
+}
 
 int kxLineShapeIntersections::DoLineShapeIntersect(double t1, double t2)
 {
     switch (mode_) {
-    case kxAddMode:
-        Add(t1, t2);
-        break;
-    case kxRemoveMode:
-        Remove(t1, t2);
-        break;
-    case kxToggleMode:
-        Toggle(t1, t2);
-        break;
-    case kxIntersectMode:
-        Intersect(t1, t2);
-        break;
+    case kxAddMode: Add(t1, t2); break;
+    case kxRemoveMode: Remove(t1, t2); break;
+    case kxToggleMode: Toggle(t1, t2); break;
+    case kxIntersectMode: Intersect(t1, t2); break;
     }
     return GetNumIntersections();
 }
@@ -129,14 +133,10 @@ void kxLineShapeIntersections::Combine(Op op, const std::vector<double> &other, 
 
     auto inside = [op](bool inA, bool inB) {
         switch (op) {
-        case Op::Union:
-            return inA || inB;
-        case Op::Difference:
-            return inA && !inB;
-        case Op::Xor:
-            return inA != inB;
-        case Op::Intersection:
-            return inA && inB;
+        case Op::Union: return inA || inB;
+        case Op::Difference: return inA && !inB;
+        case Op::Xor: return inA != inB;
+        case Op::Intersection: return inA && inB;
         }
         return false;
     };

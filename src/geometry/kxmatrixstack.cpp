@@ -7,7 +7,6 @@
 
 #include "kx/foundation/kxerror.h"
 
-
 void kxMatrixStack::PushMatrix(double angle, double tx, double ty)
 {
     kxTransformMatrix m;

@@ -6,7 +6,7 @@
 #include <cmath>
 
 namespace {
-constexpr double kUnset = NAN;   // never equal to anything: the first use builds the matrices
+constexpr double kUnset = NAN; // never equal to anything: the first use builds the matrices
 }
 
 KXPlacement::KXPlacement() : cache_{kUnset, kUnset, kUnset, kUnset} {}
@@ -24,8 +24,8 @@ KXPlacement::KXPlacement(double horizontal, double vertical, double angleDeg, in
 }
 
 KXPlacement::KXPlacement(const KXPlacement &other)
-    : x(other.x), y(other.y), z(other.z), angle(other.angle), plane(other.plane),
-      cache_{kUnset, kUnset, kUnset, kUnset}
+    : x(other.x), y(other.y), z(other.z), angle(other.angle),
+      plane(other.plane), cache_{kUnset, kUnset, kUnset, kUnset}
 {
 }
 
@@ -93,7 +93,8 @@ const kxTransformMatrix &KXPlacement::GetToObject() const
 
 kxPoint KXPlacement::GetOffset() const
 {
-    return plane ? kxPoint(kxReadParam(x), kxReadParam(y)) : kxPoint(kxReadParam(z), kxReadParam(x));
+    return plane ? kxPoint(kxReadParam(x), kxReadParam(y))
+                 : kxPoint(kxReadParam(z), kxReadParam(x));
 }
 
 bool KXPlacement::AreAllParametersValues() const

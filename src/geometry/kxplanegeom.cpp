@@ -78,8 +78,8 @@ struct Crossing {
 /// the rounding errors in computations on the figure.
 double FigureScale(const kxRect &box)
 {
-    return std::max({box.GetWidth(), box.GetHeight(), std::fabs(box.left),
-                     std::fabs(box.right), std::fabs(box.top), std::fabs(box.bottom)});
+    return std::max({box.GetWidth(), box.GetHeight(), std::fabs(box.left), std::fabs(box.right),
+                     std::fabs(box.top), std::fabs(box.bottom)});
 }
 
 /// Crossings of the infinite line through a and b with a polygon, as documented for
@@ -99,8 +99,8 @@ std::vector<Crossing> LinePolygonCrossings(const kxPoint &a, const kxPoint &b,
 
     // The segment A-B of the line covering the polygon's box with room to spare.
     double tMin = DBL_MAX, tMax = -DBL_MAX;
-    for (const kxPoint &c : {box.GetTopLeft(), box.GetTopRight(), box.GetBottomLeft(),
-                             box.GetBottomRight()}) {
+    for (const kxPoint &c :
+         {box.GetTopLeft(), box.GetTopRight(), box.GetBottomLeft(), box.GetBottomRight()}) {
         const double t = Dot(c - a, d) / dd;
         tMin = std::min(tMin, t);
         tMax = std::max(tMax, t);
@@ -121,7 +121,7 @@ std::vector<Crossing> LinePolygonCrossings(const kxPoint &a, const kxPoint &b,
             continue;
         const double u1 = t0 + s1 * (t1 - t0);
         if (!std::isfinite(u1))
-            continue;   // overflowed coordinates: nothing to order
+            continue; // overflowed coordinates: nothing to order
         if (code == kxOverlapIntersection) {
             const double u2 = t0 + s2 * (t1 - t0);
             if (!std::isfinite(u2))
@@ -133,7 +133,8 @@ std::vector<Crossing> LinePolygonCrossings(const kxPoint &a, const kxPoint &b,
         }
         const kxPoint e = e2 - e1;
         const double side = Cross(e, d);
-        const bool clean = s2 > 0.0 && s2 < 1.0 && std::fabs(side) > 1e-9 * Length(e) * std::sqrt(dd);
+        const bool clean =
+            s2 > 0.0 && s2 < 1.0 && std::fabs(side) > 1e-9 * Length(e) * std::sqrt(dd);
         raw.push_back({u1, p1, clean, side > 0.0 ? 1 : -1});
     }
     if (raw.empty())
@@ -248,13 +249,25 @@ kxPoint kxPolarToCartesian(double r, double angle)
 
 double kxGetVectorLen(double dx, double dy) { return std::sqrt(dx * dx + dy * dy); }
 double kxGetDistance(const kxPoint &p) { return kxGetVectorLen(p.x, p.y); }
-double kxGetDistance(const kxPoint &p, const kxPoint &q) { return kxGetVectorLen(q.x - p.x, q.y - p.y); }
+double kxGetDistance(const kxPoint &p, const kxPoint &q)
+{
+    return kxGetVectorLen(q.x - p.x, q.y - p.y);
+}
 double kxGetAngleRadians(const kxPoint &p) { return std::atan2(p.y, p.x); }
-double kxGetAngleRadians(const kxPoint &p, const kxPoint &q) { return std::atan2(q.y - p.y, q.x - p.x); }
+double kxGetAngleRadians(const kxPoint &p, const kxPoint &q)
+{
+    return std::atan2(q.y - p.y, q.x - p.x);
+}
 double kxGetAngleDegrees(const kxPoint &p) { return kxGetAngleRadians(p) * kDegPerRad; }
-double kxGetAngleDegrees(const kxPoint &p, const kxPoint &q) { return kxGetAngleRadians(p, q) * kDegPerRad; }
+double kxGetAngleDegrees(const kxPoint &p, const kxPoint &q)
+{
+    return kxGetAngleRadians(p, q) * kDegPerRad;
+}
 double kxGetMidpoint(double a, double b) { return (a + b) / 2.0; }
-kxPoint kxGetMidpoint(const kxPoint &a, const kxPoint &b) { return kxPoint((a.x + b.x) / 2.0, (a.y + b.y) / 2.0); }
+kxPoint kxGetMidpoint(const kxPoint &a, const kxPoint &b)
+{
+    return kxPoint((a.x + b.x) / 2.0, (a.y + b.y) / 2.0);
+}
 kxPoint kxGetVectorMidpoint(const kxPoint &p, const kxPoint &q)
 {
     return kxPoint(weightedVal(p.x, q.x, 0.5), weightedVal(p.y, q.y, 0.5));
@@ -329,7 +342,10 @@ kxPoint kxRotateRadians(const kxPoint &p, double angle)
     return kxPolarToCartesian(r, a + angle);
 }
 
-kxPoint kxRotateDegrees(const kxPoint &p, double angle) { return kxRotateRadians(p, angle / kDegPerRad); }
+kxPoint kxRotateDegrees(const kxPoint &p, double angle)
+{
+    return kxRotateRadians(p, angle / kDegPerRad);
+}
 
 void kxRotateAroundPoint(const kxPoint &centre, kxPoint &p, double angle)
 {
@@ -392,7 +408,10 @@ void kxGrowRect(kxRect &rect, double dx, double dy)
 }
 
 void kxGrowRect(kxRect &rect, double d) { kxGrowRect(rect, d, d); }
-void kxDisplaceRect(kxRect &rect, const kxPoint &offset) { kxDisplaceRect(rect, offset.x, offset.y); }
+void kxDisplaceRect(kxRect &rect, const kxPoint &offset)
+{
+    kxDisplaceRect(rect, offset.x, offset.y);
+}
 
 void kxDisplaceRect(kxRect &rect, double dx, double dy)
 {
@@ -419,7 +438,10 @@ bool kxIsPointInRect(const kxRect &rect, double x, double y)
     return rect.left <= x && x < rect.right && rect.bottom <= y && y < rect.top;
 }
 
-bool kxIsPointInRect(const kxRect &rect, const kxPoint &p) { return kxIsPointInRect(rect, p.x, p.y); }
+bool kxIsPointInRect(const kxRect &rect, const kxPoint &p)
+{
+    return kxIsPointInRect(rect, p.x, p.y);
+}
 
 bool kxIsPointInRect(const kxRect &rect, double x, double y, double tol)
 {
@@ -660,7 +682,7 @@ int kxIntersectLines(const kxPoint &a1, const kxPoint &a2, const kxPoint &b1, co
 
     const double denom = Cross(d1, d2);
     if (denom == 0.0)
-        return kxNoIntersection;   // parallel and apart
+        return kxNoIntersection; // parallel and apart
     const double ta = Cross(w, d2) / denom, tb = Cross(w, d1) / denom;
     const double slackA = eps / len1, slackB = eps / len2;
     if (!(ta >= -slackA && ta <= 1.0 + slackA && tb >= -slackB && tb <= 1.0 + slackB))
@@ -835,7 +857,10 @@ void kxGrowRect(kxIntRect &rect, int dx, int dy)
 }
 
 void kxGrowRect(kxIntRect &rect, int d) { kxGrowRect(rect, d, d); }
-void kxDisplaceRect(kxIntRect &rect, const kxIntPoint &offset) { kxDisplaceRect(rect, offset.x, offset.y); }
+void kxDisplaceRect(kxIntRect &rect, const kxIntPoint &offset)
+{
+    kxDisplaceRect(rect, offset.x, offset.y);
+}
 
 void kxDisplaceRect(kxIntRect &rect, int dx, int dy)
 {
@@ -858,7 +883,10 @@ bool kxIsPointInRect(const kxIntRect &rect, int x, int y)
     return rect.x <= x && x < rect.GetRightEnd() && rect.y <= y && y < rect.GetBottomEnd();
 }
 
-bool kxIsPointInRect(const kxIntRect &rect, const kxIntPoint &p) { return kxIsPointInRect(rect, p.x, p.y); }
+bool kxIsPointInRect(const kxIntRect &rect, const kxIntPoint &p)
+{
+    return kxIsPointInRect(rect, p.x, p.y);
+}
 
 bool kxIsPointInRect(const kxIntRect &rect, int x, int y, int tol)
 {
@@ -923,8 +951,8 @@ bool kxLimitLineToRect(const kxIntRect &rect, int &x1, int &y1, int &x2, int &y2
     if (rect.width <= 0 || rect.height <= 0)
         return false;
     double fx1 = x1, fy1 = y1, fx2 = x2, fy2 = y2;
-    if (!ClipSegment(rect.x, rect.GetRightEnd() - 1.0, rect.y, rect.GetBottomEnd() - 1.0, fx1,
-                     fy1, fx2, fy2))
+    if (!ClipSegment(rect.x, rect.GetRightEnd() - 1.0, rect.y, rect.GetBottomEnd() - 1.0, fx1, fy1,
+                     fx2, fy2))
         return false;
     x1 = kxRoundDoubleToNearestInt(fx1);
     y1 = kxRoundDoubleToNearestInt(fy1);

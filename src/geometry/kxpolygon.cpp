@@ -15,7 +15,6 @@
 #include <cstring>
 #include <string>
 
-
 KX_IMPLEMENT_CLASS(KXPolygon, KXShape)
 
 namespace {
@@ -53,7 +52,8 @@ bool SetPointsText(KXObject &owner, void *, int, const char *text)
     return static_cast<KXPolygon &>(owner).ParseString(text);
 }
 
-const kxPublishedKind kPointListKind = {"CMDPointList", AppendPointsCheckSum, GetPointsText, SetPointsText};
+const kxPublishedKind kPointListKind = {"CMDPointList", AppendPointsCheckSum, GetPointsText,
+                                        SetPointsText};
 
 std::string StripBlanks(const char *text)
 {
@@ -120,7 +120,8 @@ const kxPolygonIndex &KXPolygon::Index() const
     // some coordinate (both counted); points with formulas are evaluated every time. Either way
     // the outline is rebuilt only when a vertex moved.
     const unsigned long writes = kxCoordParameter::Writes();
-    if (indexed_ && !indexedFormula_ && points.Version() == indexedVersion_ && writes == indexedWrites_)
+    if (indexed_ && !indexedFormula_ && points.Version() == indexedVersion_ &&
+        writes == indexedWrites_)
         return index_;
     const std::vector<const CMDPoint *> &pts = points.Pointers();
     const size_t n = pts.size();
@@ -145,35 +146,37 @@ void KXPolygon::OnPublish()
     PublishValue("plist", "list of vertex coords", 0, kPointListKind, &points, 0);
     npoints_ = points.size();
     PublishVar("npoints", npoints_, "number of vertices", kxPublishReadOnly);
-    PublishFunc("insertpoint",
-                [this](const List<KXString> &args, KXString &) {
-                    int at = 0;
-                    const int n = points.size();
-                    if (!ReadPosition(args, at) || at < 1 || at > n + 1) {
-                        error.set("insertpoint: position out of range\n");
-                        return false;
-                    }
-                    CMDPoint pt;
-                    if (n > 0) {
-                        const kxPoint a = ReadPoint(points[at == 1 ? n : at - 1]);
-                        const kxPoint b = ReadPoint(points[at == n + 1 ? 1 : at]);
-                        pt = CMDPoint((a.x + b.x) / 2, (a.y + b.y) / 2);
-                    }
-                    points.insert(at, pt);
-                    return true;
-                },
-                "(at): insert point into the polygon at given position");
-    PublishFunc("removepoint",
-                [this](const List<KXString> &args, KXString &) {
-                    int at = 0;
-                    if (!ReadPosition(args, at) || at < 1 || at > points.size()) {
-                        error.set("removepoint: position out of range\n");
-                        return false;
-                    }
-                    points.erase(at);
-                    return true;
-                },
-                "(at): remove point from the polygon at given position");
+    PublishFunc(
+        "insertpoint",
+        [this](const List<KXString> &args, KXString &) {
+            int at = 0;
+            const int n = points.size();
+            if (!ReadPosition(args, at) || at < 1 || at > n + 1) {
+                error.set("insertpoint: position out of range\n");
+                return false;
+            }
+            CMDPoint pt;
+            if (n > 0) {
+                const kxPoint a = ReadPoint(points[at == 1 ? n : at - 1]);
+                const kxPoint b = ReadPoint(points[at == n + 1 ? 1 : at]);
+                pt = CMDPoint((a.x + b.x) / 2, (a.y + b.y) / 2);
+            }
+            points.insert(at, pt);
+            return true;
+        },
+        "(at): insert point into the polygon at given position");
+    PublishFunc(
+        "removepoint",
+        [this](const List<KXString> &args, KXString &) {
+            int at = 0;
+            if (!ReadPosition(args, at) || at < 1 || at > points.size()) {
+                error.set("removepoint: position out of range\n");
+                return false;
+            }
+            points.erase(at);
+            return true;
+        },
+        "(at): remove point from the polygon at given position");
 }
 
 bool KXPolygon::operator==(const KXShape &other) const
@@ -247,8 +250,10 @@ bool KXPolygon::ParseString(const char *text)
 
 void KXPolygon::SetToWeighted(const KXShape &a, const KXShape &b, const WeightType &w)
 {
-    const KXPolygon *pa = a.IsMainType(getClassInfo()) ? static_cast<const KXPolygon *>(&a) : nullptr;
-    const KXPolygon *pb = b.IsMainType(getClassInfo()) ? static_cast<const KXPolygon *>(&b) : nullptr;
+    const KXPolygon *pa =
+        a.IsMainType(getClassInfo()) ? static_cast<const KXPolygon *>(&a) : nullptr;
+    const KXPolygon *pb =
+        b.IsMainType(getClassInfo()) ? static_cast<const KXPolygon *>(&b) : nullptr;
     const int n = points.size();
     if (!pa || !pb || pa->points.size() != n || pb->points.size() != n) {
         error.set("Cannot create weighted shape  - incompatible geometry\n");
@@ -269,7 +274,8 @@ bool KXPolygon::Contains(const kxPoint &p, double tol, bool &onBoundary) const
         return false;
     const std::vector<kxPoint> &v = Index().Vertices();
     bool onVertex, onEdge;
-    const bool in = kxPolygonContains(v.data(), static_cast<int>(v.size()), p, tol, onVertex, onEdge);
+    const bool in =
+        kxPolygonContains(v.data(), static_cast<int>(v.size()), p, tol, onVertex, onEdge);
     onBoundary = onVertex || onEdge;
     return in;
 }

@@ -49,7 +49,10 @@ double Scale(const kxPoint *v, int n)
     return s;
 }
 
-enum Verdict { kFar, kNear };
+enum Verdict {
+    kFar,
+    kNear
+};
 
 /// One edge a -> b of the integer winding count for the ray from p toward +x. Returns kNear when
 /// p lies within `m` of the edge (or might, by rounding), where the count is not trusted.
@@ -98,7 +101,8 @@ bool FinitePoint(const kxPoint &p) { return std::isfinite(p.x) && std::isfinite(
 
 bool kxPolygonContainsByAngle(const kxPoint *v, int n, const kxPoint &p)
 {
-    return kxwinding::Contains(n, [v](int i) { return v[i]; }, p);
+    return kxwinding::Contains(
+        n, [v](int i) { return v[i]; }, p);
 }
 
 bool kxPolygonContains(const kxPoint *v, int n, const kxPoint &p)
@@ -114,7 +118,8 @@ bool kxPolygonContains(const kxPoint *v, int n, const kxPoint &p)
 bool kxPolygonContains(const kxPoint *v, int n, const kxPoint &p, double tol, bool &onVertex,
                        bool &onEdge)
 {
-    return kxwinding::Contains(n, [v](int i) { return v[i]; }, p, tol, onVertex, onEdge);
+    return kxwinding::Contains(
+        n, [v](int i) { return v[i]; }, p, tol, onVertex, onEdge);
 }
 
 bool kxPolygonContains(const kxPoint *v, int n, const kxPoint &p, double tol)
@@ -209,7 +214,8 @@ void kxPolygonIndex::Build(const kxPoint *v, int n)
         const int first = static_cast<int>(BinOf(lo - margin_, ymin_, binScale_, nbins_));
         const int last = static_cast<int>(BinOf(hi + margin_, ymin_, binScale_, nbins_));
         for (int k = first; k <= last; ++k) {
-            const double y0 = ymin_ + k / binScale_ - margin_, y1 = ymin_ + (k + 1) / binScale_ + margin_;
+            const double y0 = ymin_ + k / binScale_ - margin_,
+                         y1 = ymin_ + (k + 1) / binScale_ + margin_;
             if (useSpans && lo < y0 - margin_ && hi > y1 + margin_) {
                 const double slope = (b.x - a.x) / (b.y - a.y);
                 const double x0 = a.x + (y0 - a.y) * slope, x1 = a.x + (y1 - a.y) * slope;
@@ -217,7 +223,7 @@ void kxPolygonIndex::Build(const kxPoint *v, int n)
                 sp.xl = std::min(x0, x1) - margin_;
                 sp.xr = std::max(x0, x1) + margin_;
                 sp.edge = i;
-                sp.suffix = a.y < b.y ? 1 : -1;   // the edge's own crossing, summed below
+                sp.suffix = a.y < b.y ? 1 : -1; // the edge's own crossing, summed below
                 if (sp.xr - sp.xl <= wideLimit) {
                     spans[k].push_back(sp);
                     continue;
@@ -233,7 +239,8 @@ void kxPolygonIndex::Build(const kxPoint *v, int n)
         binEdges_.insert(binEdges_.end(), general[k].begin(), general[k].end());
         binStart_[k + 1] = static_cast<int>(binEdges_.size());
         std::vector<Span> &list = spans[k];
-        std::sort(list.begin(), list.end(), [](const Span &x, const Span &y) { return x.xl < y.xl; });
+        std::sort(list.begin(), list.end(),
+                  [](const Span &x, const Span &y) { return x.xl < y.xl; });
         for (int j = static_cast<int>(list.size()) - 2; j >= 0; --j)
             list[j].suffix += list[j + 1].suffix;
         for (const Span &sp : list)
@@ -271,7 +278,8 @@ bool kxPolygonIndex::Contains(const kxPoint &p) const
         return winding != 0;
     // Spans starting right of the point are all crossed; of those starting at or left of it,
     // only the ones reaching the point need a closer look.
-    const Span *right = std::upper_bound(first, last, p.x, [](double x, const Span &sp) { return x < sp.xl; });
+    const Span *right =
+        std::upper_bound(first, last, p.x, [](double x, const Span &sp) { return x < sp.xl; });
     if (right != last)
         winding += right->suffix;
     const double reach = p.x - spanMaxWidth_[bin];

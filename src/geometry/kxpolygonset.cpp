@@ -19,7 +19,7 @@ using ClipperLib::IntPoint;
 using ClipperLib::Path;
 using ClipperLib::Paths;
 
-constexpr double kDefaultPitch = 1e-6;   // microns, when the tolerance is not positive
+constexpr double kDefaultPitch = 1e-6; // microns, when the tolerance is not positive
 /// Largest grid coordinate allowed; Clipper accepts up to about 4.6e18.
 constexpr double kMaxGridCoord = 1e18;
 
@@ -102,7 +102,8 @@ void AppendContour(kxPolygonSet &out, const Path &path, const Grid &grid)
     for (const IntPoint &q : path) {
         if (prev && *prev == q)
             continue;
-        poly.emplace_back(static_cast<double>(q.X) * grid.pitch, static_cast<double>(q.Y) * grid.pitch);
+        poly.emplace_back(static_cast<double>(q.X) * grid.pitch,
+                          static_cast<double>(q.Y) * grid.pitch);
         prev = &q;
     }
     while (poly.size() > 1 && poly.front() == poly.back())
@@ -123,12 +124,12 @@ void AppendOuter(kxPolygonSet &out, const ClipperLib::PolyNode &outer, const Gri
 }
 
 /// Runs one Clipper operation on grid paths and converts the tree back into `result`.
-bool Execute(kxPolygonSet &result, ClipperLib::ClipType op, const Paths &subject,
-             const Paths &clip, const Grid &grid)
+bool Execute(kxPolygonSet &result, ClipperLib::ClipType op, const Paths &subject, const Paths &clip,
+             const Grid &grid)
 {
     result.clear();
     if (subject.empty() && clip.empty())
-        return true;   // Clipper refuses to run on nothing
+        return true; // Clipper refuses to run on nothing
     ClipperLib::PolyTree tree;
     try {
         ClipperLib::Clipper clipper;
@@ -177,17 +178,20 @@ bool kxAddPolygons(kxPolygonSet &result, const kxPolygonSet &a, double tol)
     return Operate(result, ClipperLib::ctUnion, a, kxPolygonSet(), tol);
 }
 
-bool kxSubtractPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol)
+bool kxSubtractPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b,
+                        double tol)
 {
     return Operate(result, ClipperLib::ctDifference, a, b, tol);
 }
 
-bool kxIntersectPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol)
+bool kxIntersectPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b,
+                         double tol)
 {
     return Operate(result, ClipperLib::ctIntersection, a, b, tol);
 }
 
-bool kxIntersectPolygonRect(kxPolygonSet &result, const kxPolygonSet &a, const kxRect &rect, double tol)
+bool kxIntersectPolygonRect(kxPolygonSet &result, const kxPolygonSet &a, const kxRect &rect,
+                            double tol)
 {
     if (rect.IsInverted()) {
         result.clear();

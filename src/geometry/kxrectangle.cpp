@@ -155,9 +155,15 @@ void KXRectangle::setSize(double w, double h)
     height = h;
 }
 
-void KXRectangle::Expand(double d) { setSize(kxReadParam(width) + 2 * d, kxReadParam(height) + 2 * d); }
+void KXRectangle::Expand(double d)
+{
+    setSize(kxReadParam(width) + 2 * d, kxReadParam(height) + 2 * d);
+}
 
-void KXRectangle::Contract(double d) { setSize(kxReadParam(width) - 2 * d, kxReadParam(height) - 2 * d); }
+void KXRectangle::Contract(double d)
+{
+    setSize(kxReadParam(width) - 2 * d, kxReadParam(height) - 2 * d);
+}
 
 KXShape *KXRectangle::CreateRotatedShape(double angle) const
 {
@@ -165,7 +171,8 @@ KXShape *KXRectangle::CreateRotatedShape(double angle) const
     kxTransformMatrix rot;
     rot.Set(angle, 0, 0);
     KXPolygon *poly = new KXPolygon();
-    for (const kxPoint &c : {kxPoint(-hw, -hh), kxPoint(hw, -hh), kxPoint(hw, hh), kxPoint(-hw, hh)}) {
+    for (const kxPoint &c :
+         {kxPoint(-hw, -hh), kxPoint(hw, -hh), kxPoint(hw, hh), kxPoint(-hw, hh)}) {
         const kxPoint r = rot.Multiply(c);
         poly->AddPoint(r.x, r.y);
     }

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cmath>
 
-
 KX_IMPLEMENT_CLASS(KXRegularPolygon, KXShape)
 
 namespace {
@@ -71,7 +70,8 @@ void KXRegularPolygon::CopyFrom(kxNameSpace *ns, const KXRegularPolygon &other)
 
 KXRegularPolygon::Key KXRegularPolygon::ReadKey() const
 {
-    return Key{kxReadParam(numvertices), kxReadParam(angle), kxReadParam(width), kxReadParam(height)};
+    return Key{kxReadParam(numvertices), kxReadParam(angle), kxReadParam(width),
+               kxReadParam(height)};
 }
 
 namespace {
@@ -111,7 +111,8 @@ bool KXRegularPolygon::Refresh(const Key &key) const
 {
     if (key.n > kMaxKeptVertices)
         return false;
-    if (key.n == key_.n && key.angle == key_.angle && key.width == key_.width && key.height == key_.height)
+    if (key.n == key_.n && key.angle == key_.angle && key.width == key_.width &&
+        key.height == key_.height)
         return true;
     key_ = key;
     const std::vector<kxPoint> v = VerticesFor(key);
@@ -135,7 +136,7 @@ void KXRegularPolygon::PrepareConvex(const Key &key) const
         std::min(std::fabs(hw_), std::fabs(hh_)) < kMinConvexAspect * scale ||
         !(std::fabs(a0_) < kMaxConvexAngle))
         return;
-    const double orient = hw_ * hh_ > 0.0 ? 1.0 : -1.0;   // a mirrored outline runs clockwise
+    const double orient = hw_ * hh_ > 0.0 ? 1.0 : -1.0; // a mirrored outline runs clockwise
     halfPlanes_.resize(3 * static_cast<size_t>(n));
     for (int i = 0; i < n; ++i) {
         const kxPoint &a = v[i], &b = v[i + 1 == n ? 0 : i + 1];
@@ -183,20 +184,22 @@ void KXRegularPolygon::OnPublish()
     KXShape::OnPublish();
     kxPublishParam(*this, "numvertices", numvertices, "number of vertices in regular polygon");
     kxPublishParam(*this, "angle", angle,
-                   "angle of first vertex of regular polygon from positive object-coordinates x-axis in degrees");
+                   "angle of first vertex of regular polygon from positive object-coordinates "
+                   "x-axis in degrees");
     kxPublishParam(*this, "width", width, kxMicronsHelp("width of regular polygon in ").c_str());
     kxPublishParam(*this, "height", height, kxMicronsHelp("height of regular polygon in ").c_str());
-    PublishFunc("setnumvertices",
-                [this](const List<KXString> &args, KXString &) {
-                    int n = 0;
-                    if (args.size() < 1 || !kxStringToNumber(args[1].c_str(), n)) {
-                        error.set("setnumvertices: a whole number is needed\n");
-                        return false;
-                    }
-                    numvertices = n;
-                    return true;
-                },
-                "( n ): set number of verticies");
+    PublishFunc(
+        "setnumvertices",
+        [this](const List<KXString> &args, KXString &) {
+            int n = 0;
+            if (args.size() < 1 || !kxStringToNumber(args[1].c_str(), n)) {
+                error.set("setnumvertices: a whole number is needed\n");
+                return false;
+            }
+            numvertices = n;
+            return true;
+        },
+        "( n ): set number of verticies");
 }
 
 bool KXRegularPolygon::operator==(const KXShape &other) const
@@ -204,7 +207,8 @@ bool KXRegularPolygon::operator==(const KXShape &other) const
     if (other.getClassInfo() != getClassInfo())
         return false;
     const KXRegularPolygon &r = static_cast<const KXRegularPolygon &>(other);
-    return numvertices == r.numvertices && angle == r.angle && width == r.width && height == r.height;
+    return numvertices == r.numvertices && angle == r.angle && width == r.width &&
+           height == r.height;
 }
 
 KXShape *KXRegularPolygon::newCopy(kxNameSpace *ns) const

@@ -19,7 +19,6 @@
 #include <cstdlib>
 #include <cstring>
 
-
 KX_IMPLEMENT_ABSTRACT_CLASS(KXShape, KXObject)
 
 // ---------------------------------------------------------------------------------------------
@@ -67,8 +66,8 @@ bool SetParamText(KXObject &owner, void *member, int, const char *text)
 
 const kxPublishedKind kxPublishedShapeParamDouble = {
     "kxParameter<double>", AppendParamCheckSum<double>, ParamText<double>, SetParamText<double>};
-const kxPublishedKind kxPublishedShapeParamInt = {
-    "kxParameter<int>", AppendParamCheckSum<int>, ParamText<int>, SetParamText<int>};
+const kxPublishedKind kxPublishedShapeParamInt = {"kxParameter<int>", AppendParamCheckSum<int>,
+                                                  ParamText<int>, SetParamText<int>};
 
 KXString kxMicronsHelp(const char *prefix)
 {

@@ -7,7 +7,6 @@
 
 #include "kxshapeutil.h"
 
-
 KXShapeContainer::KXShapeContainer(const KXShapeContainer &other)
     : shape_(other.shape_ ? other.shape_->newCopy(nullptr) : nullptr)
 {

@@ -18,7 +18,8 @@
 extern const kxPublishedKind kxPublishedShapeParamDouble;
 extern const kxPublishedKind kxPublishedShapeParamInt;
 
-inline void kxPublishParam(KXObject &owner, const char *name, kxParameter<double> &p, const char *help)
+inline void kxPublishParam(KXObject &owner, const char *name, kxParameter<double> &p,
+                           const char *help)
 {
     owner.PublishValue(name, help, 0, kxPublishedShapeParamDouble, &p, 0);
 }

@@ -5,7 +5,6 @@
 
 #include <cmath>
 
-
 void kxTransform3dMatrix::loadIdentity()
 {
     for (int i = 0; i < 4; ++i)
@@ -71,4 +70,3 @@ Point3dT<double> kxTransform3dMatrix::operator*(const Point3dT<double> &p) const
         return Point3dT<double>(out[0] / out[3], out[1] / out[3], out[2] / out[3]);
     return Point3dT<double>(out[0], out[1], out[2]);
 }
-

@@ -38,7 +38,8 @@ kxTransformMatrix kxTransformMatrix::Multiply(const kxTransformMatrix &other) co
     kxTransformMatrix r;
     for (int i = 0; i < 3; ++i)
         for (int j = 0; j < 3; ++j)
-            r.m_[i][j] = m_[i][0] * other.m_[0][j] + m_[i][1] * other.m_[1][j] + m_[i][2] * other.m_[2][j];
+            r.m_[i][j] =
+                m_[i][0] * other.m_[0][j] + m_[i][1] * other.m_[1][j] + m_[i][2] * other.m_[2][j];
     return r;
 }
 

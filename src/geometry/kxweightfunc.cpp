@@ -15,7 +15,6 @@
 
 #include <sys/stat.h>
 
-
 KX_IMPLEMENT_CLASS(WeightFunc, KXObject)
 
 namespace {
@@ -114,7 +113,8 @@ KXString CoordinateName(const KXString &formula, const List<WeightParam> &params
     const char *s = formula.c_str();
     const int len = formula.Length();
     for (int i = 0; i < len;) {
-        const bool afterNumber = i > 0 && (std::isdigit(static_cast<unsigned char>(s[i - 1])) || s[i - 1] == '.');
+        const bool afterNumber =
+            i > 0 && (std::isdigit(static_cast<unsigned char>(s[i - 1])) || s[i - 1] == '.');
         if (!IsNameStart(s[i]) || afterNumber || (i > 0 && IsNameChar(s[i - 1]))) {
             ++i;
             continue;
@@ -207,10 +207,8 @@ double DWeightFac::Value(double t, const List<WeightParam> &params)
         return 0.0;
     const double u = (rangeEnd - rangeStart) * t + rangeStart;
     switch (kind) {
-    case FLAT:
-        return param;
-    case LIN:
-        return u;
+    case FLAT: return param;
+    case LIN: return u;
     case EXP:
         return std::fabs(param) > 1e-8 ? (std::exp(param * u) - 1.0) / (std::exp(param) - 1.0) : u;
     case POWER: {
@@ -221,10 +219,8 @@ double DWeightFac::Value(double t, const List<WeightParam> &params)
             n = static_cast<int>(param);
         return 1.0 - std::pow(1.0 - u, n);
     }
-    case SFUNC:
-        return (1.0 - std::cos(kxPi * u)) / 2.0;
-    case FILE:
-        return spline.Evaluate(u);
+    case SFUNC: return (1.0 - std::cos(kxPi * u)) / 2.0;
+    case FILE: return spline.Evaluate(u);
     default: { // FORMULA
         expression.GetParam(0).SetValue(u);
         const double v = expression.Evaluate();
@@ -270,7 +266,8 @@ bool WeightFunc::ParseCmdString()
         const Token &tok = tokens[i];
         const std::string word = tok.quoted ? std::string() : Upper(tok.text);
         if (word == "D:" || word == "X:" || word == "Y:" ||
-            ((word == "D" || word == "X" || word == "Y") && i + 1 < n && tokens[i + 1].text == ":")) {
+            ((word == "D" || word == "X" || word == "Y") && i + 1 < n &&
+             tokens[i + 1].text == ":")) {
             cur = word[0] == 'D' ? &def_ : word[0] == 'X' ? &x_ : &y_;
             if (word.size() == 1)
                 ++i;
@@ -303,7 +300,9 @@ bool WeightFunc::ParseCmdString()
                 continue;
             }
             ++i;
-            cur->kind = word == "FLAT" ? DWeightFac::FLAT : word == "EXP" ? DWeightFac::EXP : DWeightFac::POWER;
+            cur->kind = word == "FLAT"  ? DWeightFac::FLAT
+                        : word == "EXP" ? DWeightFac::EXP
+                                        : DWeightFac::POWER;
             cur->param = v;
         } else if (word == "FILE" || word == "FORMULA") {
             if (i + 1 >= n) {

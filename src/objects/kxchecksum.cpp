@@ -93,8 +93,6 @@ void Updatable::OnMessage(KXMessage &message)
         if (IsSelfOutOfDate())
             Update(message.GetTarget());
         return;
-    default:
-        Checkable::OnMessage(message);
-        return;
+    default: Checkable::OnMessage(message); return;
     }
 }

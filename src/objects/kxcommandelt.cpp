@@ -13,9 +13,15 @@
 namespace {
 
 template <class T>
-const T &As(const void *member) { return *static_cast<const T *>(member); }
+const T &As(const void *member)
+{
+    return *static_cast<const T *>(member);
+}
 template <class T>
-T &As(void *member) { return *static_cast<T *>(member); }
+T &As(void *member)
+{
+    return *static_cast<T *>(member);
+}
 
 // Numbers read through the strict reader of user input; the member changes only on success.
 template <class T>
@@ -25,11 +31,17 @@ bool SetNumber(KXObject &, void *member, int, const char *text)
 }
 
 template <class T>
-KXString NumberText(const KXObject &, const void *member, int) { return numtoA(As<T>(member)); }
+KXString NumberText(const KXObject &, const void *member, int)
+{
+    return numtoA(As<T>(member));
+}
 
 // bool and int are appended as they are, char and short promote to int, float to double.
 template <class T>
-void AppendValue(const void *member, int, CheckSum &sum) { sum.Append(As<T>(member)); }
+void AppendValue(const void *member, int, CheckSum &sum)
+{
+    sum.Append(As<T>(member));
+}
 
 std::size_t CharArrayLength(const void *member, int extent)
 {
@@ -39,8 +51,7 @@ std::size_t CharArrayLength(const void *member, int extent)
 } // namespace
 
 const kxPublishedKind kxPublishedBool = {
-    "bool",
-    &AppendValue<bool>,
+    "bool", &AppendValue<bool>,
     [](const KXObject &, const void *m, int) { return KXString(As<bool>(m) ? "1" : "0"); },
     [](KXObject &, void *m, int, const char *text) {
         if (std::strcmp(text, "true") == 0 || std::strcmp(text, "false") == 0) {
@@ -54,20 +65,19 @@ const kxPublishedKind kxPublishedBool = {
         return true;
     }};
 
-const kxPublishedKind kxPublishedChar = {
-    "char",
-    &AppendValue<char>,
-    [](const KXObject &, const void *m, int) { return KXString(&As<char>(m), As<char>(m) ? 1 : 0); },
-    [](KXObject &, void *m, int, const char *text) {
-        if (std::strlen(text) != 1)
-            return false;
-        As<char>(m) = text[0];
-        return true;
-    }};
+const kxPublishedKind kxPublishedChar = {"char", &AppendValue<char>,
+                                         [](const KXObject &, const void *m, int) {
+                                             return KXString(&As<char>(m), As<char>(m) ? 1 : 0);
+                                         },
+                                         [](KXObject &, void *m, int, const char *text) {
+                                             if (std::strlen(text) != 1)
+                                                 return false;
+                                             As<char>(m) = text[0];
+                                             return true;
+                                         }};
 
 const kxPublishedKind kxPublishedShort = {
-    "short",
-    &AppendValue<short>,
+    "short", &AppendValue<short>,
     [](const KXObject &, const void *m, int) { return numtoA(int(As<short>(m))); },
     [](KXObject &, void *m, int, const char *text) {
         int value = 0;
@@ -77,25 +87,18 @@ const kxPublishedKind kxPublishedShort = {
         return true;
     }};
 
-const kxPublishedKind kxPublishedInt = {
-    "int",
-    &AppendValue<int>,
-    &NumberText<int>, &SetNumber<int>};
+const kxPublishedKind kxPublishedInt = {"int", &AppendValue<int>, &NumberText<int>,
+                                        &SetNumber<int>};
 
-const kxPublishedKind kxPublishedFloat = {
-    "float",
-    &AppendValue<float>,
-    &NumberText<float>, &SetNumber<float>};
+const kxPublishedKind kxPublishedFloat = {"float", &AppendValue<float>, &NumberText<float>,
+                                          &SetNumber<float>};
 
-const kxPublishedKind kxPublishedDouble = {
-    "double",
-    &AppendValue<double>,
-    &NumberText<double>, &SetNumber<double>};
+const kxPublishedKind kxPublishedDouble = {"double", &AppendValue<double>, &NumberText<double>,
+                                           &SetNumber<double>};
 
-const kxPublishedKind kxPublishedComplex = {
-    "complex",
-    &AppendValue<std::complex<double>>,
-    &NumberText<std::complex<double>>, &SetNumber<std::complex<double>>};
+const kxPublishedKind kxPublishedComplex = {"complex", &AppendValue<std::complex<double>>,
+                                            &NumberText<std::complex<double>>,
+                                            &SetNumber<std::complex<double>>};
 
 const kxPublishedKind kxPublishedCharArray = {
     "char[]",
@@ -125,8 +128,7 @@ const kxPublishedKind kxPublishedString = {
     }};
 
 const kxPublishedKind kxPublishedText = {
-    "text",
-    [](const void *m, int, CheckSum &sum) { sum.Append(static_cast<const char *>(m)); },
+    "text", [](const void *m, int, CheckSum &sum) { sum.Append(static_cast<const char *>(m)); },
     [](const KXObject &, const void *m, int) { return KXString(static_cast<const char *>(m)); },
     nullptr};
 
@@ -159,8 +161,8 @@ const kxPublishedKind kxPublishedDoubleArray2d = {
 // ---------------------------------------------------------------------------------------------
 // KXCommandElt
 
-KXCommandElt::KXCommandElt(KXObject &owner, kxCmdEltKind kind, const char *name,
-                           const char *help, int flags)
+KXCommandElt::KXCommandElt(KXObject &owner, kxCmdEltKind kind, const char *name, const char *help,
+                           int flags)
     : kind_(kind), name_(name ? name : ""), help_(help ? help : ""), flags_(flags), owner_(&owner)
 {
 }

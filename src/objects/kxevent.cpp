@@ -10,8 +10,8 @@
 struct kxListenerList {
     kxEventNode *head = nullptr;
     kxEventNode *tail = nullptr;
-    int depth = 0;        ///< nesting of RaiseEvent calls in progress
-    bool dirty = false;   ///< entries were marked removed during a raise
+    int depth = 0;      ///< nesting of RaiseEvent calls in progress
+    bool dirty = false; ///< entries were marked removed during a raise
     int refs = 1;
 };
 
@@ -161,7 +161,7 @@ void kxEventSource::RemoveEntries(const kxEventListener &listener, bool all, int
         kxEventNode *next = e->next;
         const bool hit = !e->removed && e->listener == &listener && (all || e->eventId == eventId);
         if (hit && listenerGone)
-            e->listener = nullptr;   // a raise in progress must not touch it again
+            e->listener = nullptr; // a raise in progress must not touch it again
         if (!hit || !DropEntry(e, previous))
             previous = e;
         e = next;

@@ -10,9 +10,9 @@
 
 /// Access to the guarded bits of a floating-point control state.
 struct kxFPControl {
-    unsigned (*read)();              ///< the guarded bits now
-    void (*write)(unsigned bits);    ///< sets the guarded bits (the others are kept)
-    unsigned wanted;                 ///< the library's setting of the guarded bits
+    unsigned (*read)();           ///< the guarded bits now
+    void (*write)(unsigned bits); ///< sets the guarded bits (the others are kept)
+    unsigned wanted;              ///< the library's setting of the guarded bits
 };
 
 /// The control of the processor the library runs on.

@@ -172,9 +172,7 @@ void KXObject::sendMessage1(int mode, const char *target, KXMessage &message)
         if (MatchesTarget(target))
             OnMessage(message);
         break;
-    default:
-        KX_CODE_ERROR("KXObject::sendMessage1: unknown mode");
-        break;
+    default: KX_CODE_ERROR("KXObject::sendMessage1: unknown mode"); break;
     }
     eraseTopEvent();
 }

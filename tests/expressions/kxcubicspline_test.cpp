@@ -11,14 +11,14 @@ TEST(CSplineTest, ConstructionChecksTheTable)
     const double y[] = {0, 1, 0, 1, 0};
     CSpline s;
     EXPECT_FALSE(s.Set(x, y, 1));
-    EXPECT_FALSE(s.Set(x, y, 4));   // 2 repeated
+    EXPECT_FALSE(s.Set(x, y, 4)); // 2 repeated
     EXPECT_EQ(s.Count(), 0);
     EXPECT_EQ(s.Evaluate(1.0), 0.0);
     EXPECT_TRUE(s.Set(x, y, 3));
     EXPECT_EQ(s.Count(), 3);
     const double down[] = {3, 2, 1};
     EXPECT_FALSE(s.Set(down, y, 3));
-    EXPECT_EQ(s.Count(), 0);   // a refused table empties the spline
+    EXPECT_EQ(s.Count(), 0); // a refused table empties the spline
 
     EXPECT_TRUE(CSpline::IsMonotonic(x, 3));
     EXPECT_FALSE(CSpline::IsMonotonic(x, 4));
@@ -81,5 +81,6 @@ TEST(CSplineTest, ApproximatesASmoothFunctionOnAnUnevenGrid)
     std::vector<double> m(n), work(n);
     CSpline::SecondDerivatives(table.data(), table.data() + 1, n, 2, m.data(), work.data());
     for (double t = -1.0; t <= 4.0; t += 0.21)
-        EXPECT_DOUBLE_EQ(CSpline::Value(table.data(), table.data() + 1, n, 2, m.data(), t), s.Evaluate(t));
+        EXPECT_DOUBLE_EQ(CSpline::Value(table.data(), table.data() + 1, n, 2, m.data(), t),
+                         s.Evaluate(t));
 }

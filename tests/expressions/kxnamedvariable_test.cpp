@@ -21,7 +21,7 @@ cx CountCalls(const ParListC &args)
 
 TEST(KXNamedVariableTest, NamingRules)
 {
-    for (const char *bad : {"2x", "sin", "_PI", "a-b", ""})   // sin: a registered function
+    for (const char *bad : {"2x", "sin", "_PI", "a-b", ""}) // sin: a registered function
         EXPECT_FALSE(kxNamedVariable::IsNameValid(bad)) << bad;
     for (const char *good : {"a_2", "PI", "Sin"})
         EXPECT_TRUE(kxNamedVariable::IsNameValid(good)) << good;
@@ -29,19 +29,19 @@ TEST(KXNamedVariableTest, NamingRules)
     kxNameSpace ns;
     kxNamedVariable *a = Define(ns, "a", "1");
     kxNamedVariable *b = new kxNamedVariable(&ns);
-    for (const char *refused : {"a", "2x", "sin"})   // a: taken in the same namespace
+    for (const char *refused : {"a", "2x", "sin"}) // a: taken in the same namespace
         EXPECT_FALSE(b->SetName(refused)) << refused;
     EXPECT_TRUE(b->GetName().Empty());
-    EXPECT_TRUE(a->SetName("a"));           // its own name again
-    EXPECT_FALSE(a->IsNameUnique("a"));     // the variable itself is not excluded
+    EXPECT_TRUE(a->SetName("a"));       // its own name again
+    EXPECT_FALSE(a->IsNameUnique("a")); // the variable itself is not excluded
     EXPECT_TRUE(b->SetName("a_2"));
-    EXPECT_TRUE(b->SetName(""));            // the empty name is always accepted
+    EXPECT_TRUE(b->SetName("")); // the empty name is always accepted
     EXPECT_TRUE(a->SetName(""));
-    EXPECT_TRUE(b->SetName("a"));           // the name is free once it was given up
+    EXPECT_TRUE(b->SetName("a")); // the name is free once it was given up
     EXPECT_EQ(ns.FindVariable("a"), b->GetIndex());
 
     kxNameSpace child(&ns);
-    EXPECT_TRUE((new kxNamedVariable(&child))->SetName("a"));   // unique per namespace only
+    EXPECT_TRUE((new kxNamedVariable(&child))->SetName("a")); // unique per namespace only
 }
 
 TEST(KXNamedVariableTest, ConstructionFlagsAndSetters)
@@ -56,9 +56,9 @@ TEST(KXNamedVariableTest, ConstructionFlagsAndSetters)
     kxNamedVariable hidden(&ns, kxNamedVariable::NotProperty);
     EXPECT_EQ(anonymous.GetIndex(), -1);
     EXPECT_EQ(temporary.GetIndex(), 7);
-    EXPECT_EQ(hidden.GetIndex(), 1);        // entered, but silent (see the namespace events)
+    EXPECT_EQ(hidden.GetIndex(), 1); // entered, but silent (see the namespace events)
     EXPECT_EQ(ns.GetVariableCount(), 2);
-    for (kxNameSpace *handle : {kxNoNameSpace(), kxOwnNameSpace()}) {   // reserved: no namespace
+    for (kxNameSpace *handle : {kxNoNameSpace(), kxOwnNameSpace()}) { // reserved: no namespace
         kxNamedVariable loose(handle);
         loose.SetExpression("2*3");
         EXPECT_EQ(loose.GetNameSpace(), nullptr);
@@ -69,7 +69,7 @@ TEST(KXNamedVariableTest, ConstructionFlagsAndSetters)
     EXPECT_TRUE(v.SetValue(" ( 1.5 , -2 ) "));
     EXPECT_EQ(v.GetValueString(), "(1.5, -2)");
     EXPECT_FALSE(v.SetValue("2*3"));
-    EXPECT_EQ(v.GetValue(), cx(1.5, -2));   // unchanged
+    EXPECT_EQ(v.GetValue(), cx(1.5, -2)); // unchanged
     v.SetValueOrExpression("2*3");
     EXPECT_FALSE(v.IsValue());
     EXPECT_EQ(v.GetValue(), cx(6, 0));
@@ -93,11 +93,11 @@ TEST(KXNamedVariableTest, CachingAndPropagation)
     evaluations = 0;
     EXPECT_EQ(b->GetValue(), cx(6, 0));
     EXPECT_EQ(b->GetValue(), cx(6, 0));
-    EXPECT_EQ(evaluations, 1);              // the second read is a cache hit
-    other->SetValue(cx(9, 0));              // moves the pseudo-time, a unchanged
+    EXPECT_EQ(evaluations, 1); // the second read is a cache hit
+    other->SetValue(cx(9, 0)); // moves the pseudo-time, a unchanged
     EXPECT_EQ(b->GetValue(), cx(6, 0));
-    EXPECT_EQ(evaluations, 1);              // re-checked, not re-evaluated
-    CheckSum before, same, after;           // the check sum of b follows a
+    EXPECT_EQ(evaluations, 1);    // re-checked, not re-evaluated
+    CheckSum before, same, after; // the check sum of b follows a
     b->AppendCheckSum(before);
     b->AppendCheckSum(same);
     a->SetValue(cx(5, 0));
@@ -106,9 +106,9 @@ TEST(KXNamedVariableTest, CachingAndPropagation)
     EXPECT_TRUE(before != after);
     EXPECT_EQ(b->GetValue(), cx(15, 0));
     EXPECT_EQ(evaluations, 2);
-    a->SetExpression("other+1");            // a becomes a formula; b follows through it
+    a->SetExpression("other+1"); // a becomes a formula; b follows through it
     EXPECT_EQ(b->GetValue(), cx(30, 0));
-    b->SetExpression("kxcount(a)*3");       // the same text again recompiles and evaluates
+    b->SetExpression("kxcount(a)*3"); // the same text again recompiles and evaluates
     EXPECT_EQ(b->GetValue(), cx(30, 0));
     EXPECT_EQ(evaluations, 4);
     EXPECT_EQ(warnings.Take(), "");
@@ -122,13 +122,13 @@ TEST(KXNamedVariableTest, CircularDefinitions)
     Define(ns, "b", "a");
     EXPECT_EQ(a->GetValue(), cx(0, 0));
     EXPECT_EQ(warnings.Take(), "Variable a = b is directly or indirectly circular\n");
-    EXPECT_EQ(a->GetValue(), cx(0, 0));     // cached: no second warning
+    EXPECT_EQ(a->GetValue(), cx(0, 0)); // cached: no second warning
     EXPECT_EQ(warnings.Take(), "");
 
-    EXPECT_EQ(Define(ns, "s", "s+1")->GetValue(), cx(1, 0));   // the inner read gives 0
+    EXPECT_EQ(Define(ns, "s", "s+1")->GetValue(), cx(1, 0)); // the inner read gives 0
     EXPECT_EQ(warnings.Take(), "Variable s = s+1 is directly or indirectly circular\n");
 
-    kxNamedVariable anonymous(&ns, kxNamedVariable::NotListed);   // outside the ring
+    kxNamedVariable anonymous(&ns, kxNamedVariable::NotListed); // outside the ring
     anonymous.SetExpression("c*2");
     Define(ns, "c", "d");
     Define(ns, "d", "c");
@@ -143,15 +143,16 @@ TEST(KXNamedVariableTest, UndefinedNamesAndNameScan)
     kxNamedVariable *y = Define(ns, "y", "x+1");
     EXPECT_EQ(y->GetValue(), cx(1, 0));
     EXPECT_EQ(warnings.Take(), "Variable y = x+1 refers to undefined variable x\n");
-    kxNamedVariable *z = Define(ns, "z", "p*q+r+p+s+1");   // four names: beyond the inline room
+    kxNamedVariable *z = Define(ns, "z", "p*q+r+p+s+1"); // four names: beyond the inline room
     EXPECT_EQ(z->GetValue(), cx(1, 0));
-    EXPECT_EQ(warnings.Take(), "Variable z = p*q+r+p+s+1 refers to undefined variables p, q, r, s\n");
+    EXPECT_EQ(warnings.Take(),
+              "Variable z = p*q+r+p+s+1 refers to undefined variables p, q, r, s\n");
     kxNamedVariable anonymous(&ns, kxNamedVariable::NotListed);
-    anonymous.SetExpression("PI*2");        // PI without the underscore is a plain name
+    anonymous.SetExpression("PI*2"); // PI without the underscore is a plain name
     EXPECT_EQ(anonymous.GetValue(), cx(0, 0));
     EXPECT_EQ(warnings.Take(), "Expression \"PI*2\" refers to undefined variable PI\n");
 
-    for (const char *def : {"x=41", "s=10", "p=2", "q=3", "r=4", "x2e=10"})   // defined later
+    for (const char *def : {"x=41", "s=10", "p=2", "q=3", "r=4", "x2e=10"}) // defined later
         Define(ns, std::string(def, std::strchr(def, '=')).c_str(), std::strchr(def, '=') + 1);
     EXPECT_EQ(y->GetValue(), cx(42, 0));
     EXPECT_EQ(z->GetValue(), cx(23, 0));
@@ -159,10 +160,10 @@ TEST(KXNamedVariableTest, UndefinedNamesAndNameScan)
     const struct {
         const char *formula;
         double value;
-    } scans[] = {{"_PI*x", 41 * M_PI},                  // a constant, not a name
-                 {"1e5+2.5e-3+x", 100041.0025},         // exponents are not names
-                 {"sin(x)+max(x,1)", std::sin(41.0) + 41},   // function names are skipped
-                 {"x2e-3", 7}};                          // a name, minus 3
+    } scans[] = {{"_PI*x", 41 * M_PI},                     // a constant, not a name
+                 {"1e5+2.5e-3+x", 100041.0025},            // exponents are not names
+                 {"sin(x)+max(x,1)", std::sin(41.0) + 41}, // function names are skipped
+                 {"x2e-3", 7}};                            // a name, minus 3
     for (const auto &scan : scans) {
         anonymous.SetExpression(scan.formula);
         EXPECT_NEAR(anonymous.GetValue().real(), scan.value, 1e-9) << scan.formula;
@@ -177,7 +178,7 @@ TEST(KXNamedVariableTest, EvaluationFaults)
     kxNamedVariable *d = Define(ns, "d", "1/0");
     d->GetValue();
     EXPECT_EQ(warnings.Take(), "Variable d = 1/0 could not be evaluated: division by zero");
-    EXPECT_EQ(int(error), 0);               // the record was reset
+    EXPECT_EQ(int(error), 0); // the record was reset
 
     kxNamedVariable anonymous(&ns, kxNamedVariable::NotListed);
     anonymous.SetExpression("(1");
@@ -186,7 +187,8 @@ TEST(KXNamedVariableTest, EvaluationFaults)
 
     d->SetExpression("ln(0)");
     d->GetValue();
-    EXPECT_EQ(warnings.Take(), "Variable d = ln(0) could not be evaluated: DOMAIN error in function \"ln\"\n");
+    EXPECT_EQ(warnings.Take(),
+              "Variable d = ln(0) could not be evaluated: DOMAIN error in function \"ln\"\n");
 
     // Whatever the record holds after the evaluation is reported and reset, also a user error
     // that was pending before it.
@@ -212,7 +214,7 @@ TEST(KXNamedVariableTest, RenameAndRemove)
     EXPECT_EQ(b->GetValue(), cx(6, 0));
     const std::string undefinedA = "Variable b = a*3 refers to undefined variable a\n";
 
-    EXPECT_TRUE(a->SetName("c"));           // b's reference is now stale
+    EXPECT_TRUE(a->SetName("c")); // b's reference is now stale
     EXPECT_EQ(b->GetValue(), cx(0, 0));
     EXPECT_EQ(warnings.Take(), undefinedA);
     kxNamedVariable *a2 = Define(ns, "a", "7");
@@ -223,7 +225,7 @@ TEST(KXNamedVariableTest, RenameAndRemove)
     EXPECT_EQ(b->GetValue(), cx(0, 0));
     EXPECT_EQ(warnings.Take(), undefinedA);
 
-    delete a;                                // deleting directly empties the slot too
+    delete a; // deleting directly empties the slot too
     EXPECT_EQ(ns.FindVariable("c"), -1);
     EXPECT_EQ(ns.GetVariableAt(0), nullptr);
 }
@@ -235,14 +237,16 @@ TEST(KXNamedVariableTest, DeepChainNeedsNoMachineStack)
     const int length = 50000;
     kxNamedVariable *first = Define(ns, "v0", "1"), *last = first;
     for (int i = 1; i < length; ++i)
-        last = Define(ns, ("v" + std::to_string(i)).c_str(), ("v" + std::to_string(i - 1) + "+1").c_str());
+        last = Define(ns, ("v" + std::to_string(i)).c_str(),
+                      ("v" + std::to_string(i - 1) + "+1").c_str());
     EXPECT_EQ(last->GetValue(), cx(length, 0));
     first->SetValue(cx(10, 0));
     EXPECT_EQ(last->GetValue(), cx(length + 9, 0));
     EXPECT_EQ(warnings.Take(), "");
 
-    first->SetExpression(last->GetName());  // close the ring
+    first->SetExpression(last->GetName()); // close the ring
     EXPECT_EQ(last->GetValue(), cx(length - 1, 0));
     EXPECT_EQ(warnings.Take(), "Variable v" + std::to_string(length - 1) + " = v" +
-                                   std::to_string(length - 2) + "+1 is directly or indirectly circular\n");
+                                   std::to_string(length - 2) +
+                                   "+1 is directly or indirectly circular\n");
 }

@@ -39,7 +39,7 @@ TEST(KXNameSpaceTest, CodesThroughParents)
     Define(root, "r", "1");
     Define(parent, "p0", "2");
     kxNamedVariable *w = Define(parent, "w", "3");
-    kxNamedVariable *own = Define(child, "w", "4");   // shadows the parent's w
+    kxNamedVariable *own = Define(child, "w", "4"); // shadows the parent's w
 
     EXPECT_EQ(parent.FindVariable("w"), 1);
     EXPECT_EQ(child.FindVariable("w"), 0);
@@ -49,7 +49,7 @@ TEST(KXNameSpaceTest, CodesThroughParents)
     EXPECT_EQ(child.FindVariable("nothing"), -1);
     EXPECT_EQ(child.GetVariable(0x10001), w);
     EXPECT_EQ(child.GetVariable(0), own);
-    EXPECT_EQ(root.GetVariable(0x30000)->GetName(), "r");   // climbing stops at the root
+    EXPECT_EQ(root.GetVariable(0x30000)->GetName(), "r"); // climbing stops at the root
     EXPECT_EQ(child.GetVariableByName("r", false), nullptr);
 
     EXPECT_KX_EXIT((void)root.GetVariable(5), 1,
@@ -88,10 +88,10 @@ TEST(KXNameSpaceTest, ChildFormulasFollowAncestors)
     auto *parent = new kxNameSpace;
     kxNameSpace orphan(parent);
     Define(*parent, "a", "1");
-    delete parent;                          // the child becomes a root
+    delete parent; // the child becomes a root
     EXPECT_EQ(orphan.getParent(), nullptr);
     EXPECT_EQ(orphan.FindVariable("a"), -1);
-    for (kxNameSpace *handle : {kxNoNameSpace(), kxOwnNameSpace()}) {   // reserved: no parent
+    for (kxNameSpace *handle : {kxNoNameSpace(), kxOwnNameSpace()}) { // reserved: no parent
         kxNameSpace root(handle);
         EXPECT_EQ(root.getParent(), nullptr);
         orphan.setParent(handle);
@@ -118,13 +118,13 @@ TEST(KXNameSpaceTest, EventsAndPseudoTime)
     v->SetExpression("1+1");
     EXPECT_EQ(v->GetExpressionStamp(), ns.GetPseudoTime());
     v->SetValue(cx(3, 0));
-    ASSERT_EQ(recorder.events.size(), 6u);   // will-change, changed for each of the three
+    ASSERT_EQ(recorder.events.size(), 6u); // will-change, changed for each of the three
     for (size_t i = 0; i < 6; ++i) {
         EXPECT_EQ(recorder.events[i].id, i % 2 ? changed : willChange) << i;
         EXPECT_EQ(recorder.events[i].data1, &ns) << i;
         EXPECT_EQ(recorder.events[i].data2, i % 2 ? static_cast<void *>(v) : nullptr) << i;
     }
-    ASSERT_EQ(childRecorder.events.size(), 3u);     // passed on by the child namespace
+    ASSERT_EQ(childRecorder.events.size(), 3u); // passed on by the child namespace
     EXPECT_EQ(childRecorder.events[0].data1, &child);
     EXPECT_EQ(childRecorder.events[0].data2, v);
 
@@ -158,11 +158,11 @@ TEST(KXNameSpaceTest, UnallocAndLargeNamespaces)
     EXPECT_EQ(anonymous.GetValue(), cx(2, 0));
     ns.unalloc();
     EXPECT_EQ(ns.GetVariableCount(), 0);
-    Define(ns, "b", "5");                   // takes slot 0, where a was
+    Define(ns, "b", "5"); // takes slot 0, where a was
     EXPECT_EQ(anonymous.GetValue(), cx(1, 0));
     EXPECT_EQ(warnings.Take(), "Expression \"a+1\" refers to undefined variable a\n");
 
-    for (int i = 1; i < 70000; ++i)         // indexes beyond 16 bits still resolve
+    for (int i = 1; i < 70000; ++i) // indexes beyond 16 bits still resolve
         Define(ns, ("n" + std::to_string(i)).c_str(), std::to_string(i).c_str());
     EXPECT_EQ(ns.FindVariable("n69999", false), 69999);
     kxNameSpace child(&ns);

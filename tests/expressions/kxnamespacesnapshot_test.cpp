@@ -33,7 +33,7 @@ TEST(KXNameSpaceSnapshotTest, RestoreAndUnrestore)
 
     kxNameSpaceSnapshot snapshot(ns);
     ASSERT_EQ(snapshot.GetCount(), 3);
-    EXPECT_FALSE(snapshot.Unrestore());                    // nothing restored yet
+    EXPECT_FALSE(snapshot.Unrestore()); // nothing restored yet
 
     // Edit: swap two names, change a value, turn a formula into a value, remove one, add one.
     EXPECT_TRUE(a->SetName("tmp"));
@@ -43,20 +43,20 @@ TEST(KXNameSpaceSnapshotTest, RestoreAndUnrestore)
     b->SetValue(cx(4, 0));
     ns.RemoveVariable(ns.FindVariable("gone"));
     Define(ns, "extra", "5");
-    EXPECT_EQ(dependent.GetValue(), cx(11, 0));             // b is now the old a, 10
+    EXPECT_EQ(dependent.GetValue(), cx(11, 0)); // b is now the old a, 10
 
     ChangeCounter counter;
     counter.ListenTo(ns, kxNameSpace::ChangedEventID(), 0);
     snapshot.Restore();
-    EXPECT_GT(counter.changes, 0);                          // restored through the setters
+    EXPECT_GT(counter.changes, 0); // restored through the setters
     EXPECT_EQ(ValueOf(ns, "a"), cx(2, 0));
     EXPECT_EQ(ValueOf(ns, "b"), cx(6, 0));
     EXPECT_EQ(ns.GetVariableByName("b")->GetExpression(), "a*3");
-    EXPECT_EQ(ValueOf(ns, "gone"), cx(1, 0));               // made again
-    EXPECT_EQ(ns.GetVariableByName("extra"), nullptr);      // removed
-    EXPECT_EQ(dependent.GetValue(), cx(7, 0));              // caches followed
+    EXPECT_EQ(ValueOf(ns, "gone"), cx(1, 0));          // made again
+    EXPECT_EQ(ns.GetVariableByName("extra"), nullptr); // removed
+    EXPECT_EQ(dependent.GetValue(), cx(7, 0));         // caches followed
 
-    EXPECT_TRUE(snapshot.Unrestore());                      // back to the edited state
+    EXPECT_TRUE(snapshot.Unrestore()); // back to the edited state
     EXPECT_EQ(ValueOf(ns, "a"), cx(4, 0));
     EXPECT_EQ(ValueOf(ns, "b"), cx(10, 0));
     EXPECT_EQ(ValueOf(ns, "extra"), cx(5, 0));
@@ -64,11 +64,11 @@ TEST(KXNameSpaceSnapshotTest, RestoreAndUnrestore)
     EXPECT_EQ(dependent.GetValue(), cx(11, 0));
     EXPECT_FALSE(snapshot.Unrestore());
 
-    snapshot.Restore();                                     // a snapshot can be used again
+    snapshot.Restore(); // a snapshot can be used again
     EXPECT_EQ(dependent.GetValue(), cx(7, 0));
     EXPECT_EQ(warnings.Take(), "");
 
     const int before = counter.changes;
-    snapshot.Restore();                                     // nothing differs: no events
+    snapshot.Restore(); // nothing differs: no events
     EXPECT_EQ(counter.changes, before);
 }

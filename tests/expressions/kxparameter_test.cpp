@@ -15,18 +15,18 @@ TEST(KXParameterTest, ValueOrFormula)
     p.SetValueOrExpression(&ns, "w*2");
     EXPECT_TRUE(p.HasExpression());
     EXPECT_EQ(p.GetValueString(), "4");
-    EXPECT_EQ(ns.GetVariableCount(), 1);                   // never entered in the namespace
+    EXPECT_EQ(ns.GetVariableCount(), 1); // never entered in the namespace
     w->SetValue(cx(5, 0));
-    EXPECT_EQ(p.GetValue(), 10.0);                         // follows the variable
+    EXPECT_EQ(p.GetValue(), 10.0); // follows the variable
     const kxNamedVariable *variable = p.GetNamedVariable();
-    p.SetExpression(&ns, "w+1");                           // same namespace: reused
+    p.SetExpression(&ns, "w+1"); // same namespace: reused
     EXPECT_EQ(p.GetNamedVariable(), variable);
     EXPECT_EQ(double(p), 6.0);
 
     p.SetValueOrExpression(&ns, "12.5");
     EXPECT_FALSE(p.HasExpression());
     EXPECT_EQ(p.GetExpression(), "12.5");
-    p.SetValueOrExpression(nullptr, "w*2");                // no namespace: ignored
+    p.SetValueOrExpression(nullptr, "w*2"); // no namespace: ignored
     p.SetExpression(kxNoNameSpace(), "w");
     EXPECT_FALSE(p.HasExpression());
     EXPECT_FALSE(p.SetValue("abc"));
@@ -56,9 +56,9 @@ TEST(KXParameterTest, NarrowingAndArithmetic)
         EXPECT_EQ(int(n), c.value) << c.formula;
     }
     EXPECT_EQ(n.GetValueString(), "-2147483647");
-    EXPECT_FALSE(n.SetValue("3e12"));                      // outside the int range
+    EXPECT_FALSE(n.SetValue("3e12")); // outside the int range
     n = 2147483647;
-    n += 10;                                               // clamped, not overflowed
+    n += 10; // clamped, not overflowed
     EXPECT_EQ(int(n), 2147483647);
     n /= 0;
     EXPECT_EQ(int(n), 0);
@@ -77,7 +77,7 @@ TEST(KXParameterTest, NarrowingAndArithmetic)
     Define(ns, "w", "2");
     kxParameter<double> p;
     p.SetExpression(&ns, "w");
-    p += 1;                                                // arithmetic freezes a formula
+    p += 1; // arithmetic freezes a formula
     EXPECT_FALSE(p.HasExpression());
     EXPECT_EQ(double(p), 3.0);
     p -= 0.5;
@@ -96,23 +96,24 @@ TEST(KXParameterTest, CopyFromAndCopies)
     p.SetExpression(&source, "w/2");
 
     kxParameter<double> q;
-    q.CopyFrom(&target, p);                                // re-bound in the target
+    q.CopyFrom(&target, p); // re-bound in the target
     EXPECT_EQ(q.GetNamedVariable()->GetNameSpace(), &target);
     EXPECT_EQ(double(q), 3.5);
-    for (kxNameSpace *handle : {static_cast<kxNameSpace *>(nullptr), kxNoNameSpace(), kxOwnNameSpace()}) {
+    for (kxNameSpace *handle :
+         {static_cast<kxNameSpace *>(nullptr), kxNoNameSpace(), kxOwnNameSpace()}) {
         kxParameter<double> r;
         r.SetExpression(&frozen, "99");
-        r.CopyFrom(handle, p);                             // frozen into its value
+        r.CopyFrom(handle, p); // frozen into its value
         EXPECT_FALSE(r.HasExpression());
         EXPECT_EQ(double(r), 1.0);
     }
     kxParameter<double> plain(4.25);
     q.CopyFrom(&target, plain);
     EXPECT_FALSE(q.HasExpression());
-    q.CopyFrom(&target, q);                                // itself: nothing happens
+    q.CopyFrom(&target, q); // itself: nothing happens
     EXPECT_EQ(double(q), 4.25);
 
-    kxParameter<double> copy(p);                           // copies keep their namespace
+    kxParameter<double> copy(p); // copies keep their namespace
     EXPECT_NE(copy.GetNamedVariable(), p.GetNamedVariable());
     EXPECT_EQ(copy.GetNamedVariable()->GetNameSpace(), &source);
     copy = plain;
@@ -130,16 +131,16 @@ TEST(KXParameterTest, Comparisons)
     kxParameter<double> formula, same, plain(2.0), other(3.0);
     formula.SetExpression(&ns, "w");
     same.SetExpression(&ns, "w");
-    EXPECT_TRUE(formula == same);                          // same text
-    EXPECT_FALSE(formula == plain);                        // never equal in form
+    EXPECT_TRUE(formula == same);   // same text
+    EXPECT_FALSE(formula == plain); // never equal in form
     EXPECT_TRUE(formula != plain);
-    EXPECT_TRUE(formula.ValueEquals(plain));               // equal in value
+    EXPECT_TRUE(formula.ValueEquals(plain)); // equal in value
     EXPECT_FALSE(formula.ValueEquals(other));
     EXPECT_TRUE(formula == 2.0);
     EXPECT_TRUE(formula != 3.0);
     EXPECT_TRUE(plain == kxParameter<double>(2.0));
     same.SetExpression(&ns, "w ");
-    EXPECT_FALSE(formula == same);                         // exact comparison of texts
+    EXPECT_FALSE(formula == same); // exact comparison of texts
 }
 
 TEST(KXParameterTest, TextForms)
@@ -162,13 +163,11 @@ TEST(KXParameterTest, TextForms)
         const char *rest;
         double value;
         bool formula;
-    } reads[] = {{"  \"w/2\", 7", true, ", 7", 4.0, true},
-                 {"\"unclosed", false, nullptr, 4.0, true},
-                 {"1.5e-3 next", true, " next", 1.5e-3, false},
-                 {"abc", false, nullptr, 1.5e-3, false},
-                 {"   ", false, nullptr, 1.5e-3, false},
-                 {"", false, nullptr, 1.5e-3, false},
-                 {"1.2.3,", false, ",", 1.5e-3, false}};
+    } reads[] = {
+        {"  \"w/2\", 7", true, ", 7", 4.0, true},      {"\"unclosed", false, nullptr, 4.0, true},
+        {"1.5e-3 next", true, " next", 1.5e-3, false}, {"abc", false, nullptr, 1.5e-3, false},
+        {"   ", false, nullptr, 1.5e-3, false},        {"", false, nullptr, 1.5e-3, false},
+        {"1.2.3,", false, ",", 1.5e-3, false}};
     kxParameter<double> p;
     for (const auto &r : reads) {
         KXString text(r.text);
@@ -181,7 +180,7 @@ TEST(KXParameterTest, TextForms)
     }
     KXString text("\"w\" rest");
     kxParameter<double> unbound(1.0);
-    EXPECT_TRUE(unbound.Read(nullptr, text));              // skipped without a namespace
+    EXPECT_TRUE(unbound.Read(nullptr, text)); // skipped without a namespace
     EXPECT_EQ(text, " rest");
     EXPECT_FALSE(unbound.HasExpression());
 
@@ -200,7 +199,7 @@ TEST(KXParameterTest, TextForms)
     EXPECT_TRUE(n.Read(&ns, text));
     EXPECT_EQ(int(n), 12);
 
-    double value = 0;                                      // the plain form: no formulas
+    double value = 0; // the plain form: no formulas
     text = "  -2.5e1)";
     EXPECT_TRUE(kxParameter<double>::Read(value, text));
     EXPECT_DOUBLE_EQ(value, -25.0);

@@ -43,9 +43,9 @@ TEST(Array1dTest, BoundsAndRebasing)
     EXPECT_EQ(a[10], 4);
     EXPECT_EQ(a[19], 49);
 
-    a.alloc(0, 2);   // other size: fresh storage
+    a.alloc(0, 2); // other size: fresh storage
     EXPECT_EQ(a.get_dim(), 3);
-    a.alloc(3, 2);   // dimension 0 empties
+    a.alloc(3, 2); // dimension 0 empties
     EXPECT_FALSE(a.alloced());
     EXPECT_EQ(a.get_ubd(), -1);
 
@@ -69,14 +69,14 @@ TEST(Array1dTest, ExternalStorageIsSharedOnAssignment)
     EXPECT_EQ((*view)[5], 1);
     EXPECT_EQ((*view)[8], 4);
 
-    Array1d<double> second(0, 99);   // owned storage is freed, not leaked
+    Array1d<double> second(0, 99); // owned storage is freed, not leaked
     second = *view;
     EXPECT_FALSE(second.owned());
     EXPECT_EQ(second.get_lbd(), 5);
     second[6] = 20;
     EXPECT_EQ(storage[1], 20);
     EXPECT_EQ((*view)[6], 20);
-    delete view;   // frees nothing: storage is the caller's
+    delete view; // frees nothing: storage is the caller's
     EXPECT_EQ(second[8], 4);
 
     // Re-basing an external view of the same size must not take ownership.
@@ -111,7 +111,7 @@ TEST(Array1dTest, ExternalStorageIsSharedOnAssignment)
     copy = alias;
     EXPECT_EQ(copy[3], -1);
 
-    copy = Array1d<double>();   // an empty source empties
+    copy = Array1d<double>(); // an empty source empties
     EXPECT_FALSE(copy.alloced());
 
     Array1d<double> wrapEmpty;
@@ -159,7 +159,7 @@ TEST(Array2dTest, RowsColumnsAndCopies)
     EXPECT_EQ(copy(2, 1), 21);
 
     const int *start = &m(1, 0);
-    m.alloc(0, 2, 5, 6);   // same shape: contents kept
+    m.alloc(0, 2, 5, 6); // same shape: contents kept
     EXPECT_EQ(&m(0, 5), start);
     EXPECT_EQ(m(2, 6), 31);
 
@@ -176,12 +176,15 @@ TEST(Array1dDeathTest, MisuseIsFatal)
     Array1d<int> empty;
     EXPECT_KX_FATAL(empty[0], "error in Array1d<T>::operator[]. Index 0 out of bounds (0,-1)");
     EXPECT_KX_FATAL(a.alloc(5, 3), "error in Array1d<T>::alloc.dimension -1 not allowed \n");
-    EXPECT_KX_FATAL((Array1d<char>(0, -5)), "error in Array1d<T>::alloc.dimension -4 not allowed \n");
+    EXPECT_KX_FATAL((Array1d<char>(0, -5)),
+                    "error in Array1d<T>::alloc.dimension -4 not allowed \n");
 }
 
 TEST(Array2dDeathTest, MisuseIsFatal)
 {
     Array2d<int> m(0, 1, 0, 1);
-    EXPECT_KX_FATAL(m(2, 0), "error in Array2d<T>::operator(). Index (2,0) out of bounds (0..1,0..1)");
-    EXPECT_KX_FATAL(m.alloc(0, -2, 0, 0), "error in Array2d<T>::alloc.dimension -1 x 1 not allowed \n");
+    EXPECT_KX_FATAL(m(2, 0),
+                    "error in Array2d<T>::operator(). Index (2,0) out of bounds (0..1,0..1)");
+    EXPECT_KX_FATAL(m.alloc(0, -2, 0, 0),
+                    "error in Array2d<T>::alloc.dimension -1 x 1 not allowed \n");
 }

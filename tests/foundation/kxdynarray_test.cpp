@@ -17,7 +17,7 @@ TEST(KXDynArrayTest, AddIndexAndStableAddresses)
     EXPECT_EQ(a.Size(), 20);
     for (int i = 0; i < 20; ++i) {
         EXPECT_EQ(a[i], i * 7);
-        EXPECT_EQ(&a[i], addresses[i]);   // growing never moved an element
+        EXPECT_EQ(&a[i], addresses[i]); // growing never moved an element
     }
     a[19] = -1;
     EXPECT_EQ(a[19], -1);
@@ -27,7 +27,7 @@ TEST(KXDynArrayTest, AddIndexAndStableAddresses)
     EXPECT_EQ(a.Add(5), 0);
     EXPECT_EQ(a[0], 5);
 
-    kxDoubleArray zero(0);   // block size 0 behaves as 1
+    kxDoubleArray zero(0); // block size 0 behaves as 1
     EXPECT_EQ(zero.BlockSize(), 1);
     for (int i = 0; i < 5; ++i)
         zero.Add(i + 0.5);

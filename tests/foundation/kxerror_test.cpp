@@ -17,7 +17,7 @@
 
 namespace {
 
-std::vector<std::pair<int, std::string>> printed;   // (channel, piece)
+std::vector<std::pair<int, std::string>> printed; // (channel, piece)
 std::vector<std::string> displayed;
 std::vector<std::string> warnings;
 std::vector<std::pair<int, std::string>> choices;
@@ -36,10 +36,7 @@ void ExitToStderr(const char *message, int code)
     std::fflush(stderr);
     _exit(code + 40);
 }
-void ExitReturns(const char *message, int)
-{
-    std::fprintf(stderr, "returned from %s", message);
-}
+void ExitReturns(const char *message, int) { std::fprintf(stderr, "returned from %s", message); }
 
 class ErrorTest : public ::testing::Test {
 protected:
@@ -94,7 +91,7 @@ void CheckedVoid(bool ok, int &calls)
     KX_CHECK_RET(ok, "not ok");
     ++calls;
 }
-const int checkLine = __LINE__ - 8;   // the line of KX_CHECK_MSG above
+const int checkLine = __LINE__ - 8; // the line of KX_CHECK_MSG above
 #undef KX_UNIT
 
 } // namespace
@@ -111,11 +108,11 @@ TEST_F(ErrorTest, ErrorAccumulatesAndHonoursUserAbort)
     error.reset();
     error.Raise(kxErrUserAbort, "Kill pressed");
     EXPECT_EQ(static_cast<int>(error), 503);
-    error.set("later %d", 1);   // dropped after a user abort
+    error.set("later %d", 1); // dropped after a user abort
     error.Raise(kxErrFile, "File was read only?\n");
     EXPECT_STREQ(error.chars(), "Kill pressed");
     EXPECT_EQ(static_cast<int>(error), 503);
-    error.append("; forced");   // append always appends
+    error.append("; forced"); // append always appends
     EXPECT_STREQ(error.chars(), "Kill pressed; forced");
 
     // The text never exceeds 1,023 characters.
@@ -137,7 +134,7 @@ TEST_F(ErrorTest, ErrorAccumulatesAndHonoursUserAbort)
     EXPECT_EQ(static_cast<int>(error), 0);
     EXPECT_EQ(error.SecondCode(), 0);
     error.set("next");
-    EXPECT_STREQ(copy, "copied");   // still valid until the next chars(true)
+    EXPECT_STREQ(copy, "copied"); // still valid until the next chars(true)
     EXPECT_STREQ(error.chars(true), "next");
 
     // Assignment copies the whole record.
@@ -167,13 +164,13 @@ TEST_F(ErrorTest, OverrunDisplaysFirstThenKeepsTheStart)
 
     displayed.clear();
     error.reset();
-    error.set("%s", std::string(4094, 'k').c_str());   // just below the limit
+    error.set("%s", std::string(4094, 'k').c_str()); // just below the limit
     EXPECT_TRUE(displayed.empty());
 }
 
 TEST_F(ErrorTest, DisplayBuildsOneReport)
 {
-    error.display(1);   // no error: nothing shown
+    error.display(1); // no error: nothing shown
     EXPECT_TRUE(displayed.empty());
 
     error.Raise(kxErrFile, "cannot write %s", "x.prj");
@@ -183,7 +180,7 @@ TEST_F(ErrorTest, DisplayBuildsOneReport)
     ASSERT_EQ(displayed.size(), 1u);
     EXPECT_EQ(displayed[0],
               "ERROR 500 in unit SaveProject()\nFile was read only?\ncannot write x.prj\n");
-    EXPECT_EQ(static_cast<int>(error), 500);   // not cleared
+    EXPECT_EQ(static_cast<int>(error), 500); // not cleared
 
     error.SetCode(kxErrSyntax);
     error.SetUnit(nullptr);
@@ -203,12 +200,12 @@ TEST_F(ErrorTest, DisplayBuildsOneReport)
 TEST_F(ErrorTest, TransferToAndCodeError)
 {
     Error local;
-    local.set("%s", "100%% done");   // the text holds two percent signs
+    local.set("%s", "100%% done"); // the text holds two percent signs
     local.SetCode(kxErrOutOfRange);
     local.SetSecondCode(4);
     error.set("before; ");
     local.transferto(error);
-    EXPECT_STREQ(error.chars(), "before; 100% done");   // the text acted as a format
+    EXPECT_STREQ(error.chars(), "before; 100% done"); // the text acted as a format
     EXPECT_EQ(static_cast<int>(error), 4101);
     EXPECT_EQ(error.SecondCode(), 4);
     EXPECT_EQ(static_cast<int>(local), 0);
@@ -241,9 +238,9 @@ TEST_F(ErrorTest, TransferToAndCodeError)
     EXPECT_EQ(static_cast<int>(error), 0);
     EXPECT_EQ(CheckedHalf(7), -1);
     EXPECT_EQ(static_cast<int>(error), 507);
-    EXPECT_EQ(std::string(error.chars()), "Code Error: odd argument\nAt kxutils_test:" +
-                                              std::to_string(checkLine) +
-                                              "\nPlease contact Orvane");
+    EXPECT_EQ(std::string(error.chars()),
+              "Code Error: odd argument\nAt kxutils_test:" + std::to_string(checkLine) +
+                  "\nPlease contact Orvane");
     error.reset();
     int calls = 0;
     CheckedVoid(true, calls);
@@ -266,8 +263,9 @@ TEST_F(ErrorTest, LinePrintersSplitAfterNewlines)
     kxWarningLog("Variable %s = %s is directly or indirectly circular\n", "x", "y+1");
     kxWarningLog("%s", longWarning.c_str());
     ASSERT_EQ(printed.size(), 2u);
-    EXPECT_EQ(printed[0],
-              std::make_pair(2, std::string("Variable x = y+1 is directly or indirectly circular\n")));
+    EXPECT_EQ(
+        printed[0],
+        std::make_pair(2, std::string("Variable x = y+1 is directly or indirectly circular\n")));
     EXPECT_EQ(printed[1].second, longWarning);
 
     InitialiseKXUtils("kxTest", KXString("v"), 1, nullptr, nullptr, nullptr, nullptr, nullptr);
@@ -323,7 +321,8 @@ TEST_F(ErrorTest, InitialiseKeepsIdentityAndPicksUnitSuffixes)
         InitialiseKXUtils("a", KXString("b"), 1, nullptr, nullptr, nullptr, nullptr, nullptr);
         EXPECT_STREQ(kxMicronsString, "\xC2\xB5m");
         EXPECT_STREQ(kxDegreesString, "\xC2\xB0");
-        EXPECT_STREQ(kxCelsiusString, "\xC2\xB0" "C");
+        EXPECT_STREQ(kxCelsiusString, "\xC2\xB0"
+                                      "C");
         EXPECT_STREQ(kxMicroString, "\xC2\xB5");
     }
     if (savedAll)
@@ -340,7 +339,8 @@ TEST_F(ErrorDeathTest, FatalFaultsEndTheProcess)
     EXPECT_KX_FATAL(exitfn(1, "bad %s %d", "thing", 5), "bad thing 5");
     EXPECT_KX_FATAL(exitfn("plain message\n", 1), "plain message\n");
     EXPECT_KX_EXIT(exitfn(3, "three"), 3, "^three\n$");
-    EXPECT_KX_FATAL(kxLibraryError("KXString", "invalid index"), "error in KXString: invalid index");
+    EXPECT_KX_FATAL(kxLibraryError("KXString", "invalid index"),
+                    "error in KXString: invalid index");
     EXPECT_KX_FATAL(wlprintf("%s", std::string(4096, 'x').c_str()), "Code error in lprintf()");
     EXPECT_KX_FATAL(std::raise(SIGILL), "An illegal instruction has occurrred!\n");
 

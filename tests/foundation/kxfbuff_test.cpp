@@ -26,10 +26,10 @@ TEST_F(FBuffTest, FBuffReadsLinesInBothModes)
     buf.Append("a 1 // one\n\n  // whole\n\t b 2\r\n  \r\nlast");
     buf.setPosn(0);
     EXPECT_EQ(Str(buf.gets()), "a 1 // one\n");
-    EXPECT_EQ(Str(buf.gets()), "\n");   // comments are kept while the mode is off
+    EXPECT_EQ(Str(buf.gets()), "\n"); // comments are kept while the mode is off
     buf.SkipComments(true);
     EXPECT_EQ(Str(buf.gets()), "  // whole\n");
-    EXPECT_EQ(Str(buf.gets()), "\t b 2\r\n");   // then the blank "\r" line is skipped
+    EXPECT_EQ(Str(buf.gets()), "\t b 2\r\n"); // then the blank "\r" line is skipped
     EXPECT_EQ(Str(buf.gets()), "last");
     EXPECT_EQ(buf.gets(), nullptr);
     EXPECT_STREQ(buf.getLastLine(), "last");
@@ -63,14 +63,14 @@ TEST_F(FBuffTest, FBuffCommentReaders)
     FBuff buf;
     buf.Append("x 1 // a // b\n   // c\n// d\ny 2\n  //e");
     buf.setPosn(0);
-    EXPECT_EQ(Str(buf.getclB(false)), "");   // not a whole comment line: position kept
+    EXPECT_EQ(Str(buf.getclB(false)), ""); // not a whole comment line: position kept
     EXPECT_EQ(buf.getPosn(), 0u);
-    EXPECT_EQ(Str(buf.getclB(true)), "// b\n");   // from the last "//"
+    EXPECT_EQ(Str(buf.getclB(true)), "// b\n"); // from the last "//"
     EXPECT_EQ(Str(buf.getclB(false)), "// c\n");
     EXPECT_EQ(Str(buf.getclB(false)), "// d\n");
-    EXPECT_EQ(Str(buf.getclB(true)), "\n");   // y 2 has no comment
-    EXPECT_EQ(Str(buf.getclB(false)), "//e\n");   // the last line gets its newline
-    EXPECT_EQ(Str(buf.getclB(true)), "\n");   // no line left
+    EXPECT_EQ(Str(buf.getclB(true)), "\n");     // y 2 has no comment
+    EXPECT_EQ(Str(buf.getclB(false)), "//e\n"); // the last line gets its newline
+    EXPECT_EQ(Str(buf.getclB(true)), "\n");     // no line left
 
     buf.setPosn(0);
     EXPECT_EQ(Str(buf.getnlc(-1)), "// a // b\n// c\n// d\n");
@@ -87,18 +87,18 @@ TEST_F(FBuffTest, FBuffAppendsIndentAndGrowsLinearly)
     child.setBlockIndent(2);
     child.Append("v 1\n");
     child.setBlockIndent(0);
-    child.Append("end");   // no final newline: Append(FBuff) adds one
+    child.Append("end"); // no final newline: Append(FBuff) adds one
 
     FBuff parent;
     parent.setBlockIndent(4);
     parent.Append(child);
-    parent.Append(parent);   // appending itself copies first
+    parent.Append(parent); // appending itself copies first
     const std::string once = "    begin <C(1.0)>\n      v 1\n    end\n";
     const std::string twice = once + "        begin <C(1.0)>\n          v 1\n        end\n";
     EXPECT_EQ(std::string(parent.getText()), twice);
     EXPECT_EQ(parent.getPosn(), parent.getLen());
 
-    FBuff big;   // many appends across the 4,096-byte steps keep every byte
+    FBuff big; // many appends across the 4,096-byte steps keep every byte
     std::string expect;
     for (int i = 0; i < 20000; ++i) {
         const std::string piece = "line " + std::to_string(i);
@@ -168,8 +168,8 @@ TEST_F(FBuffTest, SaveFileReplacesWholeOrNotAtAll)
     EXPECT_EQ(ReadAll(path), "begin <P(1.0)>\nend\nmore\n");
     struct stat st;
     ASSERT_EQ(stat(path.c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0640u);   // permissions survive the replacement
-    EXPECT_EQ(FilesIn(dir), 1);   // no temporary file left behind
+    EXPECT_EQ(st.st_mode & 0777, 0640u); // permissions survive the replacement
+    EXPECT_EQ(FilesIn(dir), 1);          // no temporary file left behind
 
     // A write that fails half way (file size limit: the same path as a full disk).
     std::string huge(1 << 20, 'z');

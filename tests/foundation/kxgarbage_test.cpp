@@ -55,12 +55,12 @@ TEST(KXGarbageCollectorTest, FreesLiveRegistrationsWhenArmed)
         EXPECT_TRUE(gc.IsArmed());
         gc.RegisterPointer(single);
         gc.RegisterArray(array);
-        gc.RegisterPointer(twice);    // twice ...
+        gc.RegisterPointer(twice); // twice ...
         gc.RegisterPointer(twice);
-        gc.UnregisterPointer(twice);  // ... and once back: still freed once
-        gc.UnregisterPointer(&unknown);   // unknown: ignored
-        gc.UnregisterArray(single);       // not an array registration: ignored
-        for (char *&p : many) {           // beyond one block of records
+        gc.UnregisterPointer(twice);    // ... and once back: still freed once
+        gc.UnregisterPointer(&unknown); // unknown: ignored
+        gc.UnregisterArray(single);     // not an array registration: ignored
+        for (char *&p : many) {         // beyond one block of records
             p = new char[4];
             gc.RegisterArray(p);
         }

@@ -62,7 +62,7 @@ TEST(ListTest, IndexingAndWalking)
     for (int i = 1; i <= 10; ++i)
         list.append(i * 10);
     EXPECT_EQ(list.size(), 10);
-    EXPECT_EQ(list.get_idx(), 0);   // append leaves the current position alone
+    EXPECT_EQ(list.get_idx(), 0); // append leaves the current position alone
     for (int i : {7, 1, 10, 5, 6, 2, 9, 9, 3})
         EXPECT_EQ(list[i], i * 10);
     EXPECT_EQ(list.get_idx(), 3);
@@ -99,16 +99,16 @@ TEST(ListTest, IndexingAndWalking)
 TEST(ListTest, CurrentPositionAfterInsertAndErase)
 {
     List<std::string> list;
-    list.insert(std::string("x"));   // at the current position of an empty list
+    list.insert(std::string("x")); // at the current position of an empty list
     EXPECT_EQ(State(list), "x @1 x");
-    list.insert(2, "z");             // count + 1 appends
+    list.insert(2, "z"); // count + 1 appends
     EXPECT_EQ(State(list), "xz @2 z");
     list.insert(2, "y");
     EXPECT_EQ(State(list), "xyz @2 y");
     list.set_idx(1);
-    list.insert(std::string("w"));   // before the current element, index unchanged
+    list.insert(std::string("w")); // before the current element, index unchanged
     EXPECT_EQ(State(list), "wxyz @1 w");
-    list.set_idx(5);                 // count + 1: at the end
+    list.set_idx(5); // count + 1: at the end
     list.insert(std::string("!"));
     EXPECT_EQ(State(list), "wxyz! @5 !");
 
@@ -117,7 +117,7 @@ TEST(ListTest, CurrentPositionAfterInsertAndErase)
     EXPECT_EQ(State(list), "bcde @1 b");
     list.erase(2);
     EXPECT_EQ(State(list), "bde @2 d");
-    list.erase(3);                   // the last: one past the end, nothing current
+    list.erase(3); // the last: one past the end, nothing current
     EXPECT_EQ(State(list), "bd @3");
     EXPECT_EQ(list.incr_idx(), 0);
     list.set_idx(2);
@@ -156,7 +156,7 @@ TEST(ListTest, MoveAndReverse)
     EXPECT_EQ(list.last_cpt(), "a");
     EXPECT_EQ(list[1], "c");
     list.set_idx(0);
-    list.reverse();                  // out of range stays out of range
+    list.reverse(); // out of range stays out of range
     EXPECT_EQ(State(list), "abc @4");
     EXPECT_EQ(list.decr_idx(), 1);
     EXPECT_EQ(list.curr_cpt(), "c");
@@ -191,7 +191,7 @@ TEST(ListTest, AssignmentReusesRecordsAndResetsCurrent)
     EXPECT_EQ(longer.last_cpt(), 8);
     EXPECT_EQ(longer[1], 7);
     ProbeList<int> &alias = longer;
-    longer = alias;                  // self-assignment changes nothing
+    longer = alias; // self-assignment changes nothing
     EXPECT_EQ(longer.get_idx(), 1);
 
     List<int> copy(two);
@@ -203,7 +203,7 @@ TEST(ListTest, AssignmentReusesRecordsAndResetsCurrent)
     EXPECT_EQ(moved.get_idx(), 1);
     EXPECT_EQ(moved.last_cpt(), 8);
     EXPECT_EQ(copy.size(), 0);
-    copy.append(1);   // a moved-from list is an empty, usable list
+    copy.append(1); // a moved-from list is an empty, usable list
     EXPECT_EQ(copy[1], 1);
 }
 

@@ -27,18 +27,29 @@ std::pair<T, int> Scan(T (*reader)(const char *, int &), const char *text)
 TEST(KXNumTextTest, WriteFormats)
 {
     const std::pair<KXString, const char *> written[] = {
-        {numtoA(-12), "-12"}, {numtoA(0.1), "0.1"}, {numtoA(1.0 / 3), "0.3333333333333333"},
-        {numtoA(1e300), "1e+300"}, {numtoA(2.5f), "2.5"}, {numtoA(1.0f / 3), "0.333333"},
-        {numtoA(cx(1.5, -0.25)), "(1.5,-0.25)"}, {hexnumtoA(255), "ff"}, {hexnumtoA(-1), "ffffffff"},
-        {kxNumberToString(1.0 / 3), "0.33333333"}, {kxNumberToString(123456789.0), "1.2345679e+08"},
-        {kxNumberToString(1.0f / 3), "0.33333334"}, {kxNumberToString(cx(1, -2)), "(1, -2)"},
-        {kxNumberToString(-7), "-7"}, {kxWriteNumber(1.5), "1.500000"}, {kxWriteNumber(0.25f), "0.250000"},
-        {kxWriteNumber(cx(1, -2)), "(1.000000, -2.000000)"}, {kxWriteNumber(7), "7"},
+        {numtoA(-12), "-12"},
+        {numtoA(0.1), "0.1"},
+        {numtoA(1.0 / 3), "0.3333333333333333"},
+        {numtoA(1e300), "1e+300"},
+        {numtoA(2.5f), "2.5"},
+        {numtoA(1.0f / 3), "0.333333"},
+        {numtoA(cx(1.5, -0.25)), "(1.5,-0.25)"},
+        {hexnumtoA(255), "ff"},
+        {hexnumtoA(-1), "ffffffff"},
+        {kxNumberToString(1.0 / 3), "0.33333333"},
+        {kxNumberToString(123456789.0), "1.2345679e+08"},
+        {kxNumberToString(1.0f / 3), "0.33333334"},
+        {kxNumberToString(cx(1, -2)), "(1, -2)"},
+        {kxNumberToString(-7), "-7"},
+        {kxWriteNumber(1.5), "1.500000"},
+        {kxWriteNumber(0.25f), "0.250000"},
+        {kxWriteNumber(cx(1, -2)), "(1.000000, -2.000000)"},
+        {kxWriteNumber(7), "7"},
         // 16 significant digits: 0.1 + 0.2 (which needs 17) comes back as 0.3.
         {numtoA(0.1 + 0.2), "0.3"}};
     for (const auto &w : written)
         EXPECT_STREQ(w.first, w.second);
-    EXPECT_EQ(atoD(numtoA(1.0 / 3)), 1.0 / 3);   // survives a write and a scan back
+    EXPECT_EQ(atoD(numtoA(1.0 / 3)), 1.0 / 3); // survives a write and a scan back
 }
 
 TEST(KXNumTextTest, ScanningReaders)
@@ -54,7 +65,7 @@ TEST(KXNumTextTest, ScanningReaders)
     EXPECT_EQ(Scan(atoI, "-"), std::make_pair(0, 1));
     EXPECT_EQ(hexatoI("0x1A"), 26);
     EXPECT_EQ(hexatoI("ffffffff"), -1);
-    EXPECT_EQ(Scan(hexatoI, "zz"), std::make_pair(0, 0));   // never reports
+    EXPECT_EQ(Scan(hexatoI, "zz"), std::make_pair(0, 0)); // never reports
     EXPECT_EQ(Scan(atoCx, "(1.5,-2)"), std::make_pair(cx(1.5, -2), 0));
     EXPECT_EQ(Scan(atoCx, " (3, 4) trailing"), std::make_pair(cx(3, 4), 0));
     EXPECT_EQ(Scan(atoCx, "(1,)"), std::make_pair(cx(), 1));
@@ -65,9 +76,17 @@ TEST(KXNumTextTest, StrictDoubleReader)
 {
     // The last five are leniencies kept on purpose: a point alone, a sign and a point, a bare
     // exponent letter, a sign followed by a blank.
-    const std::pair<const char *, double> good[] = {
-        {"  -12.5e-3  ", -0.0125}, {"+7.25", 7.25}, {"1E+2", 100.0}, {".5", 0.5}, {"1e308", 1e308},
-        {"1e-308", 1e-308}, {".", 0.0}, {"-.", 0.0}, {"1e", 1.0}, {"- ", 0.0}, {"3.e", 3.0}};
+    const std::pair<const char *, double> good[] = {{"  -12.5e-3  ", -0.0125},
+                                                    {"+7.25", 7.25},
+                                                    {"1E+2", 100.0},
+                                                    {".5", 0.5},
+                                                    {"1e308", 1e308},
+                                                    {"1e-308", 1e-308},
+                                                    {".", 0.0},
+                                                    {"-.", 0.0},
+                                                    {"1e", 1.0},
+                                                    {"- ", 0.0},
+                                                    {"3.e", 3.0}};
     for (const auto &g : good) {
         double v = 99;
         EXPECT_TRUE(kxStringToNumber(g.first, v)) << '"' << g.first << '"';
@@ -76,9 +95,9 @@ TEST(KXNumTextTest, StrictDoubleReader)
 
     // Failures leave the value alone.
     double v = 99;
-    for (const char *bad : {"", "1 2", "1e309", "1e-309", "--1", "e5", "1.2.3", "+", "-", " ",
-                            "1-", "1e5e", "1ee", "1e+-2", "1x", "\t1", "1 .", "nan", "inf",
-                            "1,5"}) {
+    for (const char *bad :
+         {"",   "1 2",  "1e309", "1e-309", "--1", "e5",  "1.2.3", "+",   "-",   " ",
+          "1-", "1e5e", "1ee",   "1e+-2",  "1x",  "\t1", "1 .",   "nan", "inf", "1,5"}) {
         EXPECT_FALSE(kxStringToNumber(bad, v)) << '"' << bad << '"';
         EXPECT_EQ(v, 99.0) << bad;
     }
@@ -117,8 +136,8 @@ TEST(KXNumTextTest, StrictIntFloatComplexReaders)
     EXPECT_TRUE(kxStringToNumber("  ( 1.5 , -2e3 )  ", z));
     EXPECT_TRUE(DoublesAreEqual(z.real(), 1.5) && DoublesAreEqual(z.imag(), -2000.0));
     z = cx(9, 9);
-    for (const char *bad : {"(1,2", "(1,2)x", "x(1,2)", "x1,2)", "(1)", "(,2)", "(1,)",
-                            "(1,2,3)", "(1 2,3)", "((1,2))", "", "1,2"}) {
+    for (const char *bad : {"(1,2", "(1,2)x", "x(1,2)", "x1,2)", "(1)", "(,2)", "(1,)", "(1,2,3)",
+                            "(1 2,3)", "((1,2))", "", "1,2"}) {
         EXPECT_FALSE(kxStringToNumber(bad, z)) << '"' << bad << '"';
         EXPECT_EQ(z, cx(9, 9)) << bad;
     }

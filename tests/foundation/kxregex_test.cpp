@@ -9,7 +9,10 @@
 
 namespace {
 
-std::string Str(const KXSubString &v) { return std::string(v.Data(), static_cast<size_t>(v.Length())); }
+std::string Str(const KXSubString &v)
+{
+    return std::string(v.Data(), static_cast<size_t>(v.Length()));
+}
 
 /// Position and length of the match Search finds in text.
 std::pair<int, int> Found(const KXRegex &re, const char *text, int start)
@@ -45,12 +48,13 @@ TEST(KXRegexTest, CompileAndSearch)
     EXPECT_FALSE(badCopy.IsValid());
     EXPECT_STREQ(badCopy.Pattern(), "(unclosed");
 
-    EXPECT_EQ(Found(KXRegex("x*"), "abxx", 0), std::make_pair(2, 2));   // empty matches never count
+    EXPECT_EQ(Found(KXRegex("x*"), "abxx", 0), std::make_pair(2, 2)); // empty matches never count
     KXRegex copy;
     copy = KXRegex("hello", true);
     EXPECT_TRUE(copy.IsValid() && copy.IgnoresCase());
     EXPECT_EQ(Found(copy, "say HeLLo", 0).first, 4);
-    EXPECT_EQ(Found(KXRegex("\xe9+"), "a\xe9\xe9", 0), std::make_pair(1, 2));   // high bytes are plain bytes
+    EXPECT_EQ(Found(KXRegex("\xe9+"), "a\xe9\xe9", 0),
+              std::make_pair(1, 2)); // high bytes are plain bytes
 }
 
 TEST(KXRegexTest, StringOverloads)
@@ -75,7 +79,7 @@ TEST(KXRegexTest, StringOverloads)
     EXPECT_EQ(KXString("123").Matches(num), 1);
     EXPECT_EQ(KXString("123a").Matches(num), 0);
     EXPECT_EQ(KXString("a123").Matches(num, 1), 1);
-    EXPECT_EQ(KXString("123a").Matches(num, -2), 1);   // exactly 0 .. 2
+    EXPECT_EQ(KXString("123a").Matches(num, -2), 1); // exactly 0 .. 2
 
     EXPECT_EQ(s.GSub(num, "N"), 3);
     EXPECT_STREQ(s, "x=N, y=N, z=N");

@@ -37,26 +37,26 @@ TEST(KXStreambufTest, CapturesUntilFlushAndRestores)
         stream.flush();
         EXPECT_EQ(received, "[x = 42\n][abc]");
 
-        capture.Open(IntReceiver);   // re-opening detaches first
-        stream << "n" << std::flush << std::flush;   // an empty flush delivers ""
+        capture.Open(IntReceiver);                 // re-opening detaches first
+        stream << "n" << std::flush << std::flush; // an empty flush delivers ""
         EXPECT_EQ(intCalls, 2);
         EXPECT_EQ(received, "[x = 42\n][abc]{n}{}");
         stream << "unflushed";
-        capture.Close();             // unflushed text is dropped, not delivered
+        capture.Close(); // unflushed text is dropped, not delivered
         EXPECT_EQ(received, "[x = 42\n][abc]{n}{}");
         EXPECT_EQ(out.rdbuf(), own);
         stream << "direct";
 
-        capture.Open(VoidReceiver);  // re-opening drops what the last receiver did not get
+        capture.Open(VoidReceiver); // re-opening drops what the last receiver did not get
         stream << "left over";
         capture.Open(IntReceiver);
         stream << std::flush;
         EXPECT_EQ(received, "[x = 42\n][abc]{n}{}{}");
-        capture.Open();              // no receiver: text is dropped
+        capture.Open(); // no receiver: text is dropped
         stream << "dropped" << std::flush;
         EXPECT_EQ(received, "[x = 42\n][abc]{n}{}{}");
         stream << std::string(10000, 'z');
-    }                                // the destructor closes
+    } // the destructor closes
     EXPECT_EQ(out.rdbuf(), own);
     EXPECT_EQ(stream.str(), "direct");
 }

@@ -43,13 +43,24 @@ TEST_F(TextBlockTest, HeaderFormatsAndNameLimits)
 
     // Headers read exactly as the C scan patterns of the format read them: names cut to 255
     // characters, types to 31, a missing version reads as 0.0, an empty name as none.
-    std::vector<std::string> headers = {
-        "begin <Xy> \"a b\"", "begin < T (-3.+12 )> \"\"", "begin <Ab(1.2)> \"x\"",
-        "begin <A b(1 . 2)>", "begin <(1.2)>", "begin <Ab(1.)>", "begin <Ab(x.2)>",
-        "begin <Ab(1.2)>\"n\"", "begin <>", "begin <Ab(1.2)", "begin <Ab(-0.7)",
-        "begin  <  T(-3.+12)> \"a\"b\"", "BEGIN <T(99999999999.-99999999999)>",
-        "begin <T(1.2)> x \"n\"", "begin", "begin\t<\tT(\t4.\t5)>\t\"\tn\""};
-    headers.push_back("  Begin <" + std::string(40, 't') + "(3.4)> \"" + std::string(300, 'n') + "\"");
+    std::vector<std::string> headers = {"begin <Xy> \"a b\"",
+                                        "begin < T (-3.+12 )> \"\"",
+                                        "begin <Ab(1.2)> \"x\"",
+                                        "begin <A b(1 . 2)>",
+                                        "begin <(1.2)>",
+                                        "begin <Ab(1.)>",
+                                        "begin <Ab(x.2)>",
+                                        "begin <Ab(1.2)>\"n\"",
+                                        "begin <>",
+                                        "begin <Ab(1.2)",
+                                        "begin <Ab(-0.7)",
+                                        "begin  <  T(-3.+12)> \"a\"b\"",
+                                        "BEGIN <T(99999999999.-99999999999)>",
+                                        "begin <T(1.2)> x \"n\"",
+                                        "begin",
+                                        "begin\t<\tT(\t4.\t5)>\t\"\tn\""};
+    headers.push_back("  Begin <" + std::string(40, 't') + "(3.4)> \"" + std::string(300, 'n') +
+                      "\"");
     for (const std::string &h : headers) {
         const std::string line = h + "\n";
         char angle[256] = {}, name[256] = {}, type[32] = {};
@@ -64,13 +75,13 @@ TEST_F(TextBlockTest, HeaderFormatsAndNameLimits)
         EXPECT_EQ(Str(tb.getName()), fields >= 2 ? name : "(null)") << h;
     }
 
-    EXPECT_FALSE(tb.LoadBlock("begin<Ab(1.0)>\nend\n"));   // first word is "begin<Ab(1.0)>"
+    EXPECT_FALSE(tb.LoadBlock("begin<Ab(1.0)>\nend\n")); // first word is "begin<Ab(1.0)>"
     EXPECT_FALSE(tb.LoadBlock("beginning <Ab(1.0)>\nend\n"));
     EXPECT_FALSE(tb.LoadBlock(""));
     EXPECT_FALSE(tb.Loaded());
     EXPECT_EQ(int(error), 0);
 
-    TextBlock w;   // setHeader replaces the header line in place
+    TextBlock w; // setHeader replaces the header line in place
     w.StartWrite(kAb, "old");
     w.WriteLine("v 1");
     w.EndWrite();
@@ -107,17 +118,17 @@ TEST_F(TextBlockTest, NestingIgnoresCaseAndEndsEarly)
     ASSERT_TRUE(inner.LoadBlock(outer));
     EXPECT_STREQ(inner.getType(), "X");
     EXPECT_TRUE(outer.EOB());
-    EXPECT_FALSE(inner.LoadBlock(outer));   // at the closing line: no block, no error
+    EXPECT_FALSE(inner.LoadBlock(outer)); // at the closing line: no block, no error
     EXPECT_EQ(int(error), 0);
 
     // The source skipped the comment and blank line after the block.
     ASSERT_TRUE(outer.LoadBlock(src));
-    EXPECT_STREQ(outer.getText(), "begin <Ab(1.1)>\n  end of story\n");   // "end" ends it early
+    EXPECT_STREQ(outer.getText(), "begin <Ab(1.1)>\n  end of story\n"); // "end" ends it early
     const uint32_t at = src.getPosn();
-    EXPECT_FALSE(outer.LoadBlock(src));   // "more" is not a header: the source stays put
+    EXPECT_FALSE(outer.LoadBlock(src)); // "more" is not a header: the source stays put
     EXPECT_EQ(src.getPosn(), at);
 
-    src.setPosn(0);   // leading blanks dropped while loading: nested blocks are still found
+    src.setPosn(0); // leading blanks dropped while loading: nested blocks are still found
     src.SkipWhitespace(true);
     ASSERT_TRUE(outer.LoadBlock(src));
     EXPECT_STREQ(outer.getText(), "begin <Ab(1.0)>\nBEGIN <X(1.0)>\nend\nEnd\n");
@@ -137,7 +148,7 @@ TEST_F(TextBlockTest, NestedLoadsAgreeWithScan)
                                "  b\n  begin <C(2.0)>\n    END\n  end\nend\n"));
     ASSERT_TRUE(root.StartRead(TBlockSig{"R", 1, 0}));
     auto agree = [](TextBlock &parent, uint32_t at) {
-        FBuff plain(parent);   // a plain buffer: always scanned
+        FBuff plain(parent); // a plain buffer: always scanned
         plain.SkipComments(true);
         TextBlock fast, scanned;
         parent.setPosn(at);
@@ -152,10 +163,10 @@ TEST_F(TextBlockTest, NestedLoadsAgreeWithScan)
         return loaded;
     };
     int loads = 0;
-    for (int pass = 0; pass < 2; ++pass)   // forward, then again after going back
+    for (int pass = 0; pass < 2; ++pass) // forward, then again after going back
         for (uint32_t at = 0; at < root.getLen(); ++at)
             loads += agree(root, at) && (at == 0 || root.getText()[at - 1] == '\n');
-    EXPECT_EQ(loads, 2 * 5);   // from line starts: the root itself, A, B, A, C
+    EXPECT_EQ(loads, 2 * 5); // from line starts: the root itself, A, B, A, C
 
     root.GotoBody();
     TextBlock a, b;
@@ -164,7 +175,7 @@ TEST_F(TextBlockTest, NestedLoadsAgreeWithScan)
     ASSERT_TRUE(a.StartRead(TBlockSig{"A", 1, 0}));
     ASSERT_TRUE(b.LoadBlock(a));
     EXPECT_STREQ(b.getText(), "    begin <B(1.0)>\n    x begin\n    end\n");
-    a.setHeader(TBlockSig{"Longer", 1, 0}, "renamed");   // moves the nested block
+    a.setHeader(TBlockSig{"Longer", 1, 0}, "renamed"); // moves the nested block
     a.GotoBody();
     ASSERT_TRUE(b.LoadBlock(a));
     EXPECT_STREQ(b.getText(), "    begin <B(1.0)>\n    x begin\n    end\n");
@@ -179,14 +190,13 @@ TEST_F(TextBlockTest, MissingEndPutsSourceBack)
     src.setPosn(2);
     TextBlock tb;
     EXPECT_FALSE(tb.LoadBlock(src));
-    EXPECT_STREQ(error.chars(),
-                 "Missing \"end\" in block beginning\r\nbegin <Ab(1.0)> \"n\"\r\n");
+    EXPECT_STREQ(error.chars(), "Missing \"end\" in block beginning\r\nbegin <Ab(1.0)> \"n\"\r\n");
     EXPECT_EQ(src.getPosn(), 2u);
     EXPECT_FALSE(tb.Loaded());
     error.reset();
 
     const std::string hugeHeader = "begin <" + std::string(1 << 20, 'h') + ">\n";
-    EXPECT_FALSE(tb.LoadBlock(hugeHeader.c_str()));   // quoted cut short, not overrun
+    EXPECT_FALSE(tb.LoadBlock(hugeHeader.c_str())); // quoted cut short, not overrun
     EXPECT_THAT(error.chars(), StartsWith("Missing \"end\" in block beginning\r\nbegin <hhh"));
     EXPECT_LT(std::strlen(error.chars()), size_t(Error::TextSize));
 }
@@ -230,18 +240,20 @@ TEST_F(TextBlockTest, HugeLineAndDeepNestingLoad)
 
     // A view outlives its parent, and changing either leaves the other as it was.
     auto parent = std::make_unique<TextBlock>();
-    ASSERT_TRUE(parent->LoadBlock("begin <P(1.0)>\n  begin <C(1.0)> \"c\"\n    x\n  end\ny\nend\n"));
+    ASSERT_TRUE(
+        parent->LoadBlock("begin <P(1.0)>\n  begin <C(1.0)> \"c\"\n    x\n  end\ny\nend\n"));
     ASSERT_TRUE(parent->StartRead(TBlockSig{"P", 1, 0}));
     TextBlock child, grandchild;
     ASSERT_TRUE(child.LoadBlock(*parent));
     EXPECT_STREQ(child.getText(), "  begin <C(1.0)> \"c\"\n    x\n  end\n");
-    EXPECT_FALSE(child.LoadBlock(*parent));   // past the child: "y" is no block
+    EXPECT_FALSE(child.LoadBlock(*parent)); // past the child: "y" is no block
     EXPECT_FALSE(child.Loaded());
     parent->GotoBody();
     ASSERT_TRUE(child.LoadBlock(*parent));
     TextBlock copy(child);
     parent->setHeader(TBlockSig{"Q", 2, 0}, nullptr);
-    EXPECT_STREQ(parent->getText(), "begin <Q(2.0)>\n  begin <C(1.0)> \"c\"\n    x\n  end\ny\nend\n");
+    EXPECT_STREQ(parent->getText(),
+                 "begin <Q(2.0)>\n  begin <C(1.0)> \"c\"\n    x\n  end\ny\nend\n");
     parent.reset();
     ASSERT_TRUE(child.StartRead(TBlockSig{"C", 1, 0}));
     EXPECT_EQ(Str(child.gets()), "    x\n");
@@ -252,11 +264,11 @@ TEST_F(TextBlockTest, HugeLineAndDeepNestingLoad)
     ASSERT_TRUE(grandchild.LoadBlock("begin <G(1.0)>\n  begin <H(1.0)>\n  end\nend\n"));
     ASSERT_TRUE(grandchild.StartRead(TBlockSig{"G", 1, 0}));
     ASSERT_TRUE(child.LoadBlock(grandchild));
-    ASSERT_TRUE(child.LoadBlock(child.getText()));   // its own (viewed) text
+    ASSERT_TRUE(child.LoadBlock(child.getText())); // its own (viewed) text
     EXPECT_STREQ(child.getType(), "H");
     grandchild.unalloc();
     EXPECT_STREQ(child.getText(), "  begin <H(1.0)>\n  end\n");
-    auto file = std::make_unique<FBuff>();   // a block loaded from a file buffer views it too
+    auto file = std::make_unique<FBuff>(); // a block loaded from a file buffer views it too
     file->Append("begin <F(1.0)>\nz\nend\nrest\n");
     file->setPosn(0);
     ASSERT_TRUE(child.LoadBlock(*file));
@@ -288,12 +300,12 @@ TEST_F(TextBlockTest, CommentCarryOver)
     tb.StartWrite(kAb, "n");
     tb.WriteLine("a 5");
     EXPECT_EQ(tb.writeline("b %d", 6), 3);
-    tb.WriteLine("c 7");   // more lines than before: plain newlines
+    tb.WriteLine("c 7"); // more lines than before: plain newlines
     tb.EndWrite();
     EXPECT_STREQ(tb.getText(), "begin <Ab(1.2)> \"n\"\n  // kept after the header\n  a 5// first\n"
                                "  // between\n  b 6\n  c 7\nend\n");
 
-    TextBlock fresh;   // an empty block takes its comments from the given previous text
+    TextBlock fresh; // an empty block takes its comments from the given previous text
     fresh.StartWrite(kAb, nullptr, "begin <Ab(1.2)>\n   x 0   // why\nend\n");
     fresh.WriteLine("x 1");
     fresh.EndWrite();
@@ -366,11 +378,12 @@ TEST_F(TextBlockTest, VersionPredicates)
     const TBlockSig anyMinor{"V", 1, -1}, v13{"V", 1, 3};
     for (const auto &row : rows) {
         ASSERT_TRUE(tb.LoadBlock((std::string("begin <V(") + row.version + ")>\nend\n").c_str()));
-        const std::string answers = {tb.IsVersion(1, -1) ? 'V' : '-', tb.IsVersion(1, 3) ? 'V' : '-',
-                                     tb.IsVersion(1, 3, 5) ? 'V' : '-', tb.IsAfterVersion(1, 3) ? 'A' : '-',
-                                     tb.VersionAtLeast(1, 3) ? 'L' : '-', tb.IsBeforeVersion(1, 3) ? 'B' : '-'};
+        const std::string answers = {
+            tb.IsVersion(1, -1) ? 'V' : '-',     tb.IsVersion(1, 3) ? 'V' : '-',
+            tb.IsVersion(1, 3, 5) ? 'V' : '-',   tb.IsAfterVersion(1, 3) ? 'A' : '-',
+            tb.VersionAtLeast(1, 3) ? 'L' : '-', tb.IsBeforeVersion(1, 3) ? 'B' : '-'};
         EXPECT_EQ(answers, row.answers) << row.version;
-        EXPECT_EQ(tb.IsVersion(anyMinor), answers[0] == 'V') << row.version;   // signature forms
+        EXPECT_EQ(tb.IsVersion(anyMinor), answers[0] == 'V') << row.version; // signature forms
         EXPECT_EQ(tb.IsVersion(v13), answers[1] == 'V') << row.version;
         EXPECT_EQ(tb.IsAfterVersion(v13), answers[3] == 'A') << row.version;
         EXPECT_EQ(tb.IsBeforeVersion(v13), answers[5] == 'B') << row.version;
@@ -383,10 +396,11 @@ TEST_F(TextBlockTest, StartReadAndChecks)
 {
     TextBlock tb;
     EXPECT_FALSE(tb.StartRead(kAb));
-    EXPECT_THAT(error.chars(), StartsWith("Code Error: TextBlock::LoadBlock not called?\nAt kxutils:"));
+    EXPECT_THAT(error.chars(),
+                StartsWith("Code Error: TextBlock::LoadBlock not called?\nAt kxutils:"));
     EXPECT_EQ(int(error), 507);
     error.reset();
-    ASSERT_TRUE(tb.LoadBlock("begin <Ab(-1.-1)>\nend\n"));   // version -1.-1: "unknown"
+    ASSERT_TRUE(tb.LoadBlock("begin <Ab(-1.-1)>\nend\n")); // version -1.-1: "unknown"
     EXPECT_FALSE(tb.CheckStartRead(TBlockSig{"Ab", -1, -1}));
     EXPECT_EQ(int(error), 507);
     EXPECT_EQ(GetSyntaxErrCount(), 0);
@@ -399,12 +413,12 @@ TEST_F(TextBlockTest, StartReadAndChecks)
         error.reset();
     };
     EXPECT_FALSE(tb.StartRead(TBlockSig{"Cd", 1, 7}));
-    EXPECT_FALSE(tb.StartRead(kAb));   // an error is pending: nothing happens
+    EXPECT_FALSE(tb.StartRead(kAb)); // an error is pending: nothing happens
     takeError("Expected \"begin <Cd(?.?)>\"");
     EXPECT_FALSE(tb.StartRead(kAb));
     takeError("Expected version (1.2)");
     EXPECT_TRUE(tb.StartRead(kAb, false));
-    EXPECT_TRUE(tb.StartRead(TBlockSig{"ab", 1, -1}));   // leading comments are skipped
+    EXPECT_TRUE(tb.StartRead(TBlockSig{"ab", 1, -1})); // leading comments are skipped
     EXPECT_EQ(tb.getNBodyLines(), 2);
     EXPECT_EQ(Str(tb.gets()), "  one\n");
     EXPECT_EQ(Str(tb.gets()), "  two\n");
@@ -412,7 +426,7 @@ TEST_F(TextBlockTest, StartReadAndChecks)
     tb.EndRead();
     EXPECT_EQ(tb.getPosn(), tb.getLen());
 
-    TextBlock comments;   // a body of comments only has no lines in skip-comments mode
+    TextBlock comments; // a body of comments only has no lines in skip-comments mode
     ASSERT_TRUE(comments.LoadBlock("begin <Ab(1.2)>\n  // a\n  // b\nend\n"));
     ASSERT_TRUE(comments.StartRead(kAb));
     EXPECT_EQ(comments.getNBodyLines(), 0);
@@ -424,7 +438,7 @@ TEST_F(TextBlockTest, StartReadAndChecks)
     EXPECT_FALSE(tb.eCheckVersion(1, 2, 6));
     takeError("Expected version (1.6)");
     EXPECT_FALSE(tb.eCheckSig(TBlockSig{"Zz", 3, 4}));
-    EXPECT_FALSE(tb.eCheckSig(TBlockSig{"Ab", 1, 7}));   // pending error: no check at all
+    EXPECT_FALSE(tb.eCheckSig(TBlockSig{"Ab", 1, 7})); // pending error: no check at all
     takeError("Expected \"begin <Zz(3.4)>\"");
     EXPECT_FALSE(tb.eCheckSig(TBlockSig{"AB", 1, 3}));
     takeError("Expected block version (1.3)");
@@ -439,12 +453,13 @@ TEST_F(TextBlockTest, CheckStartReadCountsSyntaxErrors)
     EXPECT_FALSE(tb.CheckStartRead(TBlockSig{"Cd", 1, 7}));
     EXPECT_FALSE(tb.CheckStartRead(TBlockSig{"Ab", 2, -1}));
     EXPECT_FALSE(tb.CheckStartRead(TBlockSig{"Ab", 1, 6}));
-    EXPECT_EQ(gPrinted, "Unexpected type in block beginning: begin <Ab(1.7)>   required type: Cd\n"
-                        "Unexpected version in block beginning: begin <Ab(1.7)>   required version: 2.-1\n"
-                        "Unexpected version in block beginning: begin <Ab(1.7)>   required version: 1.6\n");
+    EXPECT_EQ(gPrinted,
+              "Unexpected type in block beginning: begin <Ab(1.7)>   required type: Cd\n"
+              "Unexpected version in block beginning: begin <Ab(1.7)>   required version: 2.-1\n"
+              "Unexpected version in block beginning: begin <Ab(1.7)>   required version: 1.6\n");
     EXPECT_TRUE(GetSyntaxErrFlag());
     EXPECT_EQ(GetSyntaxErrCount(), 3);
-    EXPECT_EQ(int(error), 0);   // syntax errors do not touch the error record
+    EXPECT_EQ(int(error), 0); // syntax errors do not touch the error record
     EXPECT_TRUE(tb.CheckStartRead(TBlockSig{"Ab", 1, 6}, false));
     EXPECT_EQ(Str(tb.gets()), "  x\n");
     ResetSyntaxErrFlag();
@@ -481,8 +496,7 @@ TEST_F(TextBlockTest, CheckSignature)
     std::fclose(f);
     error.reset();
     f = std::tmpfile();
-    EXPECT_EQ(checksig(f, "kxProj(4.0)", "empty.prj"), 1);   // no first line: wrong file
+    EXPECT_EQ(checksig(f, "kxProj(4.0)", "empty.prj"), 1); // no first line: wrong file
     EXPECT_EQ(int(error), 1);
     std::fclose(f);
 }
-

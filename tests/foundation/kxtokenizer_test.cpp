@@ -54,9 +54,9 @@ TEST(KXTokenizerTest, SplitsAtDelimitersWithoutEmptyTokens)
         KXStringTokenizer t(text, delimiters, returnDelims);
         EXPECT_EQ(t.CountTokens(), static_cast<int>(tokens.size())) << text;
         EXPECT_EQ(All(t), tokens) << text;
-        EXPECT_STREQ(t.GetNextToken(), "");   // nothing left: the empty string
+        EXPECT_STREQ(t.GetNextToken(), ""); // nothing left: the empty string
     }
-    KXStringTokenizer blanks("  one two\tthree\r\n");   // blanks, tabs, returns, line feeds
+    KXStringTokenizer blanks("  one two\tthree\r\n"); // blanks, tabs, returns, line feeds
     EXPECT_EQ(All(blanks), (V{"one", "two", "three"}));
 }
 
@@ -67,7 +67,7 @@ TEST(KXTokenizerTest, CopyKeepsListAndCursor)
     KXStringTokenizer copy(t);
     EXPECT_EQ(copy.CountRemaining(), 2);
     EXPECT_STREQ(copy.GetNextToken(), "b");
-    EXPECT_STREQ(t.GetNextToken(), "b");   // the original's cursor is its own
+    EXPECT_STREQ(t.GetNextToken(), "b"); // the original's cursor is its own
     t = copy;
     EXPECT_STREQ(t.GetNextToken(), "c");
     EXPECT_EQ(t.CountRemaining(), 0);
@@ -84,7 +84,7 @@ TEST(KXTokenizerTest, SliceupByTemplate)
         {"name = value;", "% %= %;", {"", "name", "", " value"}},
         {"a,  b", "%,%", {"", "a", "  b"}},
         {"a   b", "% %", {"", "a", "b"}},
-        {"x;y:z", "%:;%:;%", {"", "x", "y", "z"}},   // the first end character met ends it
+        {"x;y:z", "%:;%:;%", {"", "x", "y", "z"}}, // the first end character met ends it
         // Brackets of the opening kind nest; other kinds do not count; quotes hide ends; an
         // unclosed bracket runs to the end of the line.
         {"f(a,(b,c)),g", "%,%", {"", "f(a,(b,c))", "g"}},

@@ -41,7 +41,7 @@ TEST(CMDPointTest, CoordinatesAreParameters)
     KXPolygon poly;
     ASSERT_TRUE(poly.ParseString("0,0,2,0,2,2,0,2"));
     EXPECT_FALSE(poly.Contains(kxPoint(2.5, 1.5)));
-    kxParameter<double> &corner = poly.points[3].x;   // (2,2)
+    kxParameter<double> &corner = poly.points[3].x; // (2,2)
     const unsigned long before = kxCoordParameter::Writes();
     corner.SetValue(3.0);
     EXPECT_GT(kxCoordParameter::Writes(), before);
@@ -51,7 +51,7 @@ TEST(CMDPointTest, CoordinatesAreParameters)
     KXString moved("3");
     ASSERT_TRUE(corner.Read(nullptr, moved));
     EXPECT_TRUE(poly.Contains(kxPoint(2.5, 1.5)));
-    corner *= 0.5;                                     // 1.5
+    corner *= 0.5; // 1.5
     EXPECT_FALSE(poly.Contains(kxPoint(1.8, 1.5)));
     corner.CopyFrom(nullptr, kxParameter<double>(2.0));
     EXPECT_TRUE(poly.Contains(kxPoint(1.8, 1.5)));
@@ -67,7 +67,7 @@ TEST_F(CMDPointListTest, PointListKeepsParentsAndCountsChanges)
     list.append(CMDPoint(1, 2));
     list.insert(1, CMDPoint(0, 0));
     list.set_idx(3);
-    list.insert(CMDPoint(5, 5));   // at the end: the current index was one past it
+    list.insert(CMDPoint(5, 5)); // at the end: the current index was one past it
     ASSERT_EQ(list.size(), 3);
     for (int i = 1; i <= 3; ++i)
         EXPECT_EQ(list[i].GetParent(), &owner);
@@ -93,7 +93,7 @@ TEST_F(CMDPointListTest, PointListKeepsParentsAndCountsChanges)
     EXPECT_EQ(static_cast<kxPoint>(view[1]), kxPoint(5, 5));
     list.reverse();
     EXPECT_EQ(static_cast<kxPoint>(view[1]), kxPoint(9, 2));
-    EXPECT_EQ(list.Pointers().front(), &view[1]);   // refreshed after the change
+    EXPECT_EQ(list.Pointers().front(), &view[1]); // refreshed after the change
 
     CMDPointList copy(list);
     EXPECT_EQ(copy.GetParent(), nullptr);
@@ -111,12 +111,12 @@ TEST_F(CMDPointListTest, PointListKeepsParentsAndCountsChanges)
     poly.points[2].x = 4.0;
     EXPECT_TRUE(poly.Contains(kxPoint(2.5, 0.5)));
     poly.points.erase(2);
-    EXPECT_FALSE(poly.Contains(kxPoint(1.5, 0.2)));   // now the triangle (0,0) (2,2) (0,2)
+    EXPECT_FALSE(poly.Contains(kxPoint(1.5, 0.2))); // now the triangle (0,0) (2,2) (0,2)
     EXPECT_TRUE(poly.Contains(kxPoint(0.5, 1.5)));
 
     // A reference taken before a query and written through after it: every query sees the
     // current values, whatever the write path.
-    CMDPoint &kept = poly.points[2];                  // (2,2)
+    CMDPoint &kept = poly.points[2]; // (2,2)
     EXPECT_FALSE(poly.Contains(kxPoint(2.5, 1.9)));
     kept.x = 3.0;
     EXPECT_TRUE(poly.Contains(kxPoint(2.5, 1.9)));

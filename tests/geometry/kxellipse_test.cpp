@@ -8,7 +8,7 @@ using KXEllipseTest = ShapeFixture;
 TEST_F(KXEllipseTest, EllipseContainmentAndToleranceRule)
 {
     KXEllipse e;
-    e.setSize(4, 2);   // semi-axes 2 and 1
+    e.setSize(4, 2); // semi-axes 2 and 1
     EXPECT_TRUE(e.Contains(kxPoint(2, 0)));
     EXPECT_TRUE(e.Contains(kxPoint(0, -1)));
     EXPECT_TRUE(e.Contains(kxPoint(1, 0.8)));
@@ -23,7 +23,7 @@ TEST_F(KXEllipseTest, EllipseContainmentAndToleranceRule)
     EXPECT_FALSE(onB);
     EXPECT_FALSE(e.Contains(kxPoint(2 + 3 * tol, 0), tol, onB));
     EXPECT_FALSE(onB);
-    EXPECT_TRUE(e.Contains(kxPoint(0, 1 - tol / 2), tol, onB));   // inside, near the rim
+    EXPECT_TRUE(e.Contains(kxPoint(0, 1 - tol / 2), tol, onB)); // inside, near the rim
     EXPECT_TRUE(onB);
     // Negative tol: onBoundary only for exactly q == 1.
     EXPECT_TRUE(e.Contains(kxPoint(2, 0), -1, onB));

@@ -16,12 +16,12 @@ TEST(KXLineShapeIntersectionsTest, ClosedIntervalsAndSetOperands)
 {
     kxLineShapeIntersections s;
     s.Add(5, 6);
-    s.Add(2, 1);   // either order
-    s.Add(2, 3);   // touching intervals merge
+    s.Add(2, 1); // either order
+    s.Add(2, 3); // touching intervals merge
     EXPECT_EQ(Bounds({1, 3, 5, 6}), s.GetBoundaries());
-    s.Remove(0, 1);   // removing up to a boundary leaves it
+    s.Remove(0, 1); // removing up to a boundary leaves it
     EXPECT_EQ(Bounds({1, 3, 5, 6}), s.GetBoundaries());
-    s.Intersect(6, 9);   // only a touching point is common: nothing left
+    s.Intersect(6, 9); // only a touching point is common: nothing left
     EXPECT_EQ(0, s.GetNumIntersections());
 
     kxLineShapeIntersections a, b;
@@ -44,9 +44,9 @@ TEST(KXLineShapeIntersectionsTest, ToggleWithTolerance)
     kxLineShapeIntersections s;
     s.Toggle(0, 2);
     s.Toggle(1, 3);
-    s.Toggle(1, 2);   // fills the gap exactly: the shared boundaries cancel
+    s.Toggle(1, 2); // fills the gap exactly: the shared boundaries cancel
     EXPECT_EQ(Bounds({0, 3}), s.GetBoundaries());
-    s.Toggle(3 + 1e-9, 4);   // a gap smaller than tol closes with tol, stays without
+    s.Toggle(3 + 1e-9, 4); // a gap smaller than tol closes with tol, stays without
     EXPECT_EQ(2, s.GetNumIntersections());
     s.Toggle(3 + 1e-9, 4);
     s.Toggle(3 + 1e-9, 4, 1e-6);
@@ -63,15 +63,15 @@ TEST(KXLineShapeIntersectionsTest, CallerStorageAppendAndModes)
     s.Append(2);
     s.Append(4, 3);
     EXPECT_EQ(Bounds({1, 2, 3, 4}), mine);
-    s.Append(7);   // unpaired: not counted, dropped by the next operation
+    s.Append(7); // unpaired: not counted, dropped by the next operation
     EXPECT_EQ(2, s.GetNumIntersections());
     s.Add(2, 3);
     EXPECT_EQ(Bounds({1, 4}), mine);
 
-    kxLineShapeIntersections copy(s);   // a copy owns its own array
+    kxLineShapeIntersections copy(s); // a copy owns its own array
     copy.Add(10, 11);
     EXPECT_EQ(Bounds({1, 4}), mine);
-    s = copy;   // assignment writes into the caller's array
+    s = copy; // assignment writes into the caller's array
     EXPECT_EQ(Bounds({1, 4, 10, 11}), mine);
 
     // A caller's List<double> (from 1) starts the set and follows every change.
@@ -116,17 +116,17 @@ TEST(KXLineShapeIntersectionsTest, RandomOperationsMatchModel)
     std::uniform_int_distribution<int> end(0, kCells), pick(0, 5);
     for (int round = 0; round < 200; ++round) {
         kxLineShapeIntersections s;
-        std::vector<bool> model(kCells, false);   // cell i is [i, i + 1]
+        std::vector<bool> model(kCells, false); // cell i is [i, i + 1]
         for (int step = 0; step < 12; ++step) {
             const int a = end(rng), b = end(rng), op = pick(rng);
             for (int i = 0; i < kCells; ++i) {
                 const bool in = i >= std::min(a, b) && i < std::max(a, b);
                 model[i] = op == 0 || op == 4 ? model[i] || in
-                         : op == 1            ? model[i] && !in
-                         : op == 2            ? model[i] != in
+                           : op == 1          ? model[i] && !in
+                           : op == 2          ? model[i] != in
                                               : model[i] && in;
             }
-            kxLineShapeIntersections other;   // ops 4 and 5 take the interval as a set
+            kxLineShapeIntersections other; // ops 4 and 5 take the interval as a set
             other.Add(a, b);
             switch (op) {
             case 0: s.Add(a, b); break;

@@ -25,7 +25,7 @@ TEST(KXMatrixStackTest, PushPopAndCopies)
     EXPECT_TRUE(st.IsTranslation());
     EXPECT_EQ(st.ToAbs(kxPoint(1.5, -2)), kxPoint(1.5, -2));
     EXPECT_EQ(st.ToObj(kxPoint(1.5, -2)), kxPoint(1.5, -2));
-    EXPECT_EQ(st.ToAbs(400.0), 400.0);   // not even reduced to one turn
+    EXPECT_EQ(st.ToAbs(400.0), 400.0); // not even reduced to one turn
     EXPECT_EQ(st.ToObj(-30.0), -30.0);
 
     st.PushMatrix(90, 1, 0);
@@ -42,7 +42,7 @@ TEST(KXMatrixStackTest, PushPopAndCopies)
     kxMatrixStack copy(st);
     st.PopMatrix();
     ExpectNear(st.ToAbs(kxPoint(0, 0)), 1, 0);
-    ExpectNear(copy.ToAbs(kxPoint(0, 0)), -1, 0);   // the copy is independent
+    ExpectNear(copy.ToAbs(kxPoint(0, 0)), -1, 0); // the copy is independent
     kxMatrixStack assigned;
     assigned = copy;
     ExpectNear(assigned.ToObj(kxPoint(-1, 0)), 0, 0);
@@ -51,7 +51,7 @@ TEST(KXMatrixStackTest, PushPopAndCopies)
     EXPECT_TRUE(st.IsEmpty());
     EXPECT_EQ(st.ToAbs(kxPoint(7, 8)), kxPoint(7, 8));
     error.reset();
-    st.PopMatrix();   // an internal fault, reported and survived
+    st.PopMatrix(); // an internal fault, reported and survived
     EXPECT_EQ(static_cast<int>(error), 507);
     EXPECT_NE(std::strstr(error.chars(), "kxtransform"), nullptr);
     error.reset();

@@ -26,7 +26,7 @@ TEST(KXPlacementTest, PlanesAndMaps)
     EXPECT_EQ(static_cast<double>(xy.x), 3.0);
     EXPECT_EQ(static_cast<double>(xy.y), 4.0);
     EXPECT_EQ(static_cast<double>(xy.z), 0.0);
-    EXPECT_EQ(xy.ToAbs(kxPoint(1, 0)), kxPoint(3, 5));   // exact: Set snaps sin and cos
+    EXPECT_EQ(xy.ToAbs(kxPoint(1, 0)), kxPoint(3, 5)); // exact: Set snaps sin and cos
     ExpectNear(xy.ToObj(kxPoint(3, 5)), 1, 0);
     ExpectNear(xy.ToObj(xy.ToAbs(kxPoint(-2.5, 7))), -2.5, 7);
     EXPECT_EQ(xy.GetOffset(), kxPoint(3, 4));
@@ -68,15 +68,15 @@ TEST(KXPlacementTest, FormulasComparisonAndCopies)
     pl.angle.SetExpression(&ns, "d*45");
     EXPECT_FALSE(pl.AreAllParametersValues());
     ExpectNear(pl.ToAbs(kxPoint(0, 0)), 6, 0);
-    ExpectNear(pl.ToAbs(kxPoint(1, 0)), 6, 1);   // rotated by 90
+    ExpectNear(pl.ToAbs(kxPoint(1, 0)), 6, 1); // rotated by 90
     d->SetValue(0.0);
-    ExpectNear(pl.ToAbs(kxPoint(1, 0)), 1, 0);    // the placement follows the variable
+    ExpectNear(pl.ToAbs(kxPoint(1, 0)), 1, 0); // the placement follows the variable
 
     KXPlacement same(pl);
     EXPECT_TRUE(same == pl);
     KXPlacement rebound;
     rebound.CopyFrom(&other, pl);
-    EXPECT_TRUE(rebound == pl);   // same formulas
+    EXPECT_TRUE(rebound == pl); // same formulas
     ExpectNear(rebound.ToAbs(kxPoint(0, 0)), -15, 0);
     KXPlacement frozen;
     frozen.CopyFrom(nullptr, pl);
@@ -86,7 +86,7 @@ TEST(KXPlacementTest, FormulasComparisonAndCopies)
 
     KXPlacement a(1, 2, 30, 1), b(1, 2, 30, 1), c(1, 2, 30, 0);
     EXPECT_TRUE(a == b);
-    EXPECT_TRUE(a != c);   // plane flags differ
+    EXPECT_TRUE(a != c); // plane flags differ
     b = c;
     EXPECT_TRUE(b == c);
     ExpectNear(b.ToAbs(kxPoint(0, 0)), 1, 2);

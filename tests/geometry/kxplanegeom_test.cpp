@@ -69,8 +69,9 @@ TEST(KXPlaneGeomTest, LinesDistancesAndPicking)
     EXPECT_EQ(a, kxGetNearestPointOnLine(P(-2, -1), a, b));
     EXPECT_EQ(P(5, 5), kxGetNearestPointOnLine(P(9, 1), P(5, 5), P(5, 5)));
     // The pick capsule: along tolerance 0.2 past the ends, across tolerance 0.5 on both sides.
-    const std::vector<std::pair<kxPoint, bool>> picks{{P(2, 0.5), true}, {P(2, -0.5), true},
-        {P(2, 0.6), false}, {P(2, -0.6), false}, {P(4.1, 0), true}, {P(4.3, 0), false}, {P(-0.3, 0), false}};
+    const std::vector<std::pair<kxPoint, bool>> picks{
+        {P(2, 0.5), true}, {P(2, -0.5), true}, {P(2, 0.6), false}, {P(2, -0.6), false},
+        {P(4.1, 0), true}, {P(4.3, 0), false}, {P(-0.3, 0), false}};
     for (const auto &[p, hit] : picks)
         EXPECT_EQ(hit, kxLineIsNearby(p, a, b, 0.2, 0.5)) << p.x << "," << p.y;
 }
@@ -78,8 +79,8 @@ TEST(KXPlaneGeomTest, LinesDistancesAndPicking)
 TEST(KXPlaneGeomTest, AnglesMeansAndDifferences)
 {
     // Mean along the shorter arc; exactly 180 apart takes the second branch.
-    const double means[][3] = {{350, 10, 0}, {10, 350, 0}, {10, 30, 20}, {370, -330, 20},
-                               {-10, 0, 355}, {0, 180, 270}};
+    const double means[][3] = {{350, 10, 0},    {10, 350, 0},  {10, 30, 20},
+                               {370, -330, 20}, {-10, 0, 355}, {0, 180, 270}};
     for (const auto &m : means)
         EXPECT_DOUBLE_EQ(m[2], kxGetMeanDegrees(m[0], m[1])) << m[0] << " " << m[1];
     const double limits[][2] = {{-180, 180}, {540, 180}, {190, -170}, {360, 0}, {-90 + 720, -90}};
@@ -88,19 +89,20 @@ TEST(KXPlaneGeomTest, AnglesMeansAndDifferences)
         EXPECT_NEAR(l[1] * kPi / 180, kxLimitAngle(l[0] * kPi / 180), 1e-12) << l[0];
     }
     EXPECT_TRUE(std::isnan(kxLimitAngle(NAN)));
-    const double differences[][3] = {{350, 10, 20}, {10, 350, -20}, {90, -90, 180}, {-90, 90, 180},
-                                     {179, -179 + 1080, 2}};
+    const double differences[][3] = {
+        {350, 10, 20}, {10, 350, -20}, {90, -90, 180}, {-90, 90, 180}, {179, -179 + 1080, 2}};
     for (const auto &d : differences) {
         EXPECT_NEAR(d[2], kxGetAngleDifferenceDegrees(d[0], d[1]), 1e-12) << d[0] << " " << d[1];
-        EXPECT_NEAR(d[2] * kPi / 180, kxGetAngleDifferenceRadians(d[0] * kPi / 180, d[1] * kPi / 180),
-                    1e-12) << d[0] << " " << d[1];
+        EXPECT_NEAR(d[2] * kPi / 180,
+                    kxGetAngleDifferenceRadians(d[0] * kPi / 180, d[1] * kPi / 180), 1e-12)
+            << d[0] << " " << d[1];
     }
 }
 
 TEST(KXPlaneGeomTest, CurvesCircumferenceAndArcStep)
 {
     EXPECT_DOUBLE_EQ(2 * kPi, kxGetEllipseCircumference(1, 1));
-    EXPECT_NEAR(9.68842109767, kxGetEllipseCircumference(2, 1), 1e-9);   // pi (9 - sqrt(35))
+    EXPECT_NEAR(9.68842109767, kxGetEllipseCircumference(2, 1), 1e-9); // pi (9 - sqrt(35))
     EXPECT_EQ(0.0, kxGetEllipseCircumference(-1, 1));
     EXPECT_EQ(0.0, kxGetEllipseCircumference(1, -1e-300));
     EXPECT_DOUBLE_EQ(0.5, kxGetArcApproximationAngle(4));
@@ -115,17 +117,17 @@ TEST(KXPlaneGeomTest, RectanglesHalfOpenAndRelations)
     EXPECT_FALSE(kxIsPointInRect(unit, P(0.5, 1)));
     EXPECT_TRUE(kxIsPointInRect(unit, 1, 0.5, 0.1));
     EXPECT_TRUE(kxIsPointInRect(unit, P(-0.05, 1.05), 0.1));
-    EXPECT_FALSE(kxIsPointInRect(unit, P(0.5, 1.1), 0.1));   // grown top edge stays outside
+    EXPECT_FALSE(kxIsPointInRect(unit, P(0.5, 1.1), 0.1)); // grown top edge stays outside
     EXPECT_FALSE(kxIsPointInRect(unit, 1, 0.5, -0.1));
     kxRect g = unit;
     kxGrowRect(g, 0.5, 2);
     EXPECT_EQ(kxRect(-0.5, 3, 1.5, -2), g);
 
-    EXPECT_TRUE(kxRangesCollide(0, 1, 1, 2));    // touching ends collide
-    EXPECT_TRUE(kxRangesCollide(2, 3, 0, 10));   // containment
+    EXPECT_TRUE(kxRangesCollide(0, 1, 1, 2));  // touching ends collide
+    EXPECT_TRUE(kxRangesCollide(2, 3, 0, 10)); // containment
     EXPECT_FALSE(kxRangesCollide(0, 1, 1.5, 2));
     const kxRect r(0, 2, 2, 0);
-    EXPECT_TRUE(kxRectsCollide(r, kxRect(2, 3, 3, 2)));   // corner touch
+    EXPECT_TRUE(kxRectsCollide(r, kxRect(2, 3, 3, 2))); // corner touch
     EXPECT_FALSE(kxRectsCollide(r, kxRect(1, 5, 3, 2.5)));
     EXPECT_TRUE(kxRectIsEnclosed(kxRect(0, 2, 1, 1), r));
     EXPECT_FALSE(kxRectIsEnclosed(kxRect(0, 2.5, 1, 1), r));
@@ -133,14 +135,14 @@ TEST(KXPlaneGeomTest, RectanglesHalfOpenAndRelations)
     EXPECT_TRUE(kxIntersectRects(common, r, kxRect(2, 1, 4, -1)));
     EXPECT_EQ(kxRect(2, 1, 2, 0), common);
     EXPECT_FALSE(kxIntersectRects(common, r, kxRect(3, 1, 4, -1)));
-    EXPECT_EQ(kxRect(2, 1, 2, 0), common);   // untouched on failure
+    EXPECT_EQ(kxRect(2, 1, 2, 0), common); // untouched on failure
 
     kxRect acc = kxGetEmptyRect();
     kxAccumulateRect(acc, kxRect(1, 2, 3, 1));
-    kxAccumulateRect(acc, kxRect(5, -1, 4, 0));   // inverted: adds nothing
+    kxAccumulateRect(acc, kxRect(5, -1, 4, 0)); // inverted: adds nothing
     kxAccumulateRect(acc, kxRect(-1, 0.5, 0, -4));
     EXPECT_EQ(kxRect(-1, 2, 3, -4), acc);
-    kxRect basic;   // (0, 0, 0, 0): the basic form keeps the origin in
+    kxRect basic; // (0, 0, 0, 0): the basic form keeps the origin in
     kxAccumulateRectBasic(basic, kxRect(1, 2, 3, 1));
     EXPECT_EQ(kxRect(0, 2, 3, 0), basic);
 }
@@ -151,18 +153,19 @@ TEST(KXPlaneGeomTest, LineClippingAndSortPoints)
     double x1 = -1, y1 = 0.5, x2 = 3, y2 = 0.5;
     EXPECT_TRUE(kxLimitLineToRect(r, x1, y1, x2, y2));
     EXPECT_EQ(std::make_tuple(0.0, 0.5, 2.0, 0.5), std::make_tuple(x1, y1, x2, y2));
-    kxPoint p(-1, -1), q(3, 3);   // diagonal through the corner (0, 0) and out at (1, 1)
+    kxPoint p(-1, -1), q(3, 3); // diagonal through the corner (0, 0) and out at (1, 1)
     EXPECT_TRUE(kxLimitLineToRect(r, p, q));
     ExpectPoints({P(0, 0), P(1, 1)}, {p, q});
     kxPoint in1(0.25, 0.25), in2(1.75, 0.75);
     EXPECT_TRUE(kxLimitLineToRect(r, in1, in2));
-    EXPECT_EQ(kxPointVector({P(0.25, 0.25), P(1.75, 0.75)}), kxPointVector({in1, in2}));   // untouched
+    EXPECT_EQ(kxPointVector({P(0.25, 0.25), P(1.75, 0.75)}),
+              kxPointVector({in1, in2})); // untouched
     EXPECT_FALSE(kxIsLineInRect(r, -1, 2, 3, 2));
-    EXPECT_TRUE(kxIsLineInRect(r, -1, 2, 1, 0));   // touches the corner (0, 1)
+    EXPECT_TRUE(kxIsLineInRect(r, -1, 2, 1, 0)); // touches the corner (0, 1)
     EXPECT_FALSE(kxIsLineInRect(r, 3, 0.5, 3, 0.5));
     EXPECT_TRUE(kxIsLineInRect(r, 1, 0.5, 1, 0.5));
 
-    kxPoint a(3, 1), b(1, 2);   // only the sorted coordinate moves
+    kxPoint a(3, 1), b(1, 2); // only the sorted coordinate moves
     kxSortPoints(a, b, false);
     EXPECT_EQ(kxPointVector({P(1, 1), P(3, 2)}), kxPointVector({a, b}));
     kxSortPoints(a, b, true);
@@ -181,11 +184,11 @@ TEST(KXPlaneGeomTest, PolygonProperties)
 
     const std::vector<std::pair<kxPointVector, bool>> edgeCases{
         {sq, false},
-        {{P(0, 0), P(0, 0), P(2, 0), P(2, 2), P(0, 2), P(0, 0)}, false},   // repeated vertices
-        {{P(0, 0), P(4, 0), P(4, 4), P(2, 1), P(0, 4)}, false},            // concave but simple
-        {{P(0, 0), P(2, 2), P(2, 0), P(0, 2)}, true},                      // bow tie
-        {{P(0, 0), P(4, 0), P(4, 4), P(2, 0), P(0, 4)}, true},             // vertex on another edge
-        {{P(0, 0), P(4, 0), P(2, 0), P(2, 3)}, true}};                     // spike folding back
+        {{P(0, 0), P(0, 0), P(2, 0), P(2, 2), P(0, 2), P(0, 0)}, false}, // repeated vertices
+        {{P(0, 0), P(4, 0), P(4, 4), P(2, 1), P(0, 4)}, false},          // concave but simple
+        {{P(0, 0), P(2, 2), P(2, 0), P(0, 2)}, true},                    // bow tie
+        {{P(0, 0), P(4, 0), P(4, 4), P(2, 0), P(0, 4)}, true},           // vertex on another edge
+        {{P(0, 0), P(4, 0), P(2, 0), P(2, 3)}, true}};                   // spike folding back
     for (size_t i = 0; i < edgeCases.size(); ++i)
         EXPECT_EQ(edgeCases[i].second, kxCheckPolygonEdgesIntersect(edgeCases[i].first)) << i;
 }
@@ -196,7 +199,7 @@ TEST(KXPlaneGeomTest, IntersectLines)
     ASSERT_TRUE(kxIntersectLines(P(0, 0), kPi / 4, P(2, 0), 3 * kPi / 4, r));
     ExpectNear(P(1, 1), r);
     r = P(7, 7);
-    EXPECT_FALSE(kxIntersectLines(P(0, 0), 0.0, P(0, 1), kPi, r));   // anti-parallel
+    EXPECT_FALSE(kxIntersectLines(P(0, 0), 0.0, P(0, 1), kPi, r)); // anti-parallel
     EXPECT_FALSE(kxIntersectLines(P(0, 0), 1.0, P(5, 1), 1.0, r));
     EXPECT_EQ(P(7, 7), r);
 
@@ -210,23 +213,26 @@ TEST(KXPlaneGeomTest, IntersectLines)
         double t1, t2;
     };
     const Case cases[] = {
-        {P(0, 0), P(4, 0), P(1, -1), P(1, 3), -1, 1, P(1, 0), P(_, _), 0.25, 0.25},   // crossing
-        {P(0, 0), P(4, 0), P(2, 0), P(2, 3), -1, 1, P(2, 0), P(_, _), 0.5, 0},        // touching an end
-        {P(0, 0), P(4, 0), P(2, 0.01), P(2, 3), -1, 0, P(_, _), P(_, _), _, _},        // just missing it
-        {P(0, 0), P(4, 0), P(2, 0.01), P(2, 3), 0.02, 1, P(_, _), P(_, _), _, _},      // unless within tol
-        {P(0, 0), P(1, 0), P(2, -1), P(2, 1), -1, 0, P(_, _), P(_, _), _, _},          // not reaching
-        {P(0, 0), P(4, 0), P(0, 1), P(4, 1), -1, 0, P(_, _), P(_, _), _, _},           // parallel apart
-        {P(0, 0), P(4, 4), P(3, 3), P(1, 1), -1, 2, P(1, 1), P(3, 3), 0.25, 0.75},    // collinear overlap
-        {P(0, 0), P(2, 0), P(2, 0), P(5, 0), -1, 1, P(2, 0), P(_, _), 1, 0},          // end to end
-        {P(0, 0), P(2, 0), P(3, 0), P(5, 0), -1, 0, P(_, _), P(_, _), _, _},           // collinear apart
-        {P(1, 1), P(1, 1), P(0, 0), P(4, 4), -1, 1, P(_, _), P(_, _), _, 0.25},       // zero length on
-        {P(1, 2), P(1, 2), P(0, 0), P(4, 4), -1, 0, P(_, _), P(_, _), _, _},           // zero length off
+        {P(0, 0), P(4, 0), P(1, -1), P(1, 3), -1, 1, P(1, 0), P(_, _), 0.25, 0.25}, // crossing
+        {P(0, 0), P(4, 0), P(2, 0), P(2, 3), -1, 1, P(2, 0), P(_, _), 0.5, 0},  // touching an end
+        {P(0, 0), P(4, 0), P(2, 0.01), P(2, 3), -1, 0, P(_, _), P(_, _), _, _}, // just missing it
+        {P(0, 0), P(4, 0), P(2, 0.01), P(2, 3), 0.02, 1, P(_, _), P(_, _), _,
+         _},                                                                  // unless within tol
+        {P(0, 0), P(1, 0), P(2, -1), P(2, 1), -1, 0, P(_, _), P(_, _), _, _}, // not reaching
+        {P(0, 0), P(4, 0), P(0, 1), P(4, 1), -1, 0, P(_, _), P(_, _), _, _},  // parallel apart
+        {P(0, 0), P(4, 4), P(3, 3), P(1, 1), -1, 2, P(1, 1), P(3, 3), 0.25,
+         0.75},                                                                 // collinear overlap
+        {P(0, 0), P(2, 0), P(2, 0), P(5, 0), -1, 1, P(2, 0), P(_, _), 1, 0},    // end to end
+        {P(0, 0), P(2, 0), P(3, 0), P(5, 0), -1, 0, P(_, _), P(_, _), _, _},    // collinear apart
+        {P(1, 1), P(1, 1), P(0, 0), P(4, 4), -1, 1, P(_, _), P(_, _), _, 0.25}, // zero length on
+        {P(1, 2), P(1, 2), P(0, 0), P(4, 4), -1, 0, P(_, _), P(_, _), _, _},    // zero length off
         {P(0, 0), P(4, 4), P(4, 4), P(4, 4), -1, 1, P(_, _), P(_, _), _, _}};
     for (size_t i = 0; i < std::size(cases); ++i) {
         const Case &c = cases[i];
         kxPoint p[2];
         double t[2] = {-9, -9};
-        ASSERT_EQ(c.count, kxIntersectLines(c.a1, c.a2, c.b1, c.b2, p[0], p[1], t[0], t[1], c.tol)) << i;
+        ASSERT_EQ(c.count, kxIntersectLines(c.a1, c.a2, c.b1, c.b2, p[0], p[1], t[0], t[1], c.tol))
+            << i;
         const kxPoint wantP[2] = {c.p1, c.p2};
         const double wantT[2] = {c.t1, c.t2};
         for (int k = 0; k < 2 && c.count > 0; ++k) {
@@ -244,10 +250,11 @@ TEST(KXPlaneGeomTest, IntersectLines)
     ASSERT_TRUE(kxIntersectLines(P(0, 0), P(2, 2), P(0, 2), P(2, 0), r));
     EXPECT_EQ(P(1, 1), r);
     r = P(9, 9);
-    EXPECT_FALSE(kxIntersectLines(P(0, 0), P(4, 0), P(1, 0), P(6, 0), r));    // collinear overlap
-    EXPECT_FALSE(kxIntersectLines(P(0, 0), P(4, 0), P(4, 0), P(6, 0), r));    // collinear touch
-    EXPECT_FALSE(kxIntersectLines(P(0, 0), P(1, 1), P(2, 0), P(3, -5), r));   // lines cross, segments not
-    EXPECT_FALSE(kxIntersectLines(P(1, 1), P(1, 1), P(0, 0), P(2, 2), r));    // both products zero
+    EXPECT_FALSE(kxIntersectLines(P(0, 0), P(4, 0), P(1, 0), P(6, 0), r)); // collinear overlap
+    EXPECT_FALSE(kxIntersectLines(P(0, 0), P(4, 0), P(4, 0), P(6, 0), r)); // collinear touch
+    EXPECT_FALSE(
+        kxIntersectLines(P(0, 0), P(1, 1), P(2, 0), P(3, -5), r)); // lines cross, segments not
+    EXPECT_FALSE(kxIntersectLines(P(1, 1), P(1, 1), P(0, 0), P(2, 2), r)); // both products zero
     EXPECT_EQ(P(9, 9), r);
     // The parallel test is relative: tiny perpendicular segments still cross.
     ASSERT_TRUE(kxIntersectLines(P(0, 0), P(1e-10, 0), P(5e-11, -1e-10), P(5e-11, 1e-10), r));
@@ -259,15 +266,17 @@ TEST(KXPlaneGeomTest, LineCircleEllipseAndCurve)
     // Line by point and angle; the points come in the line's direction.
     auto circle = [](kxPoint origin, double angle, kxPoint centre, double radius) {
         kxPoint r[2];
-        return kxPointVector(r, r + kxIntersectLineCircle(origin, angle, centre, radius, r[0], r[1]));
+        return kxPointVector(r,
+                             r + kxIntersectLineCircle(origin, angle, centre, radius, r[0], r[1]));
     };
     auto ellipse = [](kxPoint origin, double angle, kxPoint centre, double a, double b) {
         kxPoint r[2];
-        return kxPointVector(r, r + kxIntersectLineEllipse(origin, angle, centre, a, b, r[0], r[1]));
+        return kxPointVector(r,
+                             r + kxIntersectLineEllipse(origin, angle, centre, a, b, r[0], r[1]));
     };
     ExpectPoints({P(-2, 0), P(2, 0)}, circle(P(-5, 0), 0.0, P(0, 0), 2));
     ExpectPoints({P(2, 0), P(-2, 0)}, circle(P(5, 0), kPi, P(0, 0), 2));
-    ExpectPoints({P(3, 3)}, circle(P(3, 3), kPi / 2, P(1, 3), 2));   // tangent
+    ExpectPoints({P(3, 3)}, circle(P(3, 3), kPi / 2, P(1, 3), 2)); // tangent
     ExpectPoints({}, circle(P(3.1, 3), kPi / 2, P(1, 3), 2));
     ExpectPoints({}, circle(P(0, 0), 0.0, P(0, 0), -1));
     ExpectPoints({P(-1, 0), P(3, 0)}, ellipse(P(1, 0), 0.0, P(1, 0), 2, 1));
@@ -280,9 +289,9 @@ TEST(KXPlaneGeomTest, LineCircleEllipseAndCurve)
     auto square = [](double x) { return x * x; };
     ASSERT_TRUE(kxIntersectLineCurve(c, P(0, 1), P(3, 1), square, 1e-10));
     ExpectNear(P(1, 1), c, 1e-9);
-    ASSERT_TRUE(kxIntersectLineCurve(c, P(0.5, -1), P(0.5, 1), square, 1e-10));   // vertical
+    ASSERT_TRUE(kxIntersectLineCurve(c, P(0.5, -1), P(0.5, 1), square, 1e-10)); // vertical
     ExpectNear(P(0.5, 0.25), c, 1e-9);
-    ASSERT_TRUE(kxIntersectLineCurve(c, P(-2, 0), P(2, 4), square, 1e-12));   // first of two
+    ASSERT_TRUE(kxIntersectLineCurve(c, P(-2, 0), P(2, 4), square, 1e-12)); // first of two
     ExpectNear(P(-1, 1), c, 1e-9);
     EXPECT_FALSE(kxIntersectLineCurve(c, P(0, -1), P(3, -1), square, 1e-10));
     EXPECT_FALSE(kxIntersectLineCurve(c, P(0, -1), P(3, -1), nullptr, 1e-10));
@@ -300,23 +309,24 @@ TEST(KXPlaneGeomTest, LinePolygonCrossings)
         std::vector<kxPoint> crossings;
     };
     const std::vector<Case> cases{
-        {P(-1, -1), P(3, 3), sq, {P(0, 0), P(2, 2)}},   // through two vertices: each once
-        {P(1, 3), P(3, 1), sq, {}},                      // touching one vertex only
+        {P(-1, -1), P(3, 3), sq, {P(0, 0), P(2, 2)}}, // through two vertices: each once
+        {P(1, 3), P(3, 1), sq, {}},                   // touching one vertex only
         {P(-1, 5), P(3, 5), sq, {}},
-        {P(-1, 0), P(5, 0), sq, {P(0, 0), P(2, 0)}},     // along an edge: the edge is inside
+        {P(-1, 0), P(5, 0), sq, {P(0, 0), P(2, 0)}}, // along an edge: the edge is inside
         {P(5, 2), P(-1, 2), sq, {P(2, 2), P(0, 2)}},
         {P(-1, 2), P(4, 2), u, {P(0, 2), P(1, 2), P(2, 2), P(3, 2)}},
         {P(-1, 1), P(4, 1), u, {P(0, 1), P(3, 1)}},
         {P(-1, 3), P(4, 3), u, {P(0, 3), P(1, 3), P(2, 3), P(3, 3)}},
-        {P(1, -1), P(1, 5), u, {P(1, 0), P(1, 3)}},     // through the notch's corner (1, 1)
-        {P(1, 1), P(1, 1), sq, {}},                      // no line
-        {P(-1, 0), P(1, 0), {P(0, 0), P(1, 0)}, {}}};   // no polygon
+        {P(1, -1), P(1, 5), u, {P(1, 0), P(1, 3)}},   // through the notch's corner (1, 1)
+        {P(1, 1), P(1, 1), sq, {}},                   // no line
+        {P(-1, 0), P(1, 0), {P(0, 0), P(1, 0)}, {}}}; // no polygon
     for (size_t i = 0; i < cases.size(); ++i) {
         kxPointVector pts{P(42, 42)};
-        EXPECT_EQ(int(cases[i].crossings.size()), kxIntersectLinePolygon(pts, cases[i].a, cases[i].b,
-                                                                         cases[i].polygon, -1)) << i;
+        EXPECT_EQ(int(cases[i].crossings.size()),
+                  kxIntersectLinePolygon(pts, cases[i].a, cases[i].b, cases[i].polygon, -1))
+            << i;
         SCOPED_TRACE(i);
-        ExpectPoints(cases[i].crossings, pts);   // the old content is gone
+        ExpectPoints(cases[i].crossings, pts); // the old content is gone
     }
 
     // Positions along the line: ordered whichever way it runs, and the line is infinite.
@@ -365,7 +375,7 @@ TEST(KXPlaneGeomTest, LinePolygonManyCrossingsAndListForms)
     List<double> ts;
     ts.append(99);
     ASSERT_EQ(40, kxIntersectLinePolygon(ts, P(0, 5), P(40, 5), list, -1));
-    EXPECT_NEAR(0.5 / 40, ts[1], 1e-12);   // the old content is gone; indices from 1
+    EXPECT_NEAR(0.5 / 40, ts[1], 1e-12); // the old content is gone; indices from 1
 }
 
 // Random lattice polygons (self-intersecting, with vertices on the lines, edges along them)
@@ -407,7 +417,7 @@ TEST(KXPlaneGeomTest, LinePolygonMatchesContainmentOnRandomPolygons)
 
 TEST(KXPlaneGeomTest, IntegerTwins)
 {
-    const kxIntRect r(10, 20, 5, 4);   // columns 10..14, rows 20..23
+    const kxIntRect r(10, 20, 5, 4); // columns 10..14, rows 20..23
     EXPECT_TRUE(kxIsPointInRect(r, 10, 20));
     EXPECT_TRUE(kxIsPointInRect(r, kxIntPoint(14, 23)));
     EXPECT_FALSE(kxIsPointInRect(r, 15, 21));
@@ -418,15 +428,15 @@ TEST(KXPlaneGeomTest, IntegerTwins)
     kxIntRect g = r;
     kxGrowRect(g, 1, 2);
     EXPECT_EQ(kxIntRect(9, 18, 7, 8), g);
-    EXPECT_TRUE(kxRectsCollide(r, kxIntRect(14, 23, 3, 3)));    // share pixel (14, 23)
-    EXPECT_FALSE(kxRectsCollide(r, kxIntRect(15, 20, 3, 3)));   // adjacent, no common pixel
+    EXPECT_TRUE(kxRectsCollide(r, kxIntRect(14, 23, 3, 3)));  // share pixel (14, 23)
+    EXPECT_FALSE(kxRectsCollide(r, kxIntRect(15, 20, 3, 3))); // adjacent, no common pixel
     EXPECT_FALSE(kxRectIsEnclosed(kxIntRect(10, 20, 6, 1), r));
     kxIntRect common;
     ASSERT_TRUE(kxIntersectRects(common, r, kxIntRect(12, 0, 100, 22)));
     EXPECT_EQ(kxIntRect(12, 20, 3, 2), common);
     EXPECT_FALSE(kxIntersectRects(common, r, kxIntRect(15, 20, 3, 3)));
 
-    kxIntRect acc;   // empty: replaced by the first rectangle, empty ones add nothing
+    kxIntRect acc; // empty: replaced by the first rectangle, empty ones add nothing
     kxAccumulateRect(acc, r);
     kxAccumulateRect(acc, kxIntRect(0, 0, 0, 7));
     kxAccumulateRect(acc, kxIntRect(0, 30, 1, 1));

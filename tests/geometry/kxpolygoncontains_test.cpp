@@ -20,7 +20,8 @@ std::vector<kxPoint> RegularPolygon(int n, double r, kxPoint centre = kxPoint(0,
 {
     std::vector<kxPoint> v;
     for (int k = 0; k < n; ++k)
-        v.emplace_back(centre.x + r * std::cos(k * kTwoPi / n), centre.y + r * std::sin(k * kTwoPi / n));
+        v.emplace_back(centre.x + r * std::cos(k * kTwoPi / n),
+                       centre.y + r * std::sin(k * kTwoPi / n));
     return v;
 }
 
@@ -61,23 +62,25 @@ std::vector<kxPoint> TestPoints(const std::vector<kxPoint> &v, int count, unsign
         const int kind = static_cast<int>(pts.size() % 5);
         const int i = static_cast<int>(rng() % n);
         const kxPoint a = v[i], b = v[(i + 1) % n];
-        const double d = scale * std::pow(10.0, -16.0 + 14.0 * u01(rng)) * (u01(rng) < 0.5 ? -1 : 1);
+        const double d =
+            scale * std::pow(10.0, -16.0 + 14.0 * u01(rng)) * (u01(rng) < 0.5 ? -1 : 1);
         const double t = u01(rng);
         const double len = std::hypot(b.x - a.x, b.y - a.y);
         const kxPoint onEdge(a.x + t * (b.x - a.x), a.y + t * (b.y - a.y));
         switch (kind) {
         case 0:
-            pts.emplace_back(xmin - 0.1 * w + 1.2 * w * u01(rng), ymin - 0.1 * h + 1.2 * h * u01(rng));
+            pts.emplace_back(xmin - 0.1 * w + 1.2 * w * u01(rng),
+                             ymin - 0.1 * h + 1.2 * h * u01(rng));
             break;
-        case 1:
-            pts.push_back(rng() % 2 ? a : onEdge);
-            break;
+        case 1: pts.push_back(rng() % 2 ? a : onEdge); break;
         case 2:
             if (len > 0)
-                pts.emplace_back(onEdge.x - d * (b.y - a.y) / len, onEdge.y + d * (b.x - a.x) / len);
+                pts.emplace_back(onEdge.x - d * (b.y - a.y) / len,
+                                 onEdge.y + d * (b.x - a.x) / len);
             break;
         case 3:
-            pts.emplace_back(a.x + d * std::cos(kTwoPi * u01(rng)), a.y + d * std::sin(kTwoPi * u01(rng)));
+            pts.emplace_back(a.x + d * std::cos(kTwoPi * u01(rng)),
+                             a.y + d * std::sin(kTwoPi * u01(rng)));
             break;
         default: // same height as a vertex: the ray passes through it
             pts.emplace_back(xmin - 0.1 * w + 1.2 * w * u01(rng), a.y);
@@ -130,7 +133,7 @@ TEST(KXPolygonContainsTest, AngleRuleOnSimpleOutlines)
     EXPECT_TRUE(kxPolygonContains(sq, kxPoint(0.5, 0.5)));
     EXPECT_FALSE(kxPolygonContains(sq, kxPoint(1.5, 0.5)));
     EXPECT_FALSE(kxPolygonContains(sq, kxPoint(0.5, -0.01)));
-    EXPECT_TRUE(kxPolygonContains(sq, kxPoint(1, 1)));   // on a vertex
+    EXPECT_TRUE(kxPolygonContains(sq, kxPoint(1, 1))); // on a vertex
     EXPECT_TRUE(kxPolygonContains(sq, kxPoint(0, 0)));
     // Either vertex order.
     std::vector<kxPoint> cw(square.rbegin(), square.rend());
@@ -226,15 +229,19 @@ TEST(KXPolygonContainsTest, IndexHandlesDegenerateInput)
     const std::vector<kxPoint> flat = {{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}};
     index.Build(flat.data(), 5);
     for (double x : {-1.0, 0.0, 0.5, 2.0, 4.0, 5.0})
-        EXPECT_EQ(index.Contains(kxPoint(x, 0)), kxPolygonContainsByAngle(flat.data(), 5, kxPoint(x, 0)));
+        EXPECT_EQ(index.Contains(kxPoint(x, 0)),
+                  kxPolygonContainsByAngle(flat.data(), 5, kxPoint(x, 0)));
     EXPECT_FALSE(index.Contains(kxPoint(1, 1)));
-    for (const std::vector<kxPoint> &bad : {std::vector<kxPoint>{{0, 0}, {NAN, 0}, {1, 1}, {0, 1}},
-                                            std::vector<kxPoint>{{0, 0}, {1, NAN}, {1, 1}, {0, 1}},
-                                            std::vector<kxPoint>{{0, 0}, {1, 0}, {1, INFINITY}, {0, 1}}}) {
+    for (const std::vector<kxPoint> &bad :
+         {std::vector<kxPoint>{{0, 0}, {NAN, 0}, {1, 1}, {0, 1}},
+          std::vector<kxPoint>{{0, 0}, {1, NAN}, {1, 1}, {0, 1}},
+          std::vector<kxPoint>{{0, 0}, {1, 0}, {1, INFINITY}, {0, 1}}}) {
         index.Build(bad.data(), 4);
-        for (const kxPoint &p : {kxPoint(0.2, 0.5), kxPoint(0.9, 0.1), kxPoint(0, 0), kxPoint(5, 5)}) {
+        for (const kxPoint &p :
+             {kxPoint(0.2, 0.5), kxPoint(0.9, 0.1), kxPoint(0, 0), kxPoint(5, 5)}) {
             EXPECT_EQ(index.Contains(p), kxPolygonContainsByAngle(bad.data(), 4, p));
-            EXPECT_EQ(kxPolygonContains(bad.data(), 4, p), kxPolygonContainsByAngle(bad.data(), 4, p));
+            EXPECT_EQ(kxPolygonContains(bad.data(), 4, p),
+                      kxPolygonContainsByAngle(bad.data(), 4, p));
         }
     }
     const std::vector<kxPoint> sq = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
@@ -245,4 +252,3 @@ TEST(KXPolygonContainsTest, IndexHandlesDegenerateInput)
     EXPECT_EQ(index.Size(), 0);
     EXPECT_FALSE(index.Contains(kxPoint(0.5, 0.5)));
 }
-

@@ -33,12 +33,12 @@ double Area(const kxPointVector &p) { return 0.5 * kxGetPolygonSignedArea2(p); }
 
 TEST(KXPolygonSetTest, OrientationHolesAndIslands)
 {
-    const kxPolygonSet a{Rect(0, 0, 2, 2)}, b{Reversed(Rect(1, 1, 3, 3))};   // b clockwise
+    const kxPolygonSet a{Rect(0, 0, 2, 2)}, b{Reversed(Rect(1, 1, 3, 3))}; // b clockwise
     kxPolygonSet r;
     ASSERT_TRUE(kxAddPolygons(r, a, b, -1));
     ASSERT_EQ(1u, r.size());
     EXPECT_EQ(8u, r[0].size());
-    EXPECT_NEAR(7.0, Area(r[0]), 1e-9);   // anticlockwise: positive
+    EXPECT_NEAR(7.0, Area(r[0]), 1e-9); // anticlockwise: positive
     ASSERT_TRUE(kxIntersectPolygons(r, a, b, -1));
     ASSERT_EQ(1u, r.size());
     EXPECT_EQ(kxRect(1, 2, 2, 1), kxGetPolygonBoundingRect(r[0]));
@@ -77,8 +77,8 @@ TEST(KXPolygonSetTest, OrientationHolesAndIslands)
 TEST(KXPolygonSetTest, GridSnappingAndMerging)
 {
     // tol 0.1: vertices land on multiples of 0.1; the sliver at x = 1.02 merges into 1.0.
-    const kxPolygonSet a{{kxPoint(0.02, -0.01), kxPoint(1, 0), kxPoint(1.02, 0.5), kxPoint(1, 1),
-                          kxPoint(0, 1.04)}};
+    const kxPolygonSet a{
+        {kxPoint(0.02, -0.01), kxPoint(1, 0), kxPoint(1.02, 0.5), kxPoint(1, 1), kxPoint(0, 1.04)}};
     kxPolygonSet r;
     ASSERT_TRUE(kxAddPolygons(r, a, 0.1));
     ASSERT_EQ(1u, r.size());
@@ -105,10 +105,15 @@ TEST(KXPolygonSetTest, DegenerateInputsGiveEmptyResults)
 {
     typedef kxPoint P;
     const std::vector<kxPolygonSet> degenerate{
-        {}, {{}}, {{P(0, 0), P(1, 1)}}, {{P(0, 0), P(1, 1), P(3, 3)}},   // collinear
-        {{P(1, 1), P(1, 1), P(1, 1), P(1, 1)}}, {{P(0, 0), P(2, 0), P(0, 0), P(2, 0)}},   // back and forth
-        {{P(0, 0), P(1e-8, 0), P(0, 1e-8)}},   // below the grid
-        {{P(0, 0), P(NAN, 0), P(0, 1)}}, {{P(0, 0), P(INFINITY, 0), P(0, 1)}}};
+        {},
+        {{}},
+        {{P(0, 0), P(1, 1)}},
+        {{P(0, 0), P(1, 1), P(3, 3)}}, // collinear
+        {{P(1, 1), P(1, 1), P(1, 1), P(1, 1)}},
+        {{P(0, 0), P(2, 0), P(0, 0), P(2, 0)}}, // back and forth
+        {{P(0, 0), P(1e-8, 0), P(0, 1e-8)}},    // below the grid
+        {{P(0, 0), P(NAN, 0), P(0, 1)}},
+        {{P(0, 0), P(INFINITY, 0), P(0, 1)}}};
     const kxPolygonSet square{Rect(0, 0, 1, 1)};
     for (size_t i = 0; i < degenerate.size(); ++i) {
         SCOPED_TRACE(i);
@@ -136,15 +141,18 @@ TEST(KXPolygonSetTest, RectangleAndSplit)
     const kxPolygonSet tri{{kxPoint(0, 0), kxPoint(4, 0), kxPoint(0, 4)}};
     kxPolygonSet r;
     ASSERT_TRUE(kxIntersectPolygonRect(r, tri, kxRect(1, 2, 5, -1), -1));
-    EXPECT_NEAR(4.0, kxGetPolygonSetArea(r), 1e-9);   // x in [1, 4], y in [0, min(2, 4 - x)]
-    ASSERT_TRUE(kxIntersectPolygonRect(r, tri, kxRect(5, 2, 1, -1), -1));   // inverted rectangle
+    EXPECT_NEAR(4.0, kxGetPolygonSetArea(r), 1e-9); // x in [1, 4], y in [0, min(2, 4 - x)]
+    ASSERT_TRUE(kxIntersectPolygonRect(r, tri, kxRect(5, 2, 1, -1), -1)); // inverted rectangle
     EXPECT_TRUE(r.empty());
 
     // Splitting a 4 x 4 square: the areas below and above the line.
     const kxPolygonSet sq{Rect(0, 0, 4, 4)};
     const std::tuple<kxSplitDirection, double, double, double> splits[] = {
-        {kxSplitAlongY, 1.0, 4, 12}, {kxSplitAlongX, 3.0, 12, 4}, {kxSplitAlongX, 9.0, 16, 0},
-        {kxSplitAlongY, -INFINITY, 0, 16}, {kxSplitAlongY, NAN, 0, 0}};
+        {kxSplitAlongY, 1.0, 4, 12},
+        {kxSplitAlongX, 3.0, 12, 4},
+        {kxSplitAlongX, 9.0, 16, 0},
+        {kxSplitAlongY, -INFINITY, 0, 16},
+        {kxSplitAlongY, NAN, 0, 0}};
     for (const auto &[direction, at, lowArea, highArea] : splits) {
         kxPolygonSet low{Rect(7, 7, 8, 8)}, high;
         ASSERT_TRUE(kxSplitPolygons(low, high, sq, direction, at, -1));
@@ -153,7 +161,7 @@ TEST(KXPolygonSetTest, RectangleAndSplit)
         EXPECT_EQ(lowArea == 0, low.empty());
         EXPECT_EQ(highArea == 0, high.empty());
     }
-    kxPolygonSet low, high;   // which coordinate the line is given in
+    kxPolygonSet low, high; // which coordinate the line is given in
     ASSERT_TRUE(kxSplitPolygons(low, high, sq, kxSplitAlongY, 1.0, -1));
     EXPECT_EQ(kxRect(0, 4, 1, 0), kxGetPolygonBoundingRect(low[0]));
 }
@@ -174,7 +182,8 @@ TEST(KXPolygonSetTest, RandomPairsKeepAreaIdentities)
         kxPointVector p;
         if (kind == 2) {
             for (int i = 0; i < n; ++i)
-                p.push_back(c + kxPoint(radius * (2 * unit(rng) - 1), radius * (2 * unit(rng) - 1)));
+                p.push_back(c +
+                            kxPoint(radius * (2 * unit(rng) - 1), radius * (2 * unit(rng) - 1)));
         } else {
             std::vector<double> angles(n);
             for (double &a : angles)

@@ -7,7 +7,7 @@ TEST_F(KXRectangleTest, RectangleContainment)
 {
     KXRectangle r;
     r.setSize(2, 1);
-    EXPECT_TRUE(r.Contains(kxPoint(1, 0.5)));     // corner: edges inclusive
+    EXPECT_TRUE(r.Contains(kxPoint(1, 0.5))); // corner: edges inclusive
     EXPECT_TRUE(r.Contains(kxPoint(-1, 0)));
     EXPECT_FALSE(r.Contains(kxPoint(1.0000001, 0)));
     EXPECT_FALSE(r.Contains(kxPoint(0, -0.5000001)));
@@ -15,7 +15,7 @@ TEST_F(KXRectangleTest, RectangleContainment)
     bool onB = true;
     EXPECT_TRUE(r.Contains(kxPoint(0.2, 0.1), 1e-6, onB));
     EXPECT_FALSE(onB);
-    EXPECT_TRUE(r.Contains(kxPoint(1 + 1e-7, 0.1), 1e-6, onB));   // just outside, within tol
+    EXPECT_TRUE(r.Contains(kxPoint(1 + 1e-7, 0.1), 1e-6, onB)); // just outside, within tol
     EXPECT_TRUE(onB);
     EXPECT_TRUE(r.Contains(kxPoint(0.3, -0.5), 1e-6, onB));
     EXPECT_TRUE(onB);

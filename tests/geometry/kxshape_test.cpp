@@ -19,7 +19,7 @@ TEST_F(KXShapeTest, ParseShapeKeywordsAndWriteBack)
     KXShape::WriteShape(*r, out);
     EXPECT_STREQ(out.c_str(), "RECTANGLE(2,1)");
 
-    auto hex = Parse("   REGPOLY(6,0,2,2)");   // leading blanks are skipped
+    auto hex = Parse("   REGPOLY(6,0,2,2)"); // leading blanks are skipped
     ASSERT_TRUE(hex);
     EXPECT_EQ(hex->GetType(), KXShape::kRegularPolygon);
     EXPECT_EQ(Def(*hex), "REGPOLY(6,0,2,2)");
@@ -47,7 +47,7 @@ TEST_F(KXShapeTest, ParseShapeKeywordsAndWriteBack)
     EXPECT_FALSE(Parse("RECTANGLE(1,2"));
     EXPECT_FALSE(Parse(""));
     EXPECT_FALSE(Parse(nullptr));
-    EXPECT_EQ(Printed(), "");   // these never reach a shape's parser
+    EXPECT_EQ(Printed(), ""); // these never reach a shape's parser
 }
 
 TEST_F(KXShapeTest, ParseStringMessages)
@@ -73,7 +73,7 @@ TEST_F(KXShapeTest, ParseStringMessages)
     auto ok = Parse("POLYGON(0,0,1,0,1,1)");
     ASSERT_TRUE(ok);
     EXPECT_EQ(static_cast<KXPolygon &>(*ok).points.size(), 3);
-    auto trailing = Parse("POLYGON( 0, 0, 1, 0, 1, 1, )");   // a final comma ends the list
+    auto trailing = Parse("POLYGON( 0, 0, 1, 0, 1, 1, )"); // a final comma ends the list
     ASSERT_TRUE(trailing);
     EXPECT_TRUE(*trailing == *ok);
 
@@ -107,7 +107,7 @@ TEST_F(KXShapeTest, FormulasFollowTheirVariables)
     EXPECT_EQ(width, 4.0);
     EXPECT_EQ(height, 2.0);
     EXPECT_TRUE(r->Contains(kxPoint(1.9, 0.9)));
-    w->SetValue(2.0);   // the next query sees the new value
+    w->SetValue(2.0); // the next query sees the new value
     r->getSize(width, height);
     EXPECT_EQ(width, 2.0);
     EXPECT_EQ(height, 1.0);
@@ -147,12 +147,12 @@ TEST_F(KXShapeTest, CopiesComparisonAndCheckSums)
     std::unique_ptr<KXShape> frozen(r->newCopy(nullptr));
     double w, h;
     rebound->getSize(w, h);
-    EXPECT_EQ(w, 10.0);        // the formula resolves in the new namespace
-    EXPECT_TRUE(*rebound == *r);   // same form
+    EXPECT_EQ(w, 10.0);          // the formula resolves in the new namespace
+    EXPECT_TRUE(*rebound == *r); // same form
     frozen->getSize(w, h);
     EXPECT_EQ(w, 4.0);
     EXPECT_TRUE(frozen->AreAllParametersValues());
-    EXPECT_FALSE(*frozen == *r);   // a value never equals a formula
+    EXPECT_FALSE(*frozen == *r); // a value never equals a formula
 
     // Equal kinds and parameters compare equal; different kinds never do.
     auto e1 = Parse("ELLIPSE(2,1)"), e2 = Parse("ELLIPSE(2,1)"), r2 = Parse("RECTANGLE(2,1)");
@@ -201,8 +201,8 @@ TEST_F(KXShapeTest, PublishedNamesAndHelp)
         names.emplace_back(elts[i].GetName().c_str());
         helps.emplace_back(elts[i].GetHelp().c_str());
     }
-    const std::vector<std::string> want = {"objtype", "type", "numvertices", "angle", "width",
-                                           "height", "setnumvertices"};
+    const std::vector<std::string> want = {"objtype", "type",   "numvertices",   "angle",
+                                           "width",   "height", "setnumvertices"};
     EXPECT_EQ(names, want);
     EXPECT_EQ(helps[1], "type of shape");
     EXPECT_EQ(helps[2], "number of vertices in regular polygon");
@@ -243,13 +243,13 @@ TEST_F(KXShapeTest, PublishedNamesAndHelp)
     EXPECT_EQ(rect.GetMinLinearDimension(), 1.0);
     EXPECT_TRUE(rect.getPublishedElt("height").SetValueString("12.5"));
     EXPECT_EQ(rect.GetMinLinearDimension(), 8.0);
-    EXPECT_FALSE(rect.getPublishedElt("type").SetValueString("3"));   // read-only
+    EXPECT_FALSE(rect.getPublishedElt("type").SetValueString("3")); // read-only
 
     List<KXString> args;
     KXString result;
     args.append(KXString("2"));
     ASSERT_TRUE(poly.getPublishedElt("insertpoint").Call(args, result));
-    EXPECT_EQ(Def(poly), "POLYGON(0,0,1,0,2,0,0,2)");   // the midpoint of its neighbours
+    EXPECT_EQ(Def(poly), "POLYGON(0,0,1,0,2,0,0,2)"); // the midpoint of its neighbours
     EXPECT_STREQ(poly.getPublishedElt("npoints").GetValueString().c_str(), "4");
     ASSERT_TRUE(poly.getPublishedElt("removepoint").Call(args, result));
     EXPECT_EQ(Def(poly), "POLYGON(0,0,2,0,0,2)");
@@ -268,12 +268,12 @@ TEST_F(KXShapeTest, PublishedNamesAndHelp)
 TEST_F(KXShapeTest, PolygonAndRegularPolygonContainment)
 {
     KXPolygon tri = MakePolygon({{0, 0}, {2, 0}, {0, 2}});
-    EXPECT_TRUE(tri.Contains(kxPoint(2, 0)));        // vertex
+    EXPECT_TRUE(tri.Contains(kxPoint(2, 0))); // vertex
     EXPECT_TRUE(tri.Contains(kxPoint(0.5, 0.5)));
     EXPECT_FALSE(tri.Contains(kxPoint(1.5, 1.5)));
-    EXPECT_FALSE(KXPolygon().Contains(kxPoint(0, 0)));   // empty list
+    EXPECT_FALSE(KXPolygon().Contains(kxPoint(0, 0))); // empty list
     bool onB = false;
-    EXPECT_TRUE(tri.Contains(kxPoint(1, 1 + 1e-9), 1e-6, onB));   // on the hypotenuse, within tol
+    EXPECT_TRUE(tri.Contains(kxPoint(1, 1 + 1e-9), 1e-6, onB)); // on the hypotenuse, within tol
     EXPECT_TRUE(onB);
     EXPECT_TRUE(tri.Contains(kxPoint(0.5, 0.25), 1e-6, onB));
     EXPECT_FALSE(onB);
@@ -286,22 +286,22 @@ TEST_F(KXShapeTest, PolygonAndRegularPolygonContainment)
     EXPECT_FALSE(tri.Contains(kxPoint(1.5, 0.1)));
 
     KXRegularPolygon sq(4);
-    sq.setSize(2, 2);   // vertices (1,0), (0,1), (-1,0), (0,-1) up to rounding
+    sq.setSize(2, 2); // vertices (1,0), (0,1), (-1,0), (0,-1) up to rounding
     EXPECT_TRUE(sq.Contains(sq.GetVertices()[1]));
     EXPECT_TRUE(sq.Contains(kxPoint(0.4, 0.4)));
     EXPECT_FALSE(sq.Contains(kxPoint(0.6, 0.6)));
     EXPECT_TRUE(sq.Contains(kxPoint(0.5 + 1e-9, 0.5), 1e-6, onB));
     EXPECT_TRUE(onB);
-    sq.angle = 45.0;   // now axis-aligned with half side sqrt(1/2)
+    sq.angle = 45.0; // now axis-aligned with half side sqrt(1/2)
     EXPECT_TRUE(sq.Contains(kxPoint(0.6, 0.6)));
-    sq.numvertices = 2;   // fewer than three vertices contain nothing
+    sq.numvertices = 2; // fewer than three vertices contain nothing
     EXPECT_FALSE(sq.Contains(kxPoint(0, 0)));
     EXPECT_FALSE(sq.Contains(kxPoint(0, 0), 1.0));
     // A stretched regular polygon is inscribed in its ellipse.
     KXRegularPolygon hex(6);
     hex.setSize(4, 2);
     EXPECT_TRUE(hex.Contains(kxPoint(2, 0)));
-    EXPECT_FALSE(hex.Contains(kxPoint(0, 0.95)));   // top edge at y = sin 60 = 0.866
+    EXPECT_FALSE(hex.Contains(kxPoint(0, 0.95))); // top edge at y = sin 60 = 0.866
     EXPECT_TRUE(hex.Contains(kxPoint(0, 0.85)));
 }
 
@@ -324,7 +324,7 @@ TEST_F(KXShapeTest, SizesBoundsAndCircles)
     EXPECT_EQ(e.GetMinLinearDimension(), 2.0);
     ExpectRect(e.getBoundingRect(), -2, 1, 2, -1);
     ExpectRect(e.getBoundingRectWithPlacement(KXPlacement(0, 0, 90, 1)), -1, 2, 1, -2);
-    const double ex = std::sqrt(4 * 0.5 + 1 * 0.5);   // rotated 45 degrees
+    const double ex = std::sqrt(4 * 0.5 + 1 * 0.5); // rotated 45 degrees
     ExpectRect(e.getBoundingRectWithPlacement(KXPlacement(1, 0, 45, 1)), 1 - ex, ex, 1 + ex, -ex);
     // z-x plane: horizontal offset z, vertical offset x.
     ExpectRect(e.getBoundingRectWithPlacement(KXPlacement(5, 3, 0, 0)), 3, 4, 7, 2);
@@ -335,7 +335,7 @@ TEST_F(KXShapeTest, SizesBoundsAndCircles)
     EXPECT_EQ(h, 2.0);
     ExpectRect(p.getBoundingRect(), 1, 3, 4, 1);
     EXPECT_DOUBLE_EQ(p.getBoundingCircle(), 5.0);
-    EXPECT_EQ(p.GetMinLinearDimension(), 0.0);   // deliberately
+    EXPECT_EQ(p.GetMinLinearDimension(), 0.0); // deliberately
     ExpectRect(p.getBoundingRectWithPlacement(KXPlacement(0, 0, 180, 1)), -4, -1, -1, -3);
     EXPECT_EQ(KXPolygon().getBoundingCircle(), 0.0);
 
@@ -357,7 +357,7 @@ TEST_F(KXShapeTest, ResizeExpandContract)
     p.setSize(4, 3);
     EXPECT_EQ(p.getDefString(), KXString("POLYGON(2,3,6,3,6,6,2,6)"));
     KXPolygon flat = MakePolygon({{1, 1}, {3, 1}, {2, 1}});
-    flat.setSize(4, 5);   // zero height: y left alone
+    flat.setSize(4, 5); // zero height: y left alone
     EXPECT_EQ(flat.getDefString(), KXString("POLYGON(2,1,6,1,4,1)"));
 
     // Counter-clockwise outline: the edge normals (-dy, dx) point inward, so d > 0 shrinks it.
@@ -380,7 +380,7 @@ TEST_F(KXShapeTest, ResizeExpandContract)
     const double s2 = std::sqrt(2.0);
     EXPECT_NEAR(tri.points[1].x, 1, 1e-12);
     EXPECT_NEAR(tri.points[1].y, 1, 1e-12);
-    EXPECT_NEAR(tri.points[2].x, 5 - s2, 1e-12);   // on y = 1 and x + y = 6 - sqrt 2
+    EXPECT_NEAR(tri.points[2].x, 5 - s2, 1e-12); // on y = 1 and x + y = 6 - sqrt 2
     EXPECT_NEAR(tri.points[2].y, 1, 1e-12);
     EXPECT_NEAR(tri.points[3].x, 1, 1e-12);
     EXPECT_NEAR(tri.points[3].y, 5 - s2, 1e-12);
@@ -392,7 +392,7 @@ TEST_F(KXShapeTest, ResizeExpandContract)
     r.getSize(w, h);
     EXPECT_EQ(w, 2.0);
     EXPECT_EQ(h, 4.0);
-    r.Contract(1.5);   // narrower than 2d: the negative width is kept
+    r.Contract(1.5); // narrower than 2d: the negative width is kept
     r.getSize(w, h);
     EXPECT_EQ(w, -1.0);
     EXPECT_EQ(h, 1.0);
@@ -469,7 +469,7 @@ TEST_F(KXShapeTest, WeightedBlends)
     r.SetToWeighted(a, e, WeightType(1, 1, 1));
     EXPECT_STREQ(error.chars(), "Cannot created weighted shape  - incompatible geometry\n");
     r.getSize(w, h);
-    EXPECT_EQ(w, 3.0);   // unchanged
+    EXPECT_EQ(w, 3.0); // unchanged
     error.reset();
     e.SetToWeighted(a, b, WeightType(1, 1, 1));
     EXPECT_STREQ(error.chars(), "Cannot created weighted shape  - incompatible geometry\n");

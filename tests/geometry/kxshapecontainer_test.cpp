@@ -15,7 +15,7 @@ TEST_F(KXShapeContainerTest, ContainerOwnsOneShape)
     ASSERT_NE(box.GetShape(), nullptr);
     EXPECT_FALSE(box.GetShape()->AreAllParametersValues());
 
-    KXShapeContainer copy(box);   // deep, frozen
+    KXShapeContainer copy(box); // deep, frozen
     ASSERT_NE(copy.GetShape(), nullptr);
     EXPECT_NE(copy.GetShape(), box.GetShape());
     EXPECT_EQ(Def(*copy.GetShape()), "RECTANGLE(4,2)");
@@ -30,7 +30,7 @@ TEST_F(KXShapeContainerTest, ContainerOwnsOneShape)
     copy = box;
     EXPECT_EQ(Def(*copy.GetShape()), "ELLIPSE(1,1)");
     const KXShapeContainer &same = copy;
-    copy = same;   // self-assignment keeps the shape
+    copy = same; // self-assignment keeps the shape
     EXPECT_NE(copy.GetShape(), nullptr);
 
     EXPECT_EQ(box.SetShape(&ns, "NOTASHAPE(1)"), 0);

@@ -23,8 +23,6 @@
 #include <string>
 #include <vector>
 
-
-
 inline std::vector<std::string> printed;
 inline void Capture(int, const char *line) { printed.emplace_back(line); }
 
@@ -55,12 +53,11 @@ protected:
 
 inline kxNamedVariable *AddVariable(kxNameSpace &ns, const char *name, const char *value)
 {
-    kxNamedVariable *v = new kxNamedVariable(&ns);   // owned by the namespace
+    kxNamedVariable *v = new kxNamedVariable(&ns); // owned by the namespace
     EXPECT_TRUE(v->SetName(name));
     v->SetValueOrExpression(value);
     return v;
 }
-
 
 inline constexpr double kPi = 3.141592653589793;
 
@@ -79,6 +76,5 @@ inline void ExpectRect(const kxRect &r, double l, double t, double rt, double b,
     EXPECT_NEAR(r.right, rt, tol);
     EXPECT_NEAR(r.bottom, b, tol);
 }
-
 
 #endif

@@ -24,8 +24,8 @@ TEST(KXTransform3dMatrixTest, LoadsAndProducts)
     kxTransform3dMatrix t, s;
     t.loadTranslation(1, 2, 3);
     s.loadScaling(2, 3, 4);
-    expectNear((t * s) * Point3dT<double>(1, 1, 1), 3, 5, 7);   // scaled first
-    expectNear((s * t) * Point3dT<double>(1, 1, 1), 4, 9, 16);  // translated first
+    expectNear((t * s) * Point3dT<double>(1, 1, 1), 3, 5, 7);  // scaled first
+    expectNear((s * t) * Point3dT<double>(1, 1, 1), 4, 9, 16); // translated first
     // A hand-set projective row divides by w.
     kxTransform3dMatrix p;
     p.SetElement(3, 3, 2.0);

@@ -38,7 +38,7 @@ TEST(KXTransformMatrixTest, SetSnapsAndSetInverseDoesNot)
 
     kxTransformMatrix inv;
     inv.SetInverse(90, 0, 0);
-    EXPECT_NE(inv.Get(0, 0), 0.0);               // cos(pi/2) is left as computed
+    EXPECT_NE(inv.Get(0, 0), 0.0); // cos(pi/2) is left as computed
     EXPECT_LT(std::fabs(inv.Get(0, 0)), 1e-15);
     EXPECT_EQ(inv.Get(0, 1), 1.0);
     EXPECT_EQ(inv.Get(1, 0), -1.0);
@@ -68,9 +68,9 @@ TEST(KXTransformMatrixTest, PointsAnglesAndTranslation)
     m.Set(0, 3, 4);
     EXPECT_TRUE(m.IsTranslation());
     EXPECT_NEAR(m.TransformAngleDegrees(-45), -45, 1e-12);
-    m.Set(360, 3, 4);   // sin(2 pi) is below the snap, cos is 1 within the relative rule
+    m.Set(360, 3, 4); // sin(2 pi) is below the snap, cos is 1 within the relative rule
     EXPECT_TRUE(m.IsTranslation());
-    m.Set(1e-6, 0, 0);  // a real, if tiny, rotation
+    m.Set(1e-6, 0, 0); // a real, if tiny, rotation
     EXPECT_FALSE(m.IsTranslation());
 
     // Product order: (A B) p = A (B p).

@@ -41,7 +41,7 @@ protected:
 
 TEST_F(WeightFuncTest, KindsGiveTheirCurves)
 {
-    WeightFunc f;   // defaults: LIN for all three
+    WeightFunc f; // defaults: LIN for all three
     WeightType w = f.WeightVal(0.25);
     EXPECT_DOUBLE_EQ(w.wx, 0.25);
     EXPECT_DOUBLE_EQ(w.wy, 0.25);
@@ -53,12 +53,12 @@ TEST_F(WeightFuncTest, KindsGiveTheirCurves)
     ASSERT_TRUE(f.SetCommand("EXP 2"));
     EXPECT_DOUBLE_EQ(f.WeightVal(0.5).w, (std::exp(1.0) - 1) / (std::exp(2.0) - 1));
     EXPECT_DOUBLE_EQ(f.WeightVal(1.0).w, 1.0);
-    ASSERT_TRUE(f.SetCommand("EXP 1e-9"));   // too small a rate: linear
+    ASSERT_TRUE(f.SetCommand("EXP 1e-9")); // too small a rate: linear
     EXPECT_DOUBLE_EQ(f.WeightVal(0.37).w, 0.37);
 
-    ASSERT_TRUE(f.SetCommand("POWER 2.9"));   // truncated to 2
+    ASSERT_TRUE(f.SetCommand("POWER 2.9")); // truncated to 2
     EXPECT_DOUBLE_EQ(f.WeightVal(0.5).w, 0.75);
-    ASSERT_TRUE(f.SetCommand("POWER -4"));    // at least 1
+    ASSERT_TRUE(f.SetCommand("POWER -4")); // at least 1
     EXPECT_DOUBLE_EQ(f.WeightVal(0.5).w, 0.5);
     ASSERT_TRUE(f.SetCommand("POWER 1e300")); // huge exponents do not overflow the count
     EXPECT_DOUBLE_EQ(f.WeightVal(0.5).w, 1.0);
@@ -83,7 +83,7 @@ TEST_F(WeightFuncTest, ComponentsAndRanges)
     EXPECT_EQ(f.GetY().kind, DWeightFac::SFUNC);
     WeightType w = f.WeightVal(1.0);
     EXPECT_DOUBLE_EQ(w.wx, 0.25);
-    EXPECT_NEAR(w.wy, 0.5, 1e-15);   // u = 0.5 at t = 1
+    EXPECT_NEAR(w.wy, 0.5, 1e-15); // u = 0.5 at t = 1
     EXPECT_DOUBLE_EQ(w.w, 1.0);
 
     // x and y follow the default when not given; RANGE maps t onto part of the axis.
@@ -118,7 +118,7 @@ TEST_F(WeightFuncTest, SyntaxErrorsAreReported)
     EXPECT_FALSE(f.SetCommand("FLAT"));
     EXPECT_FALSE(f.SetCommand("EXP abc"));
     EXPECT_FALSE(f.SetCommand("RANGE 0"));
-    EXPECT_FALSE(f.SetCommand("X LIN"));   // a selector needs its colon
+    EXPECT_FALSE(f.SetCommand("X LIN")); // a selector needs its colon
     EXPECT_NE(Printed().find("Unrecognised symbol \"abc\"\n"), std::string::npos);
     // A command too long to quote whole is cut, not fatal.
     const std::string longCommand = "LIN " + std::string(3000, 'q');
@@ -147,7 +147,8 @@ TEST_F(WeightFuncTest, FormulaWithParameters)
     // A formula that does not compile cannot be prepared.
     ASSERT_TRUE(f.SetCommand("FORMULA (x"));
     EXPECT_EQ(f.WeightVal(0.5).w, 0.0);
-    EXPECT_NE(std::string(error.chars()).find("Failure preparing Weighting Function\n"), std::string::npos);
+    EXPECT_NE(std::string(error.chars()).find("Failure preparing Weighting Function\n"),
+              std::string::npos);
     error.reset();
 
     // OnEvaluate re-parses and re-prepares.
@@ -166,10 +167,10 @@ TEST_F(WeightFuncTest, FileThroughTheSpline)
     std::fclose(out);
     WeightFunc f(("FILE \"" + path + "\"").c_str());
     ASSERT_FALSE(GetSyntaxErrFlag());
-    EXPECT_DOUBLE_EQ(f.WeightVal(0.5).w, 0.8);   // the spline passes through its points
+    EXPECT_DOUBLE_EQ(f.WeightVal(0.5).w, 0.8); // the spline passes through its points
     EXPECT_DOUBLE_EQ(f.WeightVal(1.0).w, 1.0);
     const double mid = f.WeightVal(0.25).w;
-    EXPECT_GT(mid, 0.4);   // above the chord: the curve bends through (0.5, 0.8)
+    EXPECT_GT(mid, 0.4); // above the chord: the curve bends through (0.5, 0.8)
     EXPECT_LT(mid, 0.8);
 
     WeightFunc missing("FILE /nonexistent/kxweights");
@@ -181,7 +182,7 @@ TEST_F(WeightFuncTest, FileThroughTheSpline)
 
 TEST_F(WeightFuncTest, FileMustBeARegularTableFile)
 {
-    WeightFunc dir(("FILE " + ::testing::TempDir()).c_str());   // a directory
+    WeightFunc dir(("FILE " + ::testing::TempDir()).c_str()); // a directory
     EXPECT_EQ(dir.WeightVal(0.5).w, 0.0);
     EXPECT_STREQ(error.chars(), "Failure preparing Weighting Function\n");
     error.reset();

@@ -17,7 +17,7 @@ TEST_F(CheckSumTest, CheckSumArithmetic)
     EXPECT_EQ(Sum("abc"), CheckSum(0xFE636261u, 0, 0, 0));
     EXPECT_EQ(Sum("abcd"), CheckSum(0x64636261u, 0xFEFEFEFEu, 0, 0));
     EXPECT_EQ(Sum(""), CheckSum(0xFEFEFEFEu, 0, 0, 0));
-    const CheckSum wrapped = Sum("abcdefghijklmnop");   // 5 words: the fifth goes into w0 again
+    const CheckSum wrapped = Sum("abcdefghijklmnop"); // 5 words: the fifth goes into w0 again
     EXPECT_EQ(wrapped.GetWord(0), 0x64636261u ^ 0xFEFEFEFEu);
     EXPECT_EQ(wrapped.GetWord(3), 0x706f6e6du);
     EXPECT_EQ(Sum(1.0), CheckSum(0, 0x3FF00000u, 0, 0));
@@ -35,14 +35,14 @@ TEST_F(CheckSumTest, CheckSumArithmetic)
 TEST_F(CheckableTest, CheckSumFollowsPublishedState)
 {
     tstLeaf leaf, parent;
-    const CheckSum expected = Sum("tstLeaf", 0.25, 8.0);   // "objtype", d, twice len
+    const CheckSum expected = Sum("tstLeaf", 0.25, 8.0); // "objtype", d, twice len
     EXPECT_EQ(leaf.getCurrCheckSum(), expected);
     parent.other = &leaf;
     EXPECT_EQ(parent.getCurrCheckSum(), Sum("tstLeaf", 0.25, 8.0, expected));
 
     tstShape shape;
     const CheckSum before = shape.getCurrCheckSum();
-    shape.scratch = 99;   // not part of the checksum
+    shape.scratch = 99; // not part of the checksum
     EXPECT_EQ(shape.getCurrCheckSum(), before);
     for (auto change : std::vector<std::function<void(tstShape &)>>{
              [](tstShape &s) { s.width = 1.5000000000000002; }, [](tstShape &s) { s.count = 4; },
@@ -51,32 +51,32 @@ TEST_F(CheckableTest, CheckSumFollowsPublishedState)
         change(changed);
         EXPECT_NE(changed.getCurrCheckSum(), before);
     }
-    EXPECT_NE(tstRect().getCurrCheckSum(), before);   // same data, other "objtype"
+    EXPECT_NE(tstRect().getCurrCheckSum(), before); // same data, other "objtype"
     EXPECT_EQ(int(error), 0);
 }
 
 TEST_F(UpdatableTest, UpdatableTracksItsState)
 {
     tstCalc calc;
-    EXPECT_TRUE(calc.IsOutOfDate());   // nothing stored yet
+    EXPECT_TRUE(calc.IsOutOfDate()); // nothing stored yet
     EXPECT_EQ(calc.getUpdatedCheckSum(nullptr), calc.GetCheckSum());
     EXPECT_FALSE(calc.IsOutOfDate());
-    (void)calc.getUpdatedCheckSum(nullptr);   // up to date: no recomputation
+    (void)calc.getUpdatedCheckSum(nullptr); // up to date: no recomputation
     EXPECT_EQ(calc.updates, 1);
 
     calc.SaveState();
     calc.input = 2;
     EXPECT_TRUE(calc.IsOutOfDate());
-    (void)calc.getUpdatedCheckSum("tstShape");   // filtered out
+    (void)calc.getUpdatedCheckSum("tstShape"); // filtered out
     EXPECT_EQ(calc.updates, 1);
     (void)calc.getUpdatedCheckSum("Updatable");
     EXPECT_EQ(calc.updates, 2);
     EXPECT_FALSE(calc.IsOutOfDate());
-    calc.LoadState();   // back to the checksum of input 1
+    calc.LoadState(); // back to the checksum of input 1
     EXPECT_TRUE(calc.IsOutOfDate());
     calc.input = 1;
     EXPECT_FALSE(calc.IsOutOfDate());
-    calc.ResetAll(nullptr);   // ResetTop forgets the stored checksum
+    calc.ResetAll(nullptr); // ResetTop forgets the stored checksum
     EXPECT_TRUE(calc.IsOutOfDate());
 
     // A tree is out of date when any of its Updatables is.

@@ -12,7 +12,9 @@ TEST_F(KXClassInfoTest, ClassRegistry)
     std::vector<std::string> names;
     for (const kxClassInfo *c = kxClassInfo::GetFirst(); c; c = c->GetNext())
         names.push_back(c->GetClassName());
-    auto at = [&](const char *n) { return std::find(names.begin(), names.end(), n) - names.begin(); };
+    auto at = [&](const char *n) {
+        return std::find(names.begin(), names.end(), n) - names.begin();
+    };
     EXPECT_LT(at("tstTagged"), at("tstShape"));
     EXPECT_LT(at("tstShape"), at("tstTaggedRect"));
     EXPECT_LT(at("KXObject"), at("Updatable"));
@@ -35,8 +37,8 @@ TEST_F(KXClassInfoTest, ClassRegistry)
     EXPECT_EQ(kxClassInfo::CreateObject("noSuchClass"), nullptr);
 
     tstTaggedRect tagged;
-    EXPECT_TRUE(tagged.IsKindOf(&tstTagged::ms_classInfo));   // through base 2
-    EXPECT_TRUE(tagged.IsKindOf("KXObject"));                 // through base 1, depth first
+    EXPECT_TRUE(tagged.IsKindOf(&tstTagged::ms_classInfo)); // through base 2
+    EXPECT_TRUE(tagged.IsKindOf("KXObject"));               // through base 1, depth first
     EXPECT_FALSE(tagged.IsKindOf(&tstEllipse::ms_classInfo));
     EXPECT_FALSE(tagged.IsKindOf(static_cast<const kxClassInfo *>(nullptr)));
     EXPECT_FALSE(tstRect().IsKindOf("tstTagged"));

@@ -18,15 +18,15 @@ TEST_F(KXCommandEltTest, CommandElements)
     EXPECT_FALSE(width.SetValueString("2.25x"));
     EXPECT_EQ(shape.width, 2.25);
 
-    EXPECT_FALSE(shape.SetParam("count", "5"));   // read-only
+    EXPECT_FALSE(shape.SetParam("count", "5")); // read-only
     EXPECT_EQ(shape.count, 3);
     EXPECT_TRUE(shape.SetParam("label", "lid"));
     EXPECT_STREQ(shape.label, "lid");
-    EXPECT_FALSE(shape.SetParam("code", "12345678"));   // no room for the terminator
+    EXPECT_FALSE(shape.SetParam("code", "12345678")); // no room for the terminator
     EXPECT_TRUE(shape.SetParam("code", "1234567"));
     EXPECT_STREQ(shape.code, "1234567");
     EXPECT_FALSE(shape.SetParam("nosuch", "1"));
-    EXPECT_FALSE(shape.getPublishedElt("width", true));   // not an object
+    EXPECT_FALSE(shape.getPublishedElt("width", true)); // not an object
     EXPECT_EQ(shape.getPublishedElt("child", true).GetObject(), &child);
 
     List<KXString> args;
@@ -48,11 +48,11 @@ TEST_F(KXCommandEltTest, CommandElements)
     shape.getChildList(objects, true);
     EXPECT_EQ(objects.size(), 1);
 
-    tstLeaf leaf;   // a kind from outside the module, and a matrix
+    tstLeaf leaf; // a kind from outside the module, and a matrix
     KXCommandElt len = leaf.getPublishedElt("len");
     EXPECT_STREQ(len.GetTypeName(), "microns");
     EXPECT_STREQ(len.GetValueString(), "4um");
-    EXPECT_TRUE(len.IsReadOnly());   // no setText
+    EXPECT_TRUE(len.IsReadOnly()); // no setText
     leaf.matrix.alloc(1, 2, 0, 1);
     leaf.matrix(1, 0) = 1;
     leaf.matrix(1, 1) = 2.5;

@@ -12,7 +12,7 @@
 
 namespace {
 
-std::vector<std::string> gLog;   // "name:id:cookie" per delivery
+std::vector<std::string> gLog; // "name:id:cookie" per delivery
 
 void LogDelivery(const std::string &name, const kxEvent &event, int cookie)
 {
@@ -60,7 +60,7 @@ TEST_F(KXEventTest, DeliveryOrderFiltersAndRemovalById)
 {
     kxEventSource source;
     tstListener all("all"), five("five"), six("six");
-    source.RaiseEvent(5);   // no listeners yet: nothing happens
+    source.RaiseEvent(5); // no listeners yet: nothing happens
     all.ListenTo(source, 0, 10);
     five.ListenTo(source, 5, 11);
     six.ListenTo(source, 6, 12);
@@ -153,7 +153,7 @@ TEST_F(KXEventTest, LifetimesUnregister)
         kxEventSource temporary;
         stays.ListenTo(temporary, 0, 1);
         stays.ListenTo(source, 0, 2);
-        EXPECT_EQ(kxEventSource(source).GetListenerCount(), 0);   // a copy has no registrations
+        EXPECT_EQ(kxEventSource(source).GetListenerCount(), 0); // a copy has no registrations
     }
     EXPECT_TRUE(stays.IsListeningTo(source));
     source.RemoveAllListeners();
@@ -169,7 +169,7 @@ TEST_F(KXEventTest, DelegatesAlongTheChain)
     front.ListenTo(source, 0, 7);
     plain.ListenTo(source, 0, 8);
 
-    source.RaiseEvent(1);   // no Delegate() call: the chain is not used
+    source.RaiseEvent(1); // no Delegate() call: the chain is not used
     ExpectLog({"front:1:7", "plain:1:8"});
     front.delegates = true;
     middle.delegates = true;
@@ -207,7 +207,7 @@ TEST_F(KXEventTest, EventHandlerObjectGetsAMessage)
     kxEventSource source;
     kxEventListener listener;
     listener.ListenTo(source, 0, 33);
-    source.RaiseEvent(2);   // no handler yet: nothing
+    source.RaiseEvent(2); // no handler yet: nothing
     listener.setEventHandler(handler);
     kxEvent event(9);
     source.RaiseEvent(event);

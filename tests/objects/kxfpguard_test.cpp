@@ -30,12 +30,12 @@ TEST(KXFPGuardTest, RestoresAndComplainsWhenItWillNotStick)
     static const kxFPControl fake = {&ReadFake, &WriteFake, 0x0};
     gBits = 0x6000;
     kxFPGuard guard(fake);
-    guard.Check();   // the first call sets the library's setting
+    guard.Check(); // the first call sets the library's setting
     EXPECT_EQ(gBits, 0u);
-    guard.Check();   // unchanged: nothing written
+    guard.Check(); // unchanged: nothing written
     EXPECT_EQ(gWrites, 1);
 
-    gBits = 0x8040;   // someone switched on flush-to-zero
+    gBits = 0x8040; // someone switched on flush-to-zero
     testing::internal::CaptureStdout();
     guard.Check();
     EXPECT_EQ(gBits, 0u);

@@ -17,7 +17,7 @@
 #include "kx/objects/kxchecksum.h"
 
 namespace {
-std::vector<std::string> gTrace;   // names of the objects that received a message, in order
+std::vector<std::string> gTrace; // names of the objects that received a message, in order
 }
 
 // A small class hierarchy: tstShape <- tstRect <- tstTaggedRect (second base: the mixin
@@ -40,14 +40,17 @@ public:
         PublishVar("label", label, "label");
         PublishVar("code", code, sizeof code, "code");
         PublishVar("scratch", scratch, "not part of the state", kxPublishNoCheckSum);
-        PublishFunc("scale", [this](const List<KXString> &args, KXString &result) {
-            double factor = 0;
-            if (args.size() != 1 || !kxStringToNumber(args[1], factor))
-                return false;
-            width *= factor;
-            result = numtoA(width);
-            return true;
-        }, "( factor ): scale the width");
+        PublishFunc(
+            "scale",
+            [this](const List<KXString> &args, KXString &result) {
+                double factor = 0;
+                if (args.size() != 1 || !kxStringToNumber(args[1], factor))
+                    return false;
+                width *= factor;
+                result = numtoA(width);
+                return true;
+            },
+            "( factor ): scale the width");
         for (KXObject *child : children)
             PublishObj("child", child, "a child");
     }
@@ -64,11 +67,11 @@ public:
 };
 
 // A class that adds nothing to its base but its own class record.
-#define TST_PLAIN_SUBCLASS(Name, Base, ...)      \
-    class Name : public Base __VA_ARGS__ {       \
-        KX_DECLARE_CLASS(Name)                   \
-    public:                                      \
-        using Base::Base;                        \
+#define TST_PLAIN_SUBCLASS(Name, Base, ...)                                                        \
+    class Name : public Base __VA_ARGS__ {                                                         \
+        KX_DECLARE_CLASS(Name)                                                                     \
+    public:                                                                                        \
+        using Base::Base;                                                                          \
     };
 
 struct tstTagged {
@@ -98,8 +101,12 @@ struct tstMicrons {
 };
 const kxPublishedKind kxPublishedMicrons = {
     "microns",
-    [](const void *m, int, CheckSum &sum) { sum.Append(static_cast<const tstMicrons *>(m)->value * 2); },
-    [](const KXObject &, const void *m, int) { return numtoA(static_cast<const tstMicrons *>(m)->value) + "um"; },
+    [](const void *m, int, CheckSum &sum) {
+        sum.Append(static_cast<const tstMicrons *>(m)->value * 2);
+    },
+    [](const KXObject &, const void *m, int) {
+        return numtoA(static_cast<const tstMicrons *>(m)->value) + "um";
+    },
     nullptr};
 template <>
 struct kxPublishTraits<tstMicrons> {
@@ -167,7 +174,8 @@ protected:
     // True when the global error holds an internal fault whose text contains `what`; clears it.
     static bool TakeFault(const std::string &what)
     {
-        const bool found = int(error) == 507 && std::string(error.chars()).find(what) != std::string::npos;
+        const bool found =
+            int(error) == 507 && std::string(error.chars()).find(what) != std::string::npos;
         error.reset();
         return found;
     }

@@ -299,5 +299,4 @@ inline void RegisterTestNodes()
 
 } // namespace kxtest
 
-
 #endif

@@ -166,7 +166,9 @@ class KXParameterT {
 public:
     KXParameterT() = default;
     KXParameterT(const KXString &name, const KXString &expression, int flags = 0)
-        : name_(name), expression_(expression), flags_(flags) {}
+        : name_(name), expression_(expression), flags_(flags)
+    {
+    }
 
     [[nodiscard]] const KXString &Name() const { return name_; }
     [[nodiscard]] const KXString &Expression() const { return expression_; }
@@ -178,18 +180,29 @@ public:
     /// The scalar value and whether one was ever set (a set value stays set).
     [[nodiscard]] const T &Value() const { return value_; }
     [[nodiscard]] bool HasValue() const { return hasValue_; }
-    void SetValue(const T &value) { value_ = value; hasValue_ = true; }
+    void SetValue(const T &value)
+    {
+        value_ = value;
+        hasValue_ = true;
+    }
 
     /// Binds a vector parameter to storage the caller owns and keeps alive while the expression
     /// is evaluated: data[0] is element lbd, data[ubd - lbd] element ubd. A null data unbinds.
-    void SetVector(const T *data, int lbd, int ubd) { data_ = data; lbd_ = lbd; ubd_ = ubd; }
+    void SetVector(const T *data, int lbd, int ubd)
+    {
+        data_ = data;
+        lbd_ = lbd;
+        ubd_ = ubd;
+    }
     [[nodiscard]] const T *VectorData() const { return data_; }
     [[nodiscard]] int VectorLbd() const { return lbd_; }
     [[nodiscard]] int VectorUbd() const { return ubd_; }
 
 private:
-    template <class> friend class KXExpressionT;
-    template <class> friend class KXFuncParserT;
+    template <class>
+    friend class KXExpressionT;
+    template <class>
+    friend class KXFuncParserT;
 
     KXString name_;
     KXString expression_;
@@ -273,7 +286,7 @@ struct KXExprInstr {
         T constant;
         typename KXFuncDataEltT<T>::Routine routine;
         int32_t index2;
-        const void *data;   ///< a prepared table or a vector parameter
+        const void *data; ///< a prepared table or a vector parameter
     };
     KXExprInstr() : op(0), arg(0), constant() {}
 };
@@ -299,8 +312,8 @@ public:
     void Clear();
 
 private:
-    char *chars_ = nullptr;   ///< owned (malloc)
-    uint32_t size_ = 0;       ///< bytes in use, terminators included
+    char *chars_ = nullptr; ///< owned (malloc)
+    uint32_t size_ = 0;     ///< bytes in use, terminators included
     uint32_t count_ = 0;
 };
 
@@ -372,12 +385,20 @@ public:
     [[nodiscard]] bool IsConstant() const;
 
 private:
-    enum State : uint8_t { NotCompiled, Compiled, Failed };
+    enum State : uint8_t {
+        NotCompiled,
+        Compiled,
+        Failed
+    };
     /// What the parameter operands of the program are: indices (as compiled) or byte offsets
     /// into the parameter records or into the caller's array of values.
-    enum Slots : uint8_t { SlotIndex, SlotRecords, SlotArray };
-    class Compiler;    ///< text to program, with the optimiser's rewrites
-    class Evaluator;   ///< runs the program
+    enum Slots : uint8_t {
+        SlotIndex,
+        SlotRecords,
+        SlotArray
+    };
+    class Compiler;  ///< text to program, with the optimiser's rewrites
+    class Evaluator; ///< runs the program
     /// What only some programs need: prepared spline and lininterp tables, a value stack for
     /// programs too deep for the one on the machine stack, the text of a failed compilation.
     struct Extras {
@@ -397,18 +418,18 @@ private:
 
     // The fields an evaluation reads come first.
     State state_ = NotCompiled;
-    bool valuesChecked_ = false;   ///< every used scalar parameter was found set
-    bool usesParams_ = false;      ///< the program reads a parameter
-    bool usesVector_ = false;      ///< the program reads a vector parameter
-    bool shortPath_ = false;       ///< the program runs on the evaluator's short path
-    bool ownsText_ = false;        ///< text_ was made by setExpression (else lent or null)
-    Slots slots_ = SlotIndex;      ///< how the program is bound (valuesChecked_: to records)
-    uint16_t maxStack_ = 0;        ///< stack slots the program needs (at most kxExprMaxStack)
-    std::unique_ptr<KXExprInstr<T>[]> code_;   ///< ends with the end instruction; null: none
-    std::vector<KXParameterT<T>> params_;   ///< full records (empty while names_ holds them)
+    bool valuesChecked_ = false; ///< every used scalar parameter was found set
+    bool usesParams_ = false;    ///< the program reads a parameter
+    bool usesVector_ = false;    ///< the program reads a vector parameter
+    bool shortPath_ = false;     ///< the program runs on the evaluator's short path
+    bool ownsText_ = false;      ///< text_ was made by setExpression (else lent or null)
+    Slots slots_ = SlotIndex;    ///< how the program is bound (valuesChecked_: to records)
+    uint16_t maxStack_ = 0;      ///< stack slots the program needs (at most kxExprMaxStack)
+    std::unique_ptr<KXExprInstr<T>[]> code_; ///< ends with the end instruction; null: none
+    std::vector<KXParameterT<T>> params_;    ///< full records (empty while names_ holds them)
     KXExprNameList names_;                   ///< plain parameters by name only
     const KXFuncParserT<T> *parser_;
-    const KXString *text_ = nullptr;         ///< the formula text; null: empty
+    const KXString *text_ = nullptr; ///< the formula text; null: empty
     std::unique_ptr<Extras> extras_;
 };
 

@@ -56,9 +56,9 @@ class kxNamedVariable {
 public:
     /// Construction flags.
     enum {
-        NotListed = 1,    ///< not entered in the namespace (index -1): parameters' variables
-        Temporary = 2,    ///< temporary: takes the given index without being entered
-        NotProperty = 4   ///< the property mark is left clear
+        NotListed = 1,  ///< not entered in the namespace (index -1): parameters' variables
+        Temporary = 2,  ///< temporary: takes the given index without being entered
+        NotProperty = 4 ///< the property mark is left clear
     };
 
     /// Makes a variable holding the value 0 (formula text "0", empty name) in `ns`. Without
@@ -138,22 +138,22 @@ private:
     int PseudoTime() const;
 
     // The fields that a dependent's evaluation reads come first, so that they share a cache line.
-    kxNameSpace *ns_;                          ///< not owned
+    kxNameSpace *ns_; ///< not owned
     std::complex<double> value_{0.0, 0.0};
     int valueStamp_ = 0;
     int nameStamp_ = 0;
     int expressionStamp_ = 0;
     int index_ = -1;
-    unsigned refGeneration_ = 0;               ///< kxNameSpace::Generation() when references were resolved
+    unsigned refGeneration_ = 0; ///< kxNameSpace::Generation() when references were resolved
     bool isValue_ = true;
     bool busy_ = false;
     bool preloaded_ = false;
     bool temporary_ = false;
     bool property_ = true;
-    bool referencesOnHeap_ = false;            ///< references_ was allocated (else inlineReferences_)
-    int referenceCount_ = 0;                   ///< one per declared name
-    Reference *references_ = nullptr;          ///< the references, then the values last seen
-    KXExpressionC *compiled_ = nullptr;        ///< owned, built lazily
+    bool referencesOnHeap_ = false;     ///< references_ was allocated (else inlineReferences_)
+    int referenceCount_ = 0;            ///< one per declared name
+    Reference *references_ = nullptr;   ///< the references, then the values last seen
+    KXExpressionC *compiled_ = nullptr; ///< owned, built lazily
     KXString name_;
     KXString expression_;
     /// Room for the references of a formula naming up to three variables, kept beside the

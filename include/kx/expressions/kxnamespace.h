@@ -78,7 +78,8 @@ public:
     /// gives null.
     [[nodiscard]] kxNamedVariable *GetVariable(int code) const;
     /// The variable named `name` here or in an ancestor, or null.
-    [[nodiscard]] kxNamedVariable *GetVariableByName(const char *name, bool searchParents = true) const;
+    [[nodiscard]] kxNamedVariable *GetVariableByName(const char *name,
+                                                     bool searchParents = true) const;
     /// The variable in slot `index` of this namespace; null for an empty slot or an index
     /// outside 0 .. GetVariableCount()-1 (never fatal).
     [[nodiscard]] kxNamedVariable *GetVariableAt(int index) const { return PeekVariable(0, index); }
@@ -157,9 +158,9 @@ private:
 
     kxVoidPointerArray variables_;
     kxNameSpace *parent_ = nullptr;
-    std::vector<kxNameSpace *> children_;   ///< not owned; they unregister themselves
+    std::vector<kxNameSpace *> children_; ///< not owned; they unregister themselves
     std::vector<IndexEntry> nameIndex_;
-    int nameIndexUsed_ = 0;                  ///< live and deleted entries
+    int nameIndexUsed_ = 0; ///< live and deleted entries
     int pseudoTime_ = 0;
     static unsigned generation_;
 };

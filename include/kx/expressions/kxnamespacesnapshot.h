@@ -79,7 +79,7 @@ private:
 
     kxNameSpace &ns_;
     std::vector<kxNamedVariableSnapshot> variables_;
-    std::unique_ptr<kxNameSpaceSnapshot> replaced_;   ///< the state replaced by Restore
+    std::unique_ptr<kxNameSpaceSnapshot> replaced_; ///< the state replaced by Restore
 };
 
 #endif

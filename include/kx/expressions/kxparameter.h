@@ -146,9 +146,9 @@ private:
     /// Makes sure an owned formula variable of namespace `ns` exists and gives it `text`.
     void AssignExpression(kxNameSpace *ns, const char *text);
 
-    kxNamedVariable *expression_ = nullptr;   ///< owned; null for a plain value
-    T value_{};                               ///< the plain value
-    static unsigned long writes_;             ///< see Writes()
+    kxNamedVariable *expression_ = nullptr; ///< owned; null for a plain value
+    T value_{};                             ///< the plain value
+    static unsigned long writes_;           ///< see Writes()
 };
 
 extern template class kxParameter<int>;

@@ -54,7 +54,10 @@ public:
 
     /// Array1d<char> reads as its character storage (null when empty).
     template <class U = T, class = std::enable_if_t<std::is_same<U, char>::value>>
-    operator char *() const { return data_; }
+    operator char *() const
+    {
+        return data_;
+    }
 
     /// Read or write the elements lbd..ubd as raw binary, sizeof(T) each; nothing without
     /// storage. Return the number of elements transferred.
@@ -67,7 +70,7 @@ private:
     int lbd_ = 0;
     int ubd_ = -1;
     bool owned_ = false;
-    T *data_ = nullptr;   // element lbd_
+    T *data_ = nullptr; // element lbd_
 };
 
 template <class T>
@@ -84,7 +87,7 @@ Array1d<T> &Array1d<T>::operator=(const Array1d &other)
         return *this;
     }
     if (data_ && get_dim() == other.get_dim()) {
-        lbd_ = other.lbd_;   // same size: copy into the storage in place, even external
+        lbd_ = other.lbd_; // same size: copy into the storage in place, even external
         ubd_ = other.ubd_;
     } else {
         alloc(other.lbd_, other.ubd_);
@@ -266,8 +269,8 @@ void Array2d<T>::unalloc()
 template <class T>
 void Array2d<T>::IndexFault(int r, int c) const
 {
-    exitfn(1, "error in Array2d<T>::operator(). Index (%d,%d) out of bounds (%d..%d,%d..%d)", r,
-           c, rlbd_, rubd_, clbd_, cubd_);
+    exitfn(1, "error in Array2d<T>::operator(). Index (%d,%d) out of bounds (%d..%d,%d..%d)", r, c,
+           rlbd_, rubd_, clbd_, cubd_);
 }
 
 template <class T>

@@ -38,10 +38,7 @@ public:
     /// The element at 0-based i (0 <= i < Size()).
     T &operator[](int i) const;
 
-    int Size() const
-    {
-        return block_ ? static_cast<int>(blockBase_ + (next_ - block_)) : 0;
-    }
+    int Size() const { return block_ ? static_cast<int>(blockBase_ + (next_ - block_)) : 0; }
     int BlockSize() const { return blockSize_; }
 
     /// Frees every block and the block table; Size() becomes 0.
@@ -72,14 +69,14 @@ private:
     void CopyFrom(const kxDynArray &other);
 
     int blockSize_;
-    T *first_ = nullptr;                       // block 0
-    kxDynArray<void *> *further_ = nullptr;    // addresses of blocks 1, 2, ...
+    T *first_ = nullptr;                    // block 0
+    kxDynArray<void *> *further_ = nullptr; // addresses of blocks 1, 2, ...
     // The block being filled. The fill state is kept in pointers and a ptrdiff_t so that
     // storing an element (an int, say) cannot alias it and Add stays as cheap as a vector's.
     T *block_ = nullptr;
-    T *next_ = nullptr;                        // next free slot
-    T *end_ = nullptr;                         // one past the block's last slot
-    std::ptrdiff_t blockBase_ = 0;             // index of block_[0]
+    T *next_ = nullptr;            // next free slot
+    T *end_ = nullptr;             // one past the block's last slot
+    std::ptrdiff_t blockBase_ = 0; // index of block_[0]
 };
 
 template <class T>

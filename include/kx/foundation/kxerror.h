@@ -46,13 +46,13 @@ class KXString;
 // ---------------------------------------------------------------------------------------------
 // Error codes used by the library.
 enum {
-    kxErrGeneric = 1,           ///< any text appended to a cleared error
-    kxErrVersion = 2,           ///< block file signature or version mismatch
-    kxErrFile = 500,            ///< a file could not be opened for writing
+    kxErrGeneric = 1, ///< any text appended to a cleared error
+    kxErrVersion = 2, ///< block file signature or version mismatch
+    kxErrFile = 500,  ///< a file could not be opened for writing
     kxErrIllegalInstruction = 501,
-    kxErrUserAbort = 503,       ///< kill pressed / application exited: later texts are dropped
-    kxErrSyntax = 504,          ///< shown as "Syntax error - see Message Window"
-    kxErrCode = 507,            ///< CodeError: an internal fault of the library
+    kxErrUserAbort = 503, ///< kill pressed / application exited: later texts are dropped
+    kxErrSyntax = 504,    ///< shown as "Syntax error - see Message Window"
+    kxErrCode = 507,      ///< CodeError: an internal fault of the library
     kxErrPlugin = 508,
     kxErrNameClash = 1000,
     kxErrOutOfRange = 4101
@@ -66,8 +66,8 @@ enum {
 /// they must point at text that outlives the error (string literals in practice).
 class Error {
 public:
-    static constexpr int TextSize = 1024;      ///< size of the text field, terminator included
-    static constexpr int FormatLimit = 4095;   ///< formatted pieces this long are an overrun
+    static constexpr int TextSize = 1024;    ///< size of the text field, terminator included
+    static constexpr int FormatLimit = 4095; ///< formatted pieces this long are an overrun
 
     constexpr Error() {}
     Error(const Error &other);
@@ -136,14 +136,14 @@ extern Error error;
 
 // ---------------------------------------------------------------------------------------------
 // Output hooks.
-typedef void (*kxExitHook)(const char *message, int code);   ///< must not return
+typedef void (*kxExitHook)(const char *message, int code); ///< must not return
 typedef void (*kxWarnHook)(const char *message);
 typedef bool (*kxWarnChoiceHook)(int style, const char *message);
 typedef void (*kxPrintLineHook)(int channel, const char *line);
 typedef void (*kxErrorDisplayHook)(const char *report);
 
-constexpr int kxMessageChannel = 1;   ///< message window: wlprintf, SyntaxErr
-constexpr int kxWarningChannel = 2;   ///< warning log: kxWarningLog
+constexpr int kxMessageChannel = 1; ///< message window: wlprintf, SyntaxErr
+constexpr int kxWarningChannel = 2; ///< warning log: kxWarningLog
 
 /// Called once by the application at start. Stores the five hooks (any may be null: the
 /// console fallback is used), the application name, the version text "%s %d" (version name,
@@ -206,20 +206,20 @@ void kxWarningLog(const char *fmt, ...) KX_PRINTF_LIKE(1, 2);
 // They report through CodeError and return; they never abort.
 #define KX_CODE_ERROR(what) CodeError((what), KX_UNIT, __LINE__)
 
-#define KX_CHECK_MSG(cond, retval, what) \
-    do {                                 \
-        if (!(cond)) {                   \
-            KX_CODE_ERROR(what);         \
-            return retval;               \
-        }                                \
+#define KX_CHECK_MSG(cond, retval, what)                                                           \
+    do {                                                                                           \
+        if (!(cond)) {                                                                             \
+            KX_CODE_ERROR(what);                                                                   \
+            return retval;                                                                         \
+        }                                                                                          \
     } while (0)
 
-#define KX_CHECK_RET(cond, what) \
-    do {                         \
-        if (!(cond)) {           \
-            KX_CODE_ERROR(what); \
-            return;              \
-        }                        \
+#define KX_CHECK_RET(cond, what)                                                                   \
+    do {                                                                                           \
+        if (!(cond)) {                                                                             \
+            KX_CODE_ERROR(what);                                                                   \
+            return;                                                                                \
+        }                                                                                          \
     } while (0)
 
 #endif

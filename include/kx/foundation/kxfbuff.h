@@ -37,7 +37,7 @@ class TextBlock;
 /// Signature of a block: its type name and version. In a required signature a negative minor
 /// version accepts any minor version. The type is not copied: it must outlive the signature.
 struct TBlockSig {
-    const char *type;  ///< type name, at most 31 significant characters, no "("
+    const char *type; ///< type name, at most 31 significant characters, no "("
     int32_t major;
     int32_t minor;
 };
@@ -115,7 +115,10 @@ public:
 
 protected:
     friend class TextBlock;
-    enum : uint32_t { kSkipComments = 1, kSkipWhitespace = 2 };
+    enum : uint32_t {
+        kSkipComments = 1,
+        kSkipWhitespace = 2
+    };
 
     /// This buffer as a block, when it is one (a block loads its nested blocks faster).
     virtual TextBlock *asTextBlock() { return nullptr; }
@@ -162,7 +165,7 @@ protected:
     size_t lineCapacity_ = 0;
     size_t lineAvgSize_ = 0;
     FBuff *commentSrc_ = nullptr;
-    uint32_t edits_ = 0;   ///< bumped by every change of the text
+    uint32_t edits_ = 0; ///< bumped by every change of the text
 };
 
 #endif

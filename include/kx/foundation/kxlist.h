@@ -110,7 +110,7 @@ private:
     List_element<T> *head_ = nullptr;
     List_element<T> *tail_ = nullptr;
     // The current position is a cache for seeking; it changes on const lookups too.
-    mutable List_element<T> *current_ = nullptr;   // null exactly when currIdx_ is out of range
+    mutable List_element<T> *current_ = nullptr; // null exactly when currIdx_ is out of range
     mutable int currIdx_ = 0;
     int count_ = 0;
 };
@@ -247,7 +247,7 @@ void List<T>::insert(const T &value)
     if (currIdx_ < 1 || currIdx_ > count_ + 1)
         exitfn(1, "error in List::insert: index %d out of bounds", currIdx_);
     List_element<T> *e = new List_element<T>(value);
-    LinkBefore(e, current_);   // current_ is null at count_ + 1: append
+    LinkBefore(e, current_); // current_ is null at count_ + 1: append
     current_ = e;
 }
 

@@ -31,7 +31,10 @@ inline bool DoublesAreEqual(double a, double b, double tol = -1.0)
 
 /// a + (b - a) w: w = 0 gives a, w = 1 gives b.
 template <class T, class W>
-inline T weightedVal(const T &a, const T &b, W w) { return a + (b - a) * w; }
+inline T weightedVal(const T &a, const T &b, W w)
+{
+    return a + (b - a) * w;
+}
 
 /// Nearest integer, halves away from zero (2.5 -> 3, -2.5 -> -3). The caller keeps x within
 /// the int range.

@@ -51,8 +51,8 @@ private:
     KXString errorText;
     int errorOffset = -1;
     bool caseless = false;
-    void *code = nullptr;       // pcre2_code_8 *
-    void *matchData = nullptr;  // pcre2_match_data_8 *, scratch
+    void *code = nullptr;      // pcre2_code_8 *
+    void *matchData = nullptr; // pcre2_match_data_8 *, scratch
 };
 
 #endif

@@ -47,7 +47,7 @@ private:
     void Attach();
 
     std::ostream *stream_;
-    std::streambuf *saved_ = nullptr;   // the stream's own buffer while captured
+    std::streambuf *saved_ = nullptr; // the stream's own buffer while captured
     VoidReceiver voidReceiver_ = nullptr;
     IntReceiver intReceiver_ = nullptr;
     std::string pending_;

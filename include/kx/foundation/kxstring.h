@@ -67,9 +67,9 @@ class KXSubString;
 /// The character block of a KXString, allocated as one piece: two header words, then the
 /// characters followed by a zero byte. `chars` extends past its declared size to capacity + 1.
 struct KXStrRep {
-    uint32_t length;    ///< characters in use
-    uint32_t capacity;  ///< largest length that fits without reallocation
-    char chars[1];      ///< the characters and the terminating zero
+    uint32_t length;   ///< characters in use
+    uint32_t capacity; ///< largest length that fits without reallocation
+    char chars[1];     ///< the characters and the terminating zero
 
     /// Block size b for a wanted length n (allocation rule); 0 when the size overflows.
     [[nodiscard]] static uint32_t BlockSize(uint32_t n);
@@ -145,8 +145,15 @@ extern KXStrRep kxEmptyStrRep;
 
 class KXString {
 public:
-    enum CaseCompare { exact = 0, ignoreCase = 1 };
-    enum StripType { leading = 1, trailing = 2, both = 3 };
+    enum CaseCompare {
+        exact = 0,
+        ignoreCase = 1
+    };
+    enum StripType {
+        leading = 1,
+        trailing = 2,
+        both = 3
+    };
 
     // -- construction and assignment -----------------------------------------------------
     constexpr KXString() noexcept : rep(&kxEmptyStrRep) {}
@@ -213,7 +220,10 @@ public:
         rep->length = newLength;
         return *this;
     }
-    KXString &Append(const char *text) { return text ? Append(text, static_cast<int>(std::strlen(text))) : *this; }
+    KXString &Append(const char *text)
+    {
+        return text ? Append(text, static_cast<int>(std::strlen(text))) : *this;
+    }
     KXString &Append(const KXString &s) { return Append(s.rep->chars, s.Length()); }
     KXString &operator+=(const KXString &s) { return Append(s.rep->chars, s.Length()); }
     KXString &operator+=(const KXSubString &view);
@@ -279,7 +289,8 @@ public:
             return IndexBackward(c, startpos);
         if (startpos >= Length())
             return -1;
-        const void *p = std::memchr(rep->chars + startpos, c, rep->length - static_cast<uint32_t>(startpos));
+        const void *p =
+            std::memchr(rep->chars + startpos, c, rep->length - static_cast<uint32_t>(startpos));
         return p ? static_cast<int>(static_cast<const char *>(p) - rep->chars) : -1;
     }
     [[nodiscard]] int Index(const char *pattern, int startpos = 0) const
@@ -304,9 +315,10 @@ public:
         const char *const s = rep->chars;
         if (startpos > Length() - length)
             return -1;
-        const char *const last = s + rep->length - length;   // the last possible start
+        const char *const last = s + rep->length - length; // the last possible start
         for (const char *p = s + startpos; p <= last; ++p) {
-            p = static_cast<const char *>(std::memchr(p, pattern[0], static_cast<size_t>(last - p) + 1));
+            p = static_cast<const char *>(
+                std::memchr(p, pattern[0], static_cast<size_t>(last - p) + 1));
             if (!p)
                 return -1;
             if (std::memcmp(p + 1, pattern + 1, static_cast<size_t>(length) - 1) == 0)
@@ -320,8 +332,14 @@ public:
     [[nodiscard]] int Contains(const KXString &pattern) const { return Index(pattern) >= 0; }
     [[nodiscard]] int Contains(const KXSubString &pattern) const { return Index(pattern) >= 0; }
     [[nodiscard]] int Contains(const KXRegex &pattern) const { return Index(pattern) >= 0; }
-    [[nodiscard]] int Contains(const char *pattern, CaseCompare cmp) const { return Index(pattern, 0, cmp) >= 0; }
-    [[nodiscard]] int Contains(const KXString &pattern, CaseCompare cmp) const { return Index(pattern, 0, cmp) >= 0; }
+    [[nodiscard]] int Contains(const char *pattern, CaseCompare cmp) const
+    {
+        return Index(pattern, 0, cmp) >= 0;
+    }
+    [[nodiscard]] int Contains(const KXString &pattern, CaseCompare cmp) const
+    {
+        return Index(pattern, 0, cmp) >= 0;
+    }
     /// 1 when the pattern occurs starting at pos (negative pos: ending at Length() + pos).
     [[nodiscard]] int Contains(char c, int pos) const;
     [[nodiscard]] int Contains(const char *pattern, int pos) const;
@@ -446,7 +464,9 @@ private:
 class KXSubString {
 public:
     KXSubString(const KXString &owner, int position, int length) noexcept
-        : str(owner), pos(position), len(length) {}
+        : str(owner), pos(position), len(length)
+    {
+    }
 
     /// The first character of the view (not zero-terminated at the view's end).
     const char *Data() const noexcept { return str.c_str() + pos; }
@@ -469,7 +489,10 @@ private:
     int len;
 };
 
-inline KXString &KXString::operator+=(const KXSubString &view) { return Append(view.Data(), view.Length()); }
+inline KXString &KXString::operator+=(const KXSubString &view)
+{
+    return Append(view.Data(), view.Length());
+}
 
 // -- comparison -------------------------------------------------------------------------------
 /// Equality as zero-terminated texts (see kxCompareBytes).
@@ -478,13 +501,25 @@ inline bool kxEqualBytes(const char *a, int la, const char *b, int lb) noexcept
     return kxCompareBytes(a, la, b, lb) == 0;
 }
 
-#define KX_STRING_COMPARISONS(LeftType, RightType, LEFT, RIGHT)                                     \
-    inline bool operator==(LeftType x, RightType y) { return kxEqualBytes(LEFT(x), RIGHT(y)); }     \
-    inline bool operator!=(LeftType x, RightType y) { return !kxEqualBytes(LEFT(x), RIGHT(y)); }    \
-    inline bool operator<(LeftType x, RightType y) { return kxCompareBytes(LEFT(x), RIGHT(y)) < 0; } \
-    inline bool operator<=(LeftType x, RightType y) { return kxCompareBytes(LEFT(x), RIGHT(y)) <= 0; } \
-    inline bool operator>(LeftType x, RightType y) { return kxCompareBytes(LEFT(x), RIGHT(y)) > 0; } \
-    inline bool operator>=(LeftType x, RightType y) { return kxCompareBytes(LEFT(x), RIGHT(y)) >= 0; }
+#define KX_STRING_COMPARISONS(LeftType, RightType, LEFT, RIGHT)                                    \
+    inline bool operator==(LeftType x, RightType y) { return kxEqualBytes(LEFT(x), RIGHT(y)); }    \
+    inline bool operator!=(LeftType x, RightType y) { return !kxEqualBytes(LEFT(x), RIGHT(y)); }   \
+    inline bool operator<(LeftType x, RightType y)                                                 \
+    {                                                                                              \
+        return kxCompareBytes(LEFT(x), RIGHT(y)) < 0;                                              \
+    }                                                                                              \
+    inline bool operator<=(LeftType x, RightType y)                                                \
+    {                                                                                              \
+        return kxCompareBytes(LEFT(x), RIGHT(y)) <= 0;                                             \
+    }                                                                                              \
+    inline bool operator>(LeftType x, RightType y)                                                 \
+    {                                                                                              \
+        return kxCompareBytes(LEFT(x), RIGHT(y)) > 0;                                              \
+    }                                                                                              \
+    inline bool operator>=(LeftType x, RightType y)                                                \
+    {                                                                                              \
+        return kxCompareBytes(LEFT(x), RIGHT(y)) >= 0;                                             \
+    }
 #define KX_STR_BYTES(s) (s).c_str(), (s).Length()
 #define KX_SUB_BYTES(s) (s).Data(), (s).Length()
 #define KX_TEXT_BYTES(t) ((t) ? (t) : ""), ((t) ? static_cast<int>(std::strlen(t)) : 0)

@@ -115,7 +115,10 @@ public:
     bool VersionAtLeast(int major, int minor) const;
     bool VersionAtLeast(const TBlockSig &sig) const { return VersionAtLeast(sig.major, sig.minor); }
     bool IsBeforeVersion(int major, int minor) const { return !VersionAtLeast(major, minor); }
-    bool IsBeforeVersion(const TBlockSig &sig) const { return IsBeforeVersion(sig.major, sig.minor); }
+    bool IsBeforeVersion(const TBlockSig &sig) const
+    {
+        return IsBeforeVersion(sig.major, sig.minor);
+    }
     bool IsAfterVersion(int major, int minor) const { return VersionAtLeast(major, minor + 1); }
     bool IsAfterVersion(const TBlockSig &sig) const { return IsAfterVersion(sig.major, sig.minor); }
 
@@ -140,19 +143,23 @@ private:
 
     /// Where a block found by counting "begin" and "end" lines ends.
     struct Extent {
-        bool closed;         ///< its closing line was found
-        uint32_t next;       ///< position after the closing line (or the end of the source)
-        uint32_t lastLine;   ///< where the closing line starts
-        size_t bytes;        ///< bytes of the block as it will be copied
+        bool closed;       ///< its closing line was found
+        uint32_t next;     ///< position after the closing line (or the end of the source)
+        uint32_t lastLine; ///< where the closing line starts
+        size_t bytes;      ///< bytes of the block as it will be copied
     };
 
-    static Extent ScanExtent(const char *src, uint32_t srcLen, uint32_t head,
-                             bool skipWhitespace, std::vector<Nested> &nested);
+    static Extent ScanExtent(const char *src, uint32_t srcLen, uint32_t head, bool skipWhitespace,
+                             std::vector<Nested> &nested);
     /// Loads the block at `posn` of `src`; when `owner` (the buffer holding `src`) is given
     /// and the text needs no change, the block views the owner's text instead of copying it.
     bool LoadFrom(const char *src, uint32_t srcLen, uint32_t &posn, bool skipWhitespace,
                   FBuff *owner = nullptr);
-    enum { kNestedLoaded, kNestedNone, kNestedUnknown };
+    enum {
+        kNestedLoaded,
+        kNestedNone,
+        kNestedUnknown
+    };
     /// Loads the nested block of `source` at `posn` from its recorded place: kNestedLoaded,
     /// kNestedNone when no block starts there, kNestedUnknown when the scan must decide.
     int LoadNested(TextBlock &source, uint32_t &posn);
@@ -168,11 +175,11 @@ private:
     uint32_t bodyEnd_ = 0;
     int32_t major_ = -1;
     int32_t minor_ = -1;
-    std::string name_;             ///< the name, when hasName_
+    std::string name_; ///< the name, when hasName_
     bool hasName_ = false;
     char type_[32] = {};
     TextBlock *previousText_ = nullptr;
-    mutable std::string headerLine_;   ///< what getHeader() last returned
+    mutable std::string headerLine_; ///< what getHeader() last returned
     /// The nested blocks of the text this block was loaded from, sorted by begin and shared
     /// with every block loaded from it: this block's are entries [nestedFirst_, nestedLast_),
     /// their offsets nestedBase_ above this block's own. Valid while nestedEdits_ == edits_.
@@ -181,7 +188,7 @@ private:
     size_t nestedLast_ = 0;
     uint32_t nestedBase_ = 0;
     uint32_t nestedEdits_ = UINT32_MAX;
-    size_t nestedCursor_ = 0;      ///< where the next nested lookup starts
+    size_t nestedCursor_ = 0; ///< where the next nested lookup starts
 };
 
 /// Compares a whole-file signature "name(version)" with the expected one: names without

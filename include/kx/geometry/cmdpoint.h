@@ -48,7 +48,10 @@ public:
 
     /// Copies other's coordinates into ns (formulas re-bound there; null freezes them).
     void CopyFrom(kxNameSpace *ns, const CMDPoint &other);
-    [[nodiscard]] bool EqualsTo(const CMDPoint &other) const { return x == other.x && y == other.y; }
+    [[nodiscard]] bool EqualsTo(const CMDPoint &other) const
+    {
+        return x == other.x && y == other.y;
+    }
 
     /// Both coordinates read now.
     operator kxPoint() const;
@@ -63,7 +66,7 @@ public:
     kxCoordParameter y;
 
 private:
-    KXObject *parent_ = nullptr;   ///< not owned
+    KXObject *parent_ = nullptr; ///< not owned
 };
 
 /// A list of CMDPoints (indexed from 1, with List's current position) whose insertions give the
@@ -117,7 +120,7 @@ public:
     const std::vector<const CMDPoint *> &Pointers() const;
 
 private:
-    KXObject *parent_ = nullptr;   ///< not owned
+    KXObject *parent_ = nullptr; ///< not owned
     unsigned long version_ = 0;
     mutable std::vector<const CMDPoint *> pointers_;
     mutable bool pointersValid_ = false;

@@ -21,7 +21,8 @@
 #include <complex>
 
 /// A point (or vector) in the plane.
-template <class T> struct PointT {
+template <class T>
+struct PointT {
     T x{};
     T y{};
 
@@ -29,12 +30,34 @@ template <class T> struct PointT {
     constexpr PointT(T xx, T yy) : x(xx), y(yy) {}
     /// Converting copy between element types (int -> double and the like).
     template <class U>
-    constexpr explicit PointT(const PointT<U> &p) : x(static_cast<T>(p.x)), y(static_cast<T>(p.y)) {}
+    constexpr explicit PointT(const PointT<U> &p) : x(static_cast<T>(p.x)), y(static_cast<T>(p.y))
+    {
+    }
 
-    PointT &operator+=(const PointT &p) { x += p.x; y += p.y; return *this; }
-    PointT &operator-=(const PointT &p) { x -= p.x; y -= p.y; return *this; }
-    PointT &operator*=(T f) { x *= f; y *= f; return *this; }
-    PointT &operator/=(T f) { x /= f; y /= f; return *this; }
+    PointT &operator+=(const PointT &p)
+    {
+        x += p.x;
+        y += p.y;
+        return *this;
+    }
+    PointT &operator-=(const PointT &p)
+    {
+        x -= p.x;
+        y -= p.y;
+        return *this;
+    }
+    PointT &operator*=(T f)
+    {
+        x *= f;
+        y *= f;
+        return *this;
+    }
+    PointT &operator/=(T f)
+    {
+        x /= f;
+        y /= f;
+        return *this;
+    }
 
     friend PointT operator+(PointT a, const PointT &b) { return a += b; }
     friend PointT operator-(PointT a, const PointT &b) { return a -= b; }
@@ -48,7 +71,8 @@ template <class T> struct PointT {
 };
 
 /// A width and a height.
-template <class T> struct SizeT {
+template <class T>
+struct SizeT {
     T width{};
     T height{};
 
@@ -63,7 +87,8 @@ template <class T> struct SizeT {
 };
 
 /// An axis-aligned rectangle in model coordinates (y up): left, top, right, bottom.
-template <class T> struct RectT {
+template <class T>
+struct RectT {
     T left{};
     T top{};
     T right{};
@@ -74,7 +99,9 @@ template <class T> struct RectT {
     /// The rectangle with the given top-left corner and size (bottom = top - height).
     constexpr RectT(const PointT<T> &topLeft, const SizeT<T> &size)
         : left(topLeft.x), top(topLeft.y), right(topLeft.x + size.width),
-          bottom(topLeft.y - size.height) {}
+          bottom(topLeft.y - size.height)
+    {
+    }
 
     T GetWidth() const { return right - left; }
     T GetHeight() const { return top - bottom; }

@@ -23,20 +23,25 @@ class kxLineShapeIntersections {
 public:
     /// How DoLineShapeIntersect combines an interval with the set.
     enum Mode {
-        kxAddMode,        ///< union (the default)
-        kxRemoveMode,     ///< difference
-        kxToggleMode,     ///< exclusive-or
-        kxIntersectMode   ///< common part
+        kxAddMode,      ///< union (the default)
+        kxRemoveMode,   ///< difference
+        kxToggleMode,   ///< exclusive-or
+        kxIntersectMode ///< common part
     };
 
     kxLineShapeIntersections() : bounds_(&own_) {}
     /// Works on the caller's array (not owned; it must outlive this set).
-    explicit kxLineShapeIntersections(std::vector<double> *target) : bounds_(target ? target : &own_) {}
+    explicit kxLineShapeIntersections(std::vector<double> *target)
+        : bounds_(target ? target : &own_)
+    {
+    }
     /// Mirrors the boundaries into the caller's list (not owned; it must outlive this set).
     explicit kxLineShapeIntersections(List<double> *target);
     /// A copy owns a copy of the other's boundaries, wherever those were kept.
     kxLineShapeIntersections(const kxLineShapeIntersections &other)
-        : own_(*other.bounds_), bounds_(&own_), mode_(other.mode_) {}
+        : own_(*other.bounds_), bounds_(&own_), mode_(other.mode_)
+    {
+    }
     /// Copies the boundaries into this set's own storage (or its caller's array).
     kxLineShapeIntersections &operator=(const kxLineShapeIntersections &other);
     virtual ~kxLineShapeIntersections() = default;
@@ -79,7 +84,12 @@ public:
     const std::vector<double> &GetBoundaries() const { return *bounds_; }
 
 private:
-    enum class Op { Union, Difference, Xor, Intersection };
+    enum class Op {
+        Union,
+        Difference,
+        Xor,
+        Intersection
+    };
     /// Replaces the set by (set op other), where other is given as boundary pairs.
     void Combine(Op op, const std::vector<double> &other, double tol);
     /// Rewrites the caller's list, if any, from the boundaries.
@@ -87,7 +97,7 @@ private:
 
     std::vector<double> own_;
     std::vector<double> *bounds_;
-    List<double> *list_ = nullptr;   ///< caller's list mirrored after each change, not owned
+    List<double> *list_ = nullptr; ///< caller's list mirrored after each change, not owned
     Mode mode_ = kxAddMode;
 };
 

@@ -42,8 +42,8 @@ public:
 private:
     void Recombine();
 
-    List<kxTransformMatrix> forward_;   ///< pushed matrices, index 1 = outermost
-    List<kxTransformMatrix> inverse_;   ///< their inverses, same order
+    List<kxTransformMatrix> forward_; ///< pushed matrices, index 1 = outermost
+    List<kxTransformMatrix> inverse_; ///< their inverses, same order
     kxTransformMatrix combined_;
     kxTransformMatrix combinedInverse_;
 };

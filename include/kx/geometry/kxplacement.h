@@ -58,14 +58,14 @@ public:
     kxParameter<double> x;
     kxParameter<double> y;
     kxParameter<double> z;
-    kxParameter<double> angle;   ///< degrees
-    int plane = 1;               ///< non-zero: x-y plane; zero: z-x plane
+    kxParameter<double> angle; ///< degrees
+    int plane = 1;             ///< non-zero: x-y plane; zero: z-x plane
 
 private:
     void Refresh() const;
 
     mutable double cache_[4];
-    mutable bool cachedXY_ = true;   ///< the plane the matrices were built for
+    mutable bool cachedXY_ = true; ///< the plane the matrices were built for
     mutable kxTransformMatrix toParent_;
     mutable kxTransformMatrix toObject_;
 };

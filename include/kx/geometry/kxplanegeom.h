@@ -25,7 +25,7 @@
 #include <functional>
 #include <vector>
 
-typedef std::vector<kxPoint> kxPointVector;    ///< one polygon: vertices, indexed from 0
+typedef std::vector<kxPoint> kxPointVector;      ///< one polygon: vertices, indexed from 0
 typedef std::vector<kxPointVector> kxPolygonSet; ///< a list of polygons (contours)
 
 // ---------------------------------------------------------------------------------------------
@@ -62,7 +62,8 @@ void kxCartesianToPolar(const kxPoint &p, double &r, double &angle);
 /// Distance of p's projection from origin along the direction (negative behind origin).
 [[nodiscard]] double kxGetDistanceAlongLine(const kxPoint &p, const kxPoint &origin, double angle);
 /// cos(angle)(p.y - origin.y) - sin(angle)(p.x - origin.x) is zero within tol.
-[[nodiscard]] bool kxIsPointOnLine(const kxPoint &p, const kxPoint &origin, double angle, double tol);
+[[nodiscard]] bool kxIsPointOnLine(const kxPoint &p, const kxPoint &origin, double angle,
+                                   double tol);
 
 // ---------------------------------------------------------------------------------------------
 // Lines given by two points a and b.
@@ -190,8 +191,8 @@ bool kxIntersectLines(const kxPoint &p, double angleP, const kxPoint &q, double 
 
 /// Result codes of the general segment routine.
 enum {
-    kxNoIntersection = 0,    ///< the segments do not meet
-    kxOneIntersection = 1,   ///< one point p1; t1 along a, t2 along b
+    kxNoIntersection = 0,     ///< the segments do not meet
+    kxOneIntersection = 1,    ///< one point p1; t1 along a, t2 along b
     kxOverlapIntersection = 2 ///< collinear overlap from p1 to p2; t1, t2 their parameters along a
 };
 

@@ -77,13 +77,12 @@ private:
     /// Reads the vertices and refreshes the index when they changed.
     const kxPolygonIndex &Index() const;
 
-
     mutable kxPolygonIndex index_;
     mutable bool indexed_ = false;
-    mutable bool indexedFormula_ = false;     ///< some kept point holds a formula
-    mutable unsigned long indexedVersion_ = 0;   ///< points.Version() when last read
-    mutable unsigned long indexedWrites_ = 0;    ///< kxCoordParameter::Writes() when last read
-    int npoints_ = 0;   ///< published copy of the vertex count
+    mutable bool indexedFormula_ = false;      ///< some kept point holds a formula
+    mutable unsigned long indexedVersion_ = 0; ///< points.Version() when last read
+    mutable unsigned long indexedWrites_ = 0;  ///< kxCoordParameter::Writes() when last read
+    int npoints_ = 0;                          ///< published copy of the vertex count
 };
 
 #endif

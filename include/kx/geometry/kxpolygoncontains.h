@@ -75,10 +75,10 @@ public:
 private:
     std::vector<kxPoint> v_;
     double xmin_ = 0, xmax_ = 0, ymin_ = 0, ymax_ = 0;
-    double margin_ = 0;          ///< distance below which the angle sum decides
-    bool exactOnly_ = true;      ///< outline unsuited to the integer count: always angle sum
-    int nbins_ = 0;              ///< 0: every edge is scanned
-    double binScale_ = 0;        ///< bins per unit of y
+    double margin_ = 0;     ///< distance below which the angle sum decides
+    bool exactOnly_ = true; ///< outline unsuited to the integer count: always angle sum
+    int nbins_ = 0;         ///< 0: every edge is scanned
+    double binScale_ = 0;   ///< bins per unit of y
     /// An edge crossing a bin's whole height: its part in the bin spans [xl, xr] (margins
     /// included); suffix is the sum of the crossing directions (+1 up, -1 down) of this span and
     /// those after it in the bin.
@@ -88,11 +88,11 @@ private:
         int suffix;
     };
 
-    std::vector<int> binStart_;      ///< nbins_ + 1 offsets into binEdges_
-    std::vector<int> binEdges_;      ///< edge i joins vertex i to vertex i + 1 (mod n)
-    std::vector<int> spanStart_;     ///< nbins_ + 1 offsets into spans_
-    std::vector<Span> spans_;        ///< per bin, sorted by xl
-    std::vector<double> spanMaxWidth_;   ///< per bin, the widest span
+    std::vector<int> binStart_;        ///< nbins_ + 1 offsets into binEdges_
+    std::vector<int> binEdges_;        ///< edge i joins vertex i to vertex i + 1 (mod n)
+    std::vector<int> spanStart_;       ///< nbins_ + 1 offsets into spans_
+    std::vector<Span> spans_;          ///< per bin, sorted by xl
+    std::vector<double> spanMaxWidth_; ///< per bin, the widest span
 };
 
 #endif

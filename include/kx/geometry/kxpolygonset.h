@@ -24,26 +24,30 @@
 #include "kx/geometry/kxplanegeom.h"
 
 /// a united with b.
-[[nodiscard]] bool kxAddPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
+[[nodiscard]] bool kxAddPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b,
+                                 double tol);
 /// The union of the contours of a alone: overlaps merged, the set normalised.
 [[nodiscard]] bool kxAddPolygons(kxPolygonSet &result, const kxPolygonSet &a, double tol);
 /// a minus b.
-[[nodiscard]] bool kxSubtractPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
+[[nodiscard]] bool kxSubtractPolygons(kxPolygonSet &result, const kxPolygonSet &a,
+                                      const kxPolygonSet &b, double tol);
 /// The common part of a and b.
-[[nodiscard]] bool kxIntersectPolygons(kxPolygonSet &result, const kxPolygonSet &a, const kxPolygonSet &b, double tol);
+[[nodiscard]] bool kxIntersectPolygons(kxPolygonSet &result, const kxPolygonSet &a,
+                                       const kxPolygonSet &b, double tol);
 /// The part of a within the closed rectangle.
-[[nodiscard]] bool kxIntersectPolygonRect(kxPolygonSet &result, const kxPolygonSet &a, const kxRect &rect, double tol);
+[[nodiscard]] bool kxIntersectPolygonRect(kxPolygonSet &result, const kxPolygonSet &a,
+                                          const kxRect &rect, double tol);
 
 /// Direction of the cut made by kxSplitPolygons.
 enum kxSplitDirection {
-    kxSplitAlongX,   ///< cut along the horizontal line y = position: below, then above
-    kxSplitAlongY    ///< cut along the vertical line x = position: left, then right
+    kxSplitAlongX, ///< cut along the horizontal line y = position: below, then above
+    kxSplitAlongY  ///< cut along the vertical line x = position: left, then right
 };
 /// Cuts a along a horizontal or vertical line into the part below (left of) the line and the
 /// part above (right of) it. A line beyond the set (or at infinity) leaves one part empty; a
 /// position of NaN, or a set with no finite vertex, gives two empty parts.
 [[nodiscard]] bool kxSplitPolygons(kxPolygonSet &below, kxPolygonSet &above, const kxPolygonSet &a,
-                     kxSplitDirection direction, double position, double tol);
+                                   kxSplitDirection direction, double position, double tol);
 
 /// Sum of the signed areas of the contours (the area of a set in the output form).
 [[nodiscard]] double kxGetPolygonSetArea(const kxPolygonSet &set);

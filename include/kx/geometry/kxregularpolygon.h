@@ -38,10 +38,7 @@ public:
     [[nodiscard]] KXShape *newCopy(kxNameSpace *ns) const override;
     [[nodiscard]] CheckSum GetCheckSum() override;
     KXString getDefString() const override;
-    const char *getDefStringComment() const override
-    {
-        return "numvertices, angle, width, height";
-    }
+    const char *getDefStringComment() const override { return "numvertices, angle, width, height"; }
     [[nodiscard]] bool ParseString(const char *text) override;
     void SetToWeighted(const KXShape &a, const KXShape &b, const WeightType &w) override;
     bool Contains(const kxPoint &p, double tol, bool &onBoundary) const override;
@@ -61,7 +58,7 @@ public:
     virtual const char *getName() const { return "Regular Polygon"; }
 
     kxParameter<int> numvertices;
-    kxParameter<double> angle;   ///< degrees
+    kxParameter<double> angle; ///< degrees
     kxParameter<double> width;
     kxParameter<double> height;
 
@@ -86,8 +83,8 @@ private:
 
     mutable Key key_{-1, 0, 0, 0};
     mutable kxPolygonIndex index_;
-    mutable std::vector<double> halfPlanes_;   ///< per edge: inward unit normal x, y, offset
-    mutable bool convex_ = false;              ///< the half-plane form is usable
+    mutable std::vector<double> halfPlanes_; ///< per edge: inward unit normal x, y, offset
+    mutable bool convex_ = false;            ///< the half-plane form is usable
     mutable double convexMargin_ = 0;
     mutable double a0_ = 0, step_ = 0, hw_ = 0, hh_ = 0;
 };

@@ -39,7 +39,12 @@ class KXShape : public KXObject {
     KX_DECLARE_CLASS(KXShape)
 public:
     /// Type codes, published read-only as "type".
-    enum { kRectangle = 0, kEllipse = 1, kPolygon = 2, kRegularPolygon = 3 };
+    enum {
+        kRectangle = 0,
+        kEllipse = 1,
+        kPolygon = 2,
+        kRegularPolygon = 3
+    };
 
     explicit KXShape(int type) : type_(type) {}
     KXShape(const KXShape &other) = default;
@@ -104,8 +109,8 @@ public:
 
 protected:
     int type_;
-    int reserved_ = 0;            ///< kept zero
-    KXObject *parent_ = nullptr;  ///< not owned
+    int reserved_ = 0;           ///< kept zero
+    KXObject *parent_ = nullptr; ///< not owned
 };
 
 #endif

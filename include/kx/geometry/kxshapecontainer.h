@@ -32,7 +32,7 @@ public:
     void Clear();
 
 private:
-    KXShape *shape_ = nullptr;   ///< owned
+    KXShape *shape_ = nullptr; ///< owned
 };
 
 #endif

@@ -10,7 +10,8 @@
 #define KX_GEOMETRY_KXTRANSFORM3DMATRIX_H
 
 /// A point (or vector) in space.
-template <class T> struct Point3dT {
+template <class T>
+struct Point3dT {
     T x{};
     T y{};
     T z{};

@@ -50,7 +50,10 @@ public:
     void SetElement(int row, int col, double v) { m_[row][col] = v; }
 
     friend bool operator==(const kxTransformMatrix &a, const kxTransformMatrix &b);
-    friend bool operator!=(const kxTransformMatrix &a, const kxTransformMatrix &b) { return !(a == b); }
+    friend bool operator!=(const kxTransformMatrix &a, const kxTransformMatrix &b)
+    {
+        return !(a == b);
+    }
 
 private:
     double m_[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};

@@ -58,7 +58,16 @@ struct WeightParam {
 /// One weight component.
 class DWeightFac {
 public:
-    enum Kind { FLAT = 0, LIN = 1, EXP = 2, POWER = 3, SFUNC = 4, FILE = 5, FORMULA = 6, SAME = 7 };
+    enum Kind {
+        FLAT = 0,
+        LIN = 1,
+        EXP = 2,
+        POWER = 3,
+        SFUNC = 4,
+        FILE = 5,
+        FORMULA = 6,
+        SAME = 7
+    };
 
     explicit DWeightFac(int kind = LIN) : kind(kind) {}
 
@@ -71,7 +80,7 @@ public:
     double Value(double t, const List<WeightParam> &params);
 
     int kind;
-    double param = 0.0;       ///< FLAT's constant, EXP's rate, POWER's exponent
+    double param = 0.0; ///< FLAT's constant, EXP's rate, POWER's exponent
     double rangeStart = 0.0;
     double rangeEnd = 1.0;
     bool prepared = false;
@@ -112,7 +121,7 @@ public:
 
 private:
     KXString command_;
-    KXString paramsText_;   ///< the parameters as "name=value ..." for publishing
+    KXString paramsText_; ///< the parameters as "name=value ..." for publishing
     List<WeightParam> params_;
     DWeightFac def_{DWeightFac::LIN};
     DWeightFac x_{DWeightFac::SAME};

@@ -37,7 +37,9 @@ public:
     CheckSum() = default;
     /// A checksum with the given words (w0 least significant).
     CheckSum(std::uint32_t w0, std::uint32_t w1, std::uint32_t w2, std::uint32_t w3)
-        : lo_(w0 | std::uint64_t(w1) << 32), hi_(w2 | std::uint64_t(w3) << 32) {}
+        : lo_(w0 | std::uint64_t(w1) << 32), hi_(w2 | std::uint64_t(w3) << 32)
+    {
+    }
 
     void Append(bool value)
     {
@@ -110,8 +112,8 @@ private:
         hi_ = hi_ << 3 | lo >> 61;
     }
 
-    std::uint64_t lo_ = 0;   ///< w1:w0
-    std::uint64_t hi_ = 0;   ///< w3:w2
+    std::uint64_t lo_ = 0; ///< w1:w0
+    std::uint64_t hi_ = 0; ///< w3:w2
 };
 
 inline void CheckSum::Append(const std::uint32_t *words, int count)
@@ -192,7 +194,7 @@ inline void KXObject::CollectCheckSum(CheckSum &out)
 // -- the inline checksum paths of the publications ---------------------------------------------
 inline void KXObject::OnPublish()
 {
-    if (CheckSum *sum = CheckSumSink(kxPublishReadOnly)) {   // "objtype": the name, folded once
+    if (CheckSum *sum = CheckSumSink(kxPublishReadOnly)) { // "objtype": the name, folded once
         const std::uint32_t *digest = getClassInfo()->GetNameDigest();
         sum->Append(CheckSum(digest[0], digest[1], digest[2], digest[3]));
         return;

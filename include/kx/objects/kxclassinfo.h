@@ -91,32 +91,32 @@ private:
 
 /// In the class body: the class's static record and its getClassInfo(). Leaves the body in the
 /// public section.
-#define KX_DECLARE_CLASS(Class)                                            \
-public:                                                                    \
-    static kxClassInfo ms_classInfo;                                       \
+#define KX_DECLARE_CLASS(Class)                                                                    \
+public:                                                                                            \
+    static kxClassInfo ms_classInfo;                                                               \
     const kxClassInfo *getClassInfo() const override { return &ms_classInfo; }
 
 #define KX_CLASSINFO_OF(Class) (&Class::ms_classInfo)
 
-#define KX_IMPLEMENT_CLASS_RECORD(Class, base1, base2, factory) \
+#define KX_IMPLEMENT_CLASS_RECORD(Class, base1, base2, factory)                                    \
     kxClassInfo Class::ms_classInfo(#Class, base1, base2, factory);
 
-#define KX_IMPLEMENT_CLASS_FACTORY(Class) \
+#define KX_IMPLEMENT_CLASS_FACTORY(Class)                                                          \
     static KXObject *kxCreateObject_##Class() { return new Class; }
 
-#define KX_IMPLEMENT_CLASS(Class, Base)  \
-    KX_IMPLEMENT_CLASS_FACTORY(Class)    \
+#define KX_IMPLEMENT_CLASS(Class, Base)                                                            \
+    KX_IMPLEMENT_CLASS_FACTORY(Class)                                                              \
     KX_IMPLEMENT_CLASS_RECORD(Class, KX_CLASSINFO_OF(Base), nullptr, &kxCreateObject_##Class)
 
-#define KX_IMPLEMENT_CLASS2(Class, Base1, Base2)                                          \
-    KX_IMPLEMENT_CLASS_FACTORY(Class)                                                     \
-    KX_IMPLEMENT_CLASS_RECORD(Class, KX_CLASSINFO_OF(Base1), KX_CLASSINFO_OF(Base2),      \
+#define KX_IMPLEMENT_CLASS2(Class, Base1, Base2)                                                   \
+    KX_IMPLEMENT_CLASS_FACTORY(Class)                                                              \
+    KX_IMPLEMENT_CLASS_RECORD(Class, KX_CLASSINFO_OF(Base1), KX_CLASSINFO_OF(Base2),               \
                               &kxCreateObject_##Class)
 
-#define KX_IMPLEMENT_ABSTRACT_CLASS(Class, Base) \
+#define KX_IMPLEMENT_ABSTRACT_CLASS(Class, Base)                                                   \
     KX_IMPLEMENT_CLASS_RECORD(Class, KX_CLASSINFO_OF(Base), nullptr, nullptr)
 
-#define KX_IMPLEMENT_ABSTRACT_CLASS2(Class, Base1, Base2) \
+#define KX_IMPLEMENT_ABSTRACT_CLASS2(Class, Base1, Base2)                                          \
     KX_IMPLEMENT_CLASS_RECORD(Class, KX_CLASSINFO_OF(Base1), KX_CLASSINFO_OF(Base2), nullptr)
 
 #endif

@@ -44,13 +44,13 @@ class KXObject;
 
 /// Flags of a publication (bits; 0 for none).
 enum {
-    kxPublishReadOnly = 0x1,    ///< the command language may read but not set the variable
-    kxPublishNoCheckSum = 0x2   ///< the member is left out of the object's checksum
+    kxPublishReadOnly = 0x1,  ///< the command language may read but not set the variable
+    kxPublishNoCheckSum = 0x2 ///< the member is left out of the object's checksum
 };
 
 /// Describes one publishable variable type. Instances are static and compared by address.
 struct kxPublishedKind {
-    const char *typeName;   ///< e.g. "double", "kxParameter<double>"
+    const char *typeName; ///< e.g. "double", "kxParameter<double>"
     void (*appendCheckSum)(const void *member, int extent, CheckSum &sum);
     KXString (*getText)(const KXObject &owner, const void *member, int extent);
     /// Sets the member from text; false (member unchanged) when the text is not accepted. Null
@@ -87,26 +87,49 @@ struct kxPublishTraits {
                   "no kxPublishTraits<T> specialisation: this type cannot be published");
 };
 
-template <> struct kxPublishTraits<bool> { static const kxPublishedKind &Kind() { return kxPublishedBool; } };
-template <> struct kxPublishTraits<char> { static const kxPublishedKind &Kind() { return kxPublishedChar; } };
-template <> struct kxPublishTraits<short> { static const kxPublishedKind &Kind() { return kxPublishedShort; } };
-template <> struct kxPublishTraits<int> { static const kxPublishedKind &Kind() { return kxPublishedInt; } };
-template <> struct kxPublishTraits<float> { static const kxPublishedKind &Kind() { return kxPublishedFloat; } };
-template <> struct kxPublishTraits<double> { static const kxPublishedKind &Kind() { return kxPublishedDouble; } };
-template <> struct kxPublishTraits<std::complex<double>> {
+template <>
+struct kxPublishTraits<bool> {
+    static const kxPublishedKind &Kind() { return kxPublishedBool; }
+};
+template <>
+struct kxPublishTraits<char> {
+    static const kxPublishedKind &Kind() { return kxPublishedChar; }
+};
+template <>
+struct kxPublishTraits<short> {
+    static const kxPublishedKind &Kind() { return kxPublishedShort; }
+};
+template <>
+struct kxPublishTraits<int> {
+    static const kxPublishedKind &Kind() { return kxPublishedInt; }
+};
+template <>
+struct kxPublishTraits<float> {
+    static const kxPublishedKind &Kind() { return kxPublishedFloat; }
+};
+template <>
+struct kxPublishTraits<double> {
+    static const kxPublishedKind &Kind() { return kxPublishedDouble; }
+};
+template <>
+struct kxPublishTraits<std::complex<double>> {
     static const kxPublishedKind &Kind() { return kxPublishedComplex; }
 };
-template <> struct kxPublishTraits<KXString> { static const kxPublishedKind &Kind() { return kxPublishedString; } };
-template <> struct kxPublishTraits<Array2d<double>> {
+template <>
+struct kxPublishTraits<KXString> {
+    static const kxPublishedKind &Kind() { return kxPublishedString; }
+};
+template <>
+struct kxPublishTraits<Array2d<double>> {
     static const kxPublishedKind &Kind() { return kxPublishedDoubleArray2d; }
 };
 
 /// What a published element is.
 enum kxCmdEltKind {
-    kxEltNone = 0,       ///< no element (a failed lookup)
-    kxEltVariable = 1,   ///< a variable of a kxPublishedKind
-    kxEltFunction = 2,   ///< a function callable with text arguments
-    kxEltObject = 3      ///< a child object
+    kxEltNone = 0,     ///< no element (a failed lookup)
+    kxEltVariable = 1, ///< a variable of a kxPublishedKind
+    kxEltFunction = 2, ///< a function callable with text arguments
+    kxEltObject = 3    ///< a child object
 };
 
 /// A published function: takes the arguments as texts (List, indexed from 1), writes its
@@ -179,8 +202,7 @@ public:
     void AppendCheckSum(CheckSum &sum) const;
 
 private:
-    KXCommandElt(KXObject &owner, kxCmdEltKind kind, const char *name, const char *help,
-                 int flags);
+    KXCommandElt(KXObject &owner, kxCmdEltKind kind, const char *name, const char *help, int flags);
 
     kxCmdEltKind kind_ = kxEltNone;
     KXString name_;
@@ -225,7 +247,9 @@ private:
 class kxEltCollector : public kxCommandResolver {
 public:
     kxEltCollector(List<KXCommandElt> &list, bool objectsOnly)
-        : list_(list), objectsOnly_(objectsOnly) {}
+        : list_(list), objectsOnly_(objectsOnly)
+    {
+    }
     bool Wants(const char *, kxCmdEltKind kind) const override
     {
         return !objectsOnly_ || kind == kxEltObject;

@@ -13,9 +13,9 @@
 
 /// Message ids used by the library itself.
 enum {
-    kxMsgReset = -1,        ///< ResetAll: each receiver calls ResetTop()
-    kxMsgIsOutOfDate = -2,  ///< IsOutOfDate: data1 is a bool* an out-of-date Updatable sets
-    kxMsgUpdate = -3        ///< getUpdatedCheckSum: each out-of-date Updatable calls Update()
+    kxMsgReset = -1,       ///< ResetAll: each receiver calls ResetTop()
+    kxMsgIsOutOfDate = -2, ///< IsOutOfDate: data1 is a bool* an out-of-date Updatable sets
+    kxMsgUpdate = -3       ///< getUpdatedCheckSum: each out-of-date Updatable calls Update()
 };
 
 class KXMessage {

@@ -70,36 +70,36 @@ inline bool kxIsReservedNameSpace(const kxNameSpace *ns)
 
 /// Kinds of operation records.
 enum kxOpKind {
-    kxOpMessage = 1,    ///< a message is being sent
-    kxOpCommand = 2,    ///< a command is being resolved
-    kxOpCheckSum = 3    ///< a checksum is being computed
+    kxOpMessage = 1, ///< a message is being sent
+    kxOpCommand = 2, ///< a command is being resolved
+    kxOpCheckSum = 3 ///< a checksum is being computed
 };
 
 /// Message modes of sendMessage.
 enum kxMsgMode {
-    kxMsgPreOrder = 1,   ///< the object first (if matched), then its published children
-    kxMsgPostOrder = 2,  ///< the published children first, then the object (if matched)
-    kxMsgThisOnly = 3    ///< this object only (if matched)
+    kxMsgPreOrder = 1,  ///< the object first (if matched), then its published children
+    kxMsgPostOrder = 2, ///< the published children first, then the object (if matched)
+    kxMsgThisOnly = 3   ///< this object only (if matched)
 };
 
 /// Result of appendEvent.
 enum kxAppendResult {
-    kxAppended = 0,       ///< the record is on top of the stack
-    kxAppendRecursion,    ///< an equal record is already on the stack: refused, nothing reported
-    kxAppendFault         ///< the stack is inconsistent: refused, reported through CodeError
+    kxAppended = 0,    ///< the record is on top of the stack
+    kxAppendRecursion, ///< an equal record is already on the stack: refused, nothing reported
+    kxAppendFault      ///< the stack is inconsistent: refused, reported through CodeError
 };
 
 /// One operation record. Only the payload of its kind is used.
 struct KXObjectEvent {
     int kind = 0;
-    KXObjectEvent *below = nullptr;   ///< the record below, set by appendEvent
+    KXObjectEvent *below = nullptr; ///< the record below, set by appendEvent
     // kxOpMessage
     int mode = 0;
     const char *target = nullptr;
     KXMessage *message = nullptr;
     // kxOpCheckSum
     CheckSum *sum = nullptr;
-    bool recursive = false;           ///< set when the checksum found itself again (a cycle)
+    bool recursive = false; ///< set when the checksum found itself again (a cycle)
     // kxOpCommand
     kxCommandResolver *resolver = nullptr;
 
@@ -150,8 +150,14 @@ public:
     // -- class information ----------------------------------------------------------------------
     virtual const kxClassInfo *getClassInfo() const { return &ms_classInfo; }
     const char *getClassName() const { return getClassInfo()->GetClassName(); }
-    [[nodiscard]] bool IsKindOf(const kxClassInfo *info) const { return getClassInfo()->IsKindOf(info); }
-    [[nodiscard]] bool IsKindOf(const char *className) const { return getClassInfo()->IsKindOf(className); }
+    [[nodiscard]] bool IsKindOf(const kxClassInfo *info) const
+    {
+        return getClassInfo()->IsKindOf(info);
+    }
+    [[nodiscard]] bool IsKindOf(const char *className) const
+    {
+        return getClassInfo()->IsKindOf(className);
+    }
     /// True when the object's own class is exactly `info`.
     [[nodiscard]] bool IsMainType(const kxClassInfo *info) const { return getClassInfo() == info; }
 
@@ -232,8 +238,7 @@ public:
     void PublishValue(const char *name, const char *help, int flags, const kxPublishedKind &kind,
                       void *member, int extent);
     /// The non-template part of PublishFunc.
-    void PublishFunction(const char *name, kxCommandFunction function, const char *help,
-                         int flags);
+    void PublishFunction(const char *name, kxCommandFunction function, const char *help, int flags);
     /// An unnamed child object.
     void DeclareChild(KXObject &child) { PublishObj("", &child, "", 0); }
 
@@ -269,7 +274,7 @@ protected:
     {
         if (opTop_ || opDepth_ != 0)
             return AppendEventChecked(record);
-        record.below = nullptr;   // an empty, consistent stack: nothing to compare with
+        record.below = nullptr; // an empty, consistent stack: nothing to compare with
         opTop_ = &record;
         opDepth_ = 1;
         return kxAppended;

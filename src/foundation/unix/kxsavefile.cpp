@@ -3,8 +3,8 @@
 #include "foundation/kxsavefile.h"
 
 #include <cerrno>
-#include <cstdint>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 
@@ -25,7 +25,7 @@ std::string ResolveTarget(const char *path)
         return path;
     char *real = realpath(path, nullptr);
     if (!real)
-        return path;   // a dangling link: the save replaces the link itself
+        return path; // a dangling link: the save replaces the link itself
     std::string resolved(real);
     std::free(real);
     return resolved;

@@ -1,3 +1,7 @@
-#include <kx/kxcore.h>
 #include <cstdio>
-int main() { std::puts(numtoA(10.0 / 3)); return 0; }
+#include <kx/kxcore.h>
+int main()
+{
+    std::puts(numtoA(10.0 / 3));
+    return 0;
+}
