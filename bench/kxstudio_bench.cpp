@@ -181,7 +181,7 @@ double RunLoopScript(long count)
 bool MeasureLongestGap()
 {
     constexpr double kSeconds = 5.0, kTarget = 0.25;
-    const long probe = 20000;
+    const long probe = 200000;
     const double probeTime = RunLoopScript(probe);
     if (probeTime <= 0)
         return false;
