@@ -27,11 +27,16 @@ public:
     void Beep() override { log += "beep;"; }
     void Yield() override
     {
+        if (inYield) // like the toolkit's yield, it does not nest
+            return;
         ++yields;
+        inYield = true;
         if (spinInYield)
             RunSignal::Spin(); // as a command served during the yield would
+        inYield = false;
     }
     bool spinInYield = false;
+    bool inYield = false;
     std::string log;
     std::vector<int> frames;
     std::vector<int> percents;
