@@ -28,6 +28,7 @@ struct RunState {
     unsigned long start = 0;
     bool started = false; // start holds the time of a run that has not ended
     bool peek = false;
+    bool yielding = false; // inside the indicator's Yield from a spin
     int frame = 0;
 };
 
@@ -133,9 +134,16 @@ void SpinRun()
     const unsigned long now = kxRunControl::Now();
     if (g_state.spun && now - g_state.lastSpin < kThrottleMs)
         return;
+    // A spin reached again from inside the yield (a command the user interface runs meanwhile)
+    // does nothing: the spin that yielded advances the frame once.
+    if (g_state.yielding)
+        return;
     kxRunIndicator *indicator = g_settings.indicator;
-    if (g_state.peek && indicator)
+    if (g_state.peek && indicator) {
+        g_state.yielding = true;
         indicator->Yield();
+        g_state.yielding = false;
+    }
     if (g_state.depth == 0)
         return;
     g_state.frame = g_state.frame % 3 + 1;

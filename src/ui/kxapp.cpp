@@ -634,6 +634,7 @@ void kxApp::ShowWarnings()
 
 void kxApp::ShowGauge(bool show)
 {
+    runGaugeSeen_ = runGaugeSeen_ || show;
     if (!frame_)
         return;
     frame_->getGauge()->Show(show);
@@ -663,6 +664,8 @@ void kxApp::RequestStop() { getCommandObj()->RequestStop(); }
 
 void kxApp::Start()
 {
+    runSpins_ = 0;
+    runGaugeSeen_ = false;
     if (frame_)
         frame_->getRunCtrl()->Start();
 }
@@ -675,6 +678,7 @@ void kxApp::Stop()
 
 void kxApp::Spin(int frame)
 {
+    ++runSpins_;
     if (frame_)
         frame_->getRunCtrl()->getGadget().setFrame(frame);
 }
@@ -687,6 +691,9 @@ void kxApp::Beep()
 
 void kxApp::Yield()
 {
+    // Not wxSafeYield: that disables every window, the run indicator too, and a click on it
+    // must reach the running calculation. Commands the user types meanwhile are refused by
+    // the command window; Yield(true) itself refuses to nest.
     if (wxTheApp)
         wxTheApp->Yield(true);
 }
@@ -866,6 +873,35 @@ void kxApp::UiObject::OnPublish()
             return true;
         },
         "(): the run indicator's frame (0 idle, 1 to 3 running)");
+    PublishFunc(
+        "runspins",
+        [this](const List<KXString> &, KXString &result) {
+            result.sprintf("%ld", app_.getRunSpins());
+            return true;
+        },
+        "(): spins of the run indicator in the current or last run");
+    PublishFunc(
+        "gaugeseen",
+        [this](const List<KXString> &, KXString &result) {
+            result = app_.getRunGaugeSeen() ? "1" : "0";
+            return true;
+        },
+        "(): 1 when the gauge was shown during the current or last run");
+    PublishFunc(
+        "clickrun",
+        [frameOrFail](const List<KXString> &, KXString &) {
+            kxMainFrame *frame = frameOrFail();
+            if (!frame)
+                return false;
+            // Through the window's own mouse handler, as a real click would go.
+            kxRunCtrl *ctrl = frame->getRunCtrl();
+            wxMouseEvent press(wxEVT_LEFT_DOWN);
+            press.SetEventObject(ctrl);
+            press.SetId(ctrl->GetId());
+            ctrl->GetEventHandler()->ProcessEvent(press);
+            return true;
+        },
+        "(): a left button press on the run indicator (asks the running calculation to stop)");
     PublishFunc(
         "lamp",
         [frameOrFail](const List<KXString> &, KXString &result) {

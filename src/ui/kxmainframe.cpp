@@ -14,6 +14,7 @@
 #include "kx/project/kxnoderegistry.h"
 #include "kx/project/kxprojman.h"
 #include "kx/project/kxprojnode.h"
+#include "kx/project/kxrunsignal.h"
 #include "kx/ui/kxapp.h"
 #include "kx/ui/kxnodeview.h"
 #include "kx/ui/kxrungadget.h"
@@ -283,6 +284,13 @@ bool kxCommandWindow::RunCommand(const wxString &text)
         history_.push_back(text);
     historyPos_ = history_.size();
     AppendOutput("> " + text + "\n");
+    if (kxRunControl::getDepth() > 0) {
+        // Typed while a script yields to the window: running it now would nest it inside the
+        // script. The user can stop the script with the run indicator and type it again.
+        AppendOutput("not run: a calculation is running (click the run indicator to stop "
+                     "it)\n");
+        return false;
+    }
     kxCommandObject &cmd = *app_.getCommandObj();
     error.reset();
     const bool ok = cmd.Execute(text.utf8_str().data());

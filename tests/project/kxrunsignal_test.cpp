@@ -25,7 +25,18 @@ public:
     void SetGaugePercent(int percent) override { percents.push_back(percent); }
     void ClearWarnings() override { log += "clear;"; }
     void Beep() override { log += "beep;"; }
-    void Yield() override { ++yields; }
+    void Yield() override
+    {
+        if (inYield) // like the toolkit's yield, it does not nest
+            return;
+        ++yields;
+        inYield = true;
+        if (spinInYield)
+            RunSignal::Spin(); // as a command served during the yield would
+        inYield = false;
+    }
+    bool spinInYield = false;
+    bool inYield = false;
     std::string log;
     std::vector<int> frames;
     std::vector<int> percents;
@@ -166,6 +177,23 @@ TEST_F(RunSignalTest, SpinsAndPercentsAreThrottledAndOwned)
     kxPeekEnable(true);
     kxPeekMessage();
     EXPECT_EQ(recorder.yields, yields + 1);
+    kxPeekEnable(false);
+}
+
+TEST_F(RunSignalTest, SpinFromInsideItsYieldDoesNotAdvanceTheFrame)
+{
+    kxPeekEnable(true);
+    recorder.spinInYield = true;
+    RunSignal run(true);
+    for (int i = 0; i < 4; ++i) {
+        RunSignal::Spin();
+        g_now += 200;
+    }
+    // One step per outer spin: the nested spins would otherwise make every third frame the
+    // same one that a command served during the yield sees.
+    EXPECT_EQ(recorder.frames, (std::vector<int>{2, 3, 1, 2}));
+    EXPECT_EQ(recorder.yields, 4);
+    recorder.spinInYield = false;
     kxPeekEnable(false);
 }
 

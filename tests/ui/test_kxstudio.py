@@ -238,3 +238,73 @@ def test_node_views_edit_and_run(studio):
     studio.kx.execute(ridge + '.subnodes["readme"].delete()')
     studio.ui("treetext()")
     assert "readme" not in studio.ui("pages()")
+
+
+def test_run_indicator_animates_and_a_click_stops_the_script(studio, tmp_path):
+    """A long command script started in the window yields to it: the command server answers
+    meanwhile, the indicator steps through its running frames, the gauge shows, a command
+    typed meanwhile is refused, and a click on the indicator stops the script (503), after
+    which the gauge is hidden and the indicator idle."""
+    studio.wait_for("treecount()", 6)
+    script = tmp_path / "long.txt"
+    # Far longer than the test waits: only the click ends it.
+    script.write_text("for i = 1, 50000000, 1\n  set x = i*2+1\nend\nprint long script ended\n")
+    assert studio.ui("running()") == 0 and studio.ui("gaugeshown()") == 0
+    studio.ui(f'type("runfile(\\"{script}\\")")')
+    # Each call is answered only while the script yields to the window, one per yield, and
+    # every yield steps the indicator on: successive looks see successive frames.
+    frames = set()
+    deadline = time.time() + 30
+    while time.time() < deadline and len(frames) < 3:
+        frame = studio.ui("runframe()")
+        if frame:
+            frames.add(frame)
+    assert studio.ui("running()") == 1, "the script must still be running, answering us"
+    assert frames == {1, 2, 3}, f"indicator frames seen: {frames}"
+    assert studio.ui("gaugeshown()") == 1
+    # Typed while the script runs: refused, not nested inside it.
+    studio.ui('type("print typed meanwhile")')
+    deadline = time.time() + 30
+    while time.time() < deadline and "not run: a calculation is running" not in studio.ui(
+            "output()"):
+        time.sleep(0.05)
+    output = studio.ui("output()")
+    assert "> print typed meanwhile\nnot run: a calculation is running" in output
+    assert "\ntyped meanwhile" not in output
+    # The click on the indicator stops the script with the user abort.
+    studio.ui("clickrun()")
+    deadline = time.time() + 30
+    while time.time() < deadline and "ERROR 503" not in studio.ui("output()"):
+        time.sleep(0.05)
+    output = studio.ui("output()")
+    assert "ERROR 503: script stopped by user" in output
+    assert "long script ended" not in output
+    assert studio.ui("running()") == 0 and studio.ui("runframe()") == 0
+    assert studio.ui("gaugeshown()") == 0, "the gauge is hidden again after the run"
+    # What the window recorded of the run.
+    assert studio.ui("runspins()") >= 2
+    assert studio.ui("gaugeseen()") == 1
+    # The window takes commands again.
+    studio.ui('type("print after the stop")')
+    deadline = time.time() + 30
+    while time.time() < deadline and "\nafter the stop" not in studio.ui("output()"):
+        time.sleep(0.05)
+    assert "\nafter the stop" in studio.ui("output()")
+
+
+def test_script_started_by_a_client_records_its_spins(studio, tmp_path):
+    """The command server is busy while its own command runs, so a script a client starts is
+    looked at afterwards, through what the window recorded of it."""
+    studio.wait_for("treecount()", 6)
+    script = tmp_path / "medium.txt"
+    # About a second in a release build: several throttle periods of 0.2 s.
+    script.write_text("for i = 1, 400000, 1\n  set x = i*2+1\nend\n")
+    start = time.time()
+    studio.kx.execute(f'runfile("{script}")')
+    took = time.time() - start
+    spins = studio.ui("runspins()")
+    # At most one spin per 0.2 s (the first may come at once); at least one for every two
+    # periods even on a loaded machine.
+    assert took > 0.4 and took / 0.4 - 1 <= spins <= took / 0.2 + 1, (spins, took)
+    assert studio.ui("gaugeseen()") == 1
+    assert studio.ui("gaugeshown()") == 0 and studio.ui("running()") == 0

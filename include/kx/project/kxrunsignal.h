@@ -14,6 +14,8 @@
 // the run took more than 2.0 s and the beep is enabled. An extra end (depth already 0) is taken
 // as an outermost end. Spins and percents are throttled to one every 0.2 s; the first level
 // that sends a percent owns the gauge until it ends.
+// A spin reached from inside the indicator's Yield (a command the user interface runs
+// meanwhile) does nothing, so every yield steps the animation exactly once.
 //
 // Thread priority: levels 1 to 5 (lowest, below normal, normal, above normal, highest) are
 // applied to the calling thread with setpriority as nice offsets +10, +5, 0, -5, -10 from the

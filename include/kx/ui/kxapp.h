@@ -190,12 +190,19 @@ public:
 
     /// How often the beep sounded (tests).
     [[nodiscard]] int getBeepCount() const { return beeps_; }
+    /// Spins of the run indicator since the outermost run last started (the current or the
+    /// last run).
+    [[nodiscard]] long getRunSpins() const { return runSpins_; }
+    /// Whether the gauge was shown since the outermost run last started.
+    [[nodiscard]] bool getRunGaugeSeen() const { return runGaugeSeen_; }
 
     /// Publishes, besides kxAppBase's members, the object "ui" through which clients of the
     /// command server look at and drive the windows: "treetext" (the tree window's items, two
     /// blanks of indent per level, one per line), "treecount", "select" (path), "selected",
     /// "warnings" (the warnings page's text), "currentpage" (the notebook's selected page
-    /// title), "gaugeshown", "running" and "runframe" (the run indicator), "lamp" (1 when the
+    /// title), "gaugeshown", "running" and "runframe" (the run indicator), "runspins" and
+    /// "gaugeseen" (spins and whether the gauge showed, in the current or last run), "clickrun"
+    /// (a left button press on the run indicator), "lamp" (1 when the
     /// warning lamp is lit), "type" (text: runs it in the command window, as if typed, once the
     /// answer is sent), "output" (the command window's output pane), "pages" (the notebook's
     /// page titles), "viewtext" (path: what the node's view shows), "editcell" (path, row,
@@ -227,6 +234,8 @@ private:
     bool installed_ = false;
     bool busy_ = false;
     int beeps_ = 0;
+    long runSpins_ = 0;
+    bool runGaugeSeen_ = false;
     UiObject ui_{*this};
 };
 

@@ -73,7 +73,8 @@ public:
     kxCommandWindow(wxWindow *parent, kxApp &app);
     ~kxCommandWindow() override;
 
-    /// Runs a command as if typed (echoed, remembered in the history).
+    /// Runs a command as if typed (echoed, remembered in the history). While a calculation
+    /// runs (a script yielding to the window) the command is not run: the output pane says so.
     bool RunCommand(const wxString &text);
     /// Appends printed text to the output pane.
     void AppendOutput(const wxString &text);
