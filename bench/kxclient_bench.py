@@ -33,10 +33,15 @@ def start_kxsh(kxsh, runtime):
     env = dict(os.environ, XDG_RUNTIME_DIR=runtime)
     proc = subprocess.Popen([kxsh, "--serve", "0"], stdin=subprocess.PIPE,
                             stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, env=env)
-    line = proc.stderr.readline()
-    match = re.search(rb"serving on port (\d+) \(connection file (.*)\)", line)
+    seen = b""
+    for _ in range(20):  # plug-in messages may come first
+        line = proc.stderr.readline()
+        seen += line
+        match = re.search(rb"serving on port (\d+) \(connection file (.*)\)", line)
+        if match or not line:
+            break
     if not match:
-        raise SystemExit(f"kxsh did not start: {line!r}")
+        raise SystemExit(f"kxsh did not start: {seen!r}")
     with open(match.group(2).decode()) as f:
         token = json.load(f)["token"]
     return proc, int(match.group(1)), token
