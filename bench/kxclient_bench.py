@@ -14,7 +14,6 @@ every request line with the very response line kxsh gives to it. Measures, in th
 import json
 import multiprocessing
 import os
-import re
 import selectors
 import socket
 import subprocess
@@ -33,18 +32,12 @@ def start_kxsh(kxsh, runtime):
     env = dict(os.environ, XDG_RUNTIME_DIR=runtime)
     proc = subprocess.Popen([kxsh, "--serve", "0"], stdin=subprocess.PIPE,
                             stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, env=env)
-    seen = b""
-    for _ in range(20):  # plug-in messages may come first
-        line = proc.stderr.readline()
-        seen += line
-        match = re.search(rb"serving on port (\d+) \(connection file (.*)\)", line)
-        if match or not line:
-            break
-    if not match:
+    port, path, seen = kxclient.read_announcement(proc.stderr)
+    if port is None:
         raise SystemExit(f"kxsh did not start: {seen!r}")
-    with open(match.group(2).decode()) as f:
+    with open(path) as f:
         token = json.load(f)["token"]
-    return proc, int(match.group(1)), token
+    return proc, port, token
 
 
 def echo_server(port_queue, reply):

@@ -15,6 +15,8 @@ package connects, authenticates with the server's token and sends commands::
 Standard library only.
 """
 
-from ._client import KxError, Proxy, Session, connect, connection_dir, find_server
+from ._client import (KxError, Proxy, Session, connect, connection_dir, find_server,
+                      read_announcement)
 
-__all__ = ["KxError", "Proxy", "Session", "connect", "connection_dir", "find_server"]
+__all__ = ["KxError", "Proxy", "Session", "connect", "connection_dir", "find_server",
+           "read_announcement"]

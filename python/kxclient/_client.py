@@ -4,9 +4,32 @@ import glob
 import json
 import os
 import pwd
+import re
 import socket
+import time
 
-__all__ = ["KxError", "Proxy", "Session", "connect", "connection_dir", "find_server"]
+__all__ = ["KxError", "Proxy", "Session", "connect", "connection_dir", "find_server",
+           "read_announcement"]
+
+_ANNOUNCEMENT = re.compile(rb"serving on port (\d+) \(connection file (.*)\)")
+
+
+def read_announcement(stream, timeout=30):
+    """Reads the standard error of a ``kxsh --serve`` or ``kxstudio --serve`` that was just
+    started, line by line, until the program announces its server (plug-in messages may come
+    first). Returns ``(port, connection_file, text_read)``; port and file are None when the
+    stream ended or `timeout` seconds passed without the announcement."""
+    seen = b""
+    deadline = time.time() + timeout
+    while time.time() < deadline:
+        line = stream.readline()
+        seen += line
+        match = _ANNOUNCEMENT.search(line)
+        if match:
+            return int(match.group(1)), match.group(2).decode(), seen
+        if not line:
+            break
+    return None, None, seen
 
 
 class KxError(Exception):

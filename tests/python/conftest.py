@@ -5,16 +5,15 @@ The kxsh program is taken from $KXSH (ctest sets it), else from build/dev.
 
 import json
 import os
-import re
 import subprocess
 import sys
-import time
 
 import pytest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
 sys.path.insert(0, os.path.join(ROOT, "python"))
+import kxclient  # noqa: E402
 
 # The suite must really run: fewer collected tests than this fails the session.
 MIN_TESTS = 17
@@ -44,18 +43,10 @@ class Server:
             [kxsh_path(), "--serve", "0", *extra_args, str(self.project)],
             stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
             env=self.env)
-        line = b""
-        deadline = time.time() + 30
-        while time.time() < deadline:
-            line = self.proc.stderr.readline()
-            if not line or b"serving on port" in line:
-                break
-        match = re.search(rb"serving on port (\d+) \(connection file (.*)\)", line)
-        if not match:
+        self.port, self.file, seen = kxclient.read_announcement(self.proc.stderr, 30)
+        if self.port is None:
             self.proc.kill()
-            pytest.fail(f"kxsh did not start serving: {line!r}")
-        self.port = int(match.group(1))
-        self.file = match.group(2).decode()
+            pytest.fail(f"kxsh did not start serving: {seen!r}")
         with open(self.file) as f:
             self.token = json.load(f)["token"]
 

@@ -6,7 +6,6 @@ screenshot goes to $KX_SHOT_DIR (else the temporary directory).
 """
 
 import os
-import re
 import shutil
 import subprocess
 import sys
@@ -43,18 +42,10 @@ class Studio:
         self.proc = subprocess.Popen([kxstudio_path(), "--serve", "0", *map(str, projects)],
                                      stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                                      env=self.env)
-        line = b""
-        deadline = time.time() + 60
-        while time.time() < deadline:
-            line = self.proc.stderr.readline()
-            if not line or b"serving on port" in line:
-                break
-        match = re.search(rb"serving on port (\d+) \(connection file (.*)\)", line)
-        if not match:
+        self.port, self.file, seen = kxclient.read_announcement(self.proc.stderr, 60)
+        if self.port is None:
             self.proc.kill()
-            pytest.fail(f"kxstudio did not start serving: {line!r}")
-        self.port = int(match.group(1))
-        self.file = match.group(2).decode()
+            pytest.fail(f"kxstudio did not start serving: {seen!r}")
         os.environ["XDG_RUNTIME_DIR"] = str(self.runtime)
         self.kx = kxclient.connect(self.port)
 
