@@ -37,17 +37,30 @@ bool IsBlockWord(const char *name)
     return strcasecmp(name, "begin") == 0 || strcasecmp(name, "end") == 0;
 }
 
-/// A real value as the shortest of "%.15g", "%.16g" and "%.17g" that the number reader reads
-/// back to the same value, so a number the user typed is written as typed.
-KXString ValueText(double value)
+/// The shortest of "%.15g", "%.16g" and "%.17g" that the number reader reads back to `value`;
+/// false when none does.
+bool ExactText(double value, KXString &text)
 {
-    KXString text;
     for (int digits = 15; digits <= 17; ++digits) {
         text.sprintf("%.*g", digits, value);
         double back = 0.0;
         if (kxStringToNumber(text.c_str(), back) && back == value)
-            break;
+            return true;
     }
+    return false;
+}
+
+/// A real value in a form that reads back, so a number the user typed is written as typed.
+/// The plain-number reader is not exact for every double (it scales by powers of ten through
+/// exp and log), so a value that no such text reads back to is written as a parenthesised
+/// formula instead: it is read back as that formula and written again as typed, which keeps a
+/// saved file stable however often it is read and written.
+KXString ValueText(double value)
+{
+    KXString text;
+    if (ExactText(value, text))
+        return text;
+    text.sprintf("(%.17g)", value);
     return text;
 }
 

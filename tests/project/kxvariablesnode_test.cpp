@@ -59,6 +59,23 @@ TEST_F(KXVariablesNodeTest, ReadAndWriteKeepOrderExpressionsAndComments)
     EXPECT_NE(Saved(project, "out2.txt").find("    height = 0.25\n"), std::string::npos);
 }
 
+TEST_F(KXVariablesNodeTest, ValuesTheReaderCannotGiveBackStayStableAcrossSaves)
+{
+    // The plain-number reader scales by exp and log, so no short text reads back to this value.
+    kxProject *project = Open("huge.txt", "  begin <kxVariablesTB(1.0)> \"v\"\n"
+                                          "    a = 3333333333333313333333333333333333333333333e\n"
+                                          "  end\n");
+    ASSERT_NE(project, nullptr) << error.chars();
+    const std::string first = Saved(project, "huge1.txt");
+    EXPECT_NE(first.find("    a = (3.3"), std::string::npos) << first;
+    ASSERT_TRUE(manager->ProjectCloseAll());
+    kxProject *again =
+        Open("huge2.txt",
+             first.substr(first.find("  begin"), first.rfind("end\n") - first.find("  begin")));
+    ASSERT_NE(again, nullptr) << error.chars();
+    EXPECT_EQ(Saved(again, "huge3.txt"), first);
+}
+
 TEST_F(KXVariablesNodeTest, ForwardReferencesAcrossNodesResolveOnLoad)
 {
     kxtest::RegisterTestNodes();
