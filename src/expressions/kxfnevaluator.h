@@ -55,6 +55,12 @@ public:
     {
         return e.maxStack_ > kxfn::kLocalStack ? e.extras_->stackSpace.data() : nullptr;
     }
+    /// Where Evaluate() finds the values: the caller's bound array, else the records.
+    static const char *ValuesBase(const KXExpressionT &e)
+    {
+        return e.bound_ ? reinterpret_cast<const char *>(e.bound_)
+                        : reinterpret_cast<const char *>(e.params_.data());
+    }
     /// The index of the parameter that operand value v of a bound program refers to.
     static int ParamIndex(const KXExpressionT &e, int v);
     /// Compiles when needed; false (error record set) when the formula does not compile.

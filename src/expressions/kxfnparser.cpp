@@ -148,7 +148,7 @@ KXExpressionT<T>::KXExpressionT(const KXExpressionT &other)
       usesVector_(other.usesVector_), shortPath_(other.shortPath_),
       ownsText_(other.text_ != nullptr), slots_(other.slots_), maxStack_(other.maxStack_),
       params_(other.params_), names_(other.names_), parser_(other.parser_),
-      text_(other.text_ ? new KXString(*other.text_) : nullptr),
+      text_(other.text_ ? new KXString(*other.text_) : nullptr), bound_(other.bound_),
       extras_(other.extras_ ? new Extras(*other.extras_) : nullptr)
 {
     const int length = other.ProgramLength();
@@ -184,6 +184,7 @@ KXExpressionT<T> &KXExpressionT<T>::operator=(const KXExpressionT &other)
     std::swap(names_, copy.names_);
     std::swap(parser_, copy.parser_);
     std::swap(text_, copy.text_);
+    std::swap(bound_, copy.bound_);
     extras_.swap(copy.extras_);
     return *this;
 }
@@ -234,6 +235,13 @@ void KXExpressionT<T>::BorrowExpression(const KXString &text)
     state_ = NotCompiled;
     valuesChecked_ = false;
     code_.reset();
+}
+
+template <class T>
+void KXExpressionT<T>::BindValues(const T *values)
+{
+    bound_ = values;
+    valuesChecked_ = false; // Evaluate() checks the values and binds the program again
 }
 
 template <class T>
