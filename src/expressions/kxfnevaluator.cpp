@@ -116,23 +116,29 @@ T KXExpressionT<T>::Evaluator::CheckAndRun(KXExpressionT &e)
     if (e.slots_ != layout)
         Bind(e, layout);
     e.valuesChecked_ = !e.usesVector_;
-    const SlotValues<T> values{ValuesBase(e)};
+    e.base_ = ValuesBase(e);
     if (e.shortPath_)
-        return RunShort(e.code_.get(), values);
-    return Run(e.code_.get(), DeepStack(e), values);
+        return RunShort(e.code_.get(), SlotValues<T>{e.base_});
+    return Run(e.code_.get(), DeepStack(e), SlotValues<T>{e.base_});
 }
 
-// The usual case, a compiled formula bound to where its values lie (the parameter records,
-// found set, or the caller's bound array), goes straight to the program.
+template <class T>
+T KXExpressionT<T>::Evaluator::CheckOrRun(KXExpressionT &e)
+{
+    if (!e.valuesChecked_)
+        return CheckAndRun(e);
+    return Run(e.code_.get(), DeepStack(e), SlotValues<T>{e.base_});
+}
+
+// The usual case, a compiled formula of plain arithmetic bound to where its values lie (the
+// parameter records, found set, or the caller's bound array), goes straight to the program.
 template <class T>
 T KXExpressionT<T>::Evaluate()
 {
-    if (!valuesChecked_) // cleared whenever the program or the binding changes
-        return Evaluator::CheckAndRun(*this);
-    const SlotValues<T> values{Evaluator::ValuesBase(*this)};
-    if (shortPath_)
-        return Evaluator::RunShort(code_.get(), values);
-    return Evaluator::Run(code_.get(), Evaluator::DeepStack(*this), values);
+    // valuesChecked_ is cleared whenever the program, the binding or the records change.
+    if (KX_LIKELY(valuesChecked_ && shortPath_))
+        return Evaluator::RunShort(code_.get(), SlotValues<T>{base_});
+    return Evaluator::CheckOrRun(*this);
 }
 
 template <class T>

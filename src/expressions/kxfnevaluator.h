@@ -76,6 +76,8 @@ public:
     KX_LIBRARY_INTERNAL static bool CheckUsedValues(const KXExpressionT &e, bool scalarsGiven);
     /// Evaluate() of a formula not known to be compiled with its values set.
     KX_LIBRARY_INTERNAL KX_NOINLINE static T CheckAndRun(KXExpressionT &e);
+    /// Evaluate() of a formula that is not checked or not on the short path.
+    KX_LIBRARY_INTERNAL KX_NOINLINE static T CheckOrRun(KXExpressionT &e);
 
 private:
     template <bool Leaf>

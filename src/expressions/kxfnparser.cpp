@@ -144,7 +144,7 @@ KXExpressionT<T>::KXExpressionT(const KXFuncParserT<T> *parser) : parser_(parser
 
 template <class T>
 KXExpressionT<T>::KXExpressionT(const KXExpressionT &other)
-    : state_(other.state_), valuesChecked_(other.valuesChecked_), usesParams_(other.usesParams_),
+    : state_(other.state_), valuesChecked_(false), usesParams_(other.usesParams_),
       usesVector_(other.usesVector_), shortPath_(other.shortPath_),
       ownsText_(other.text_ != nullptr), slots_(other.slots_), maxStack_(other.maxStack_),
       params_(other.params_), names_(other.names_), parser_(other.parser_),
@@ -279,6 +279,7 @@ void KXExpressionT<T>::MakeParamRecords()
         records.emplace_back(KXString(names_.Name(i)), KXString());
     params_.swap(records);
     names_.Clear();
+    valuesChecked_ = false; // the records moved
 }
 
 template <class T>

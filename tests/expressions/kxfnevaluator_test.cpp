@@ -174,3 +174,33 @@ TEST(KXExpressionTest, BoundArrayKeepsFaultsAndVectors)
     EXPECT_NEAR(std::abs(c.Evaluate() - Cx(2, 1)), 0.0, 1e-15);
     EXPECT_STREQ(error.chars(), "");
 }
+
+// A copy of an evaluated expression reads its own parameter records, also once the original
+// or the copy has been evaluated, and records made later from plain names are found too.
+TEST(KXExpressionTest, CopiesReadTheirOwnRecords)
+{
+    error.reset();
+    for (const char *text : {"x*2 + y", "if(x > 1, x*2, 0) + y", "sin(x) * 0 + x*2 + y"}) {
+        KXExpressionR a;
+        a.setExpression(text);
+        a.DeclareParam("x", "", 0, -1);
+        a.DeclareParam("y", "", 0, -1);
+        const double xy[2] = {3, 1};
+        EXPECT_EQ(a.Evaluate(xy), 7.0) << text; // bound to an array, names only
+        a.GetParam(0).SetValue(3);              // the records are made now
+        a.GetParam(1).SetValue(1);
+        EXPECT_EQ(a.Evaluate(), 7.0) << text;
+        KXExpressionR b(a);
+        KXExpressionR c;
+        c = a;
+        b.GetParam(0).SetValue(5);
+        c.GetParam(0).SetValue(10);
+        EXPECT_EQ(b.Evaluate(), 11.0) << text;
+        EXPECT_EQ(c.Evaluate(), 21.0) << text;
+        EXPECT_EQ(a.Evaluate(), 7.0) << text;
+        a.GetParam(1).SetValue(2);
+        EXPECT_EQ(a.Evaluate(), 8.0) << text;
+        EXPECT_EQ(b.Evaluate(), 11.0) << text;
+    }
+    EXPECT_STREQ(error.chars(), "");
+}

@@ -436,8 +436,9 @@ private:
     Slots slots_ = SlotIndex;    ///< how the program is bound (valuesChecked_: for Evaluate())
     uint16_t maxStack_ = 0;      ///< stack slots the program needs (at most kxExprMaxStack)
     std::unique_ptr<KXExprInstr<T>[]> code_; ///< ends with the end instruction; null: none
-    std::vector<KXParameterT<T>> params_;    ///< full records (empty while names_ holds them)
-    KXExprNameList names_;                   ///< plain parameters by name only
+    const char *base_ = nullptr; ///< where Evaluate() finds the values (valuesChecked_ only)
+    std::vector<KXParameterT<T>> params_; ///< full records (empty while names_ holds them)
+    KXExprNameList names_;                ///< plain parameters by name only
     const KXFuncParserT<T> *parser_;
     const KXString *text_ = nullptr; ///< the formula text; null: empty
     const T *bound_ = nullptr;       ///< the caller's array of values (BindValues); null: none
