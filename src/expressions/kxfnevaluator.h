@@ -254,6 +254,8 @@ T KXExpressionT<T>::Evaluator::Execute(const KXExprInstr<T> *code, T *deepStack,
         KX_CASE(SubMulPP) top -= values(in->arg) * values(in->index2); KX_NEXT();
         KX_CASE(AddMulPK) top += values(in->arg) * in->constant; KX_NEXT();
         KX_CASE(SubMulPK) top -= values(in->arg) * in->constant; KX_NEXT();
+        KX_CASE(AddTimesP) top = *sp-- + top * values(in->arg); KX_NEXT();
+        KX_CASE(SubTimesP) top = *sp-- - top * values(in->arg); KX_NEXT();
         KX_CASE(DivKP) {
             const T &d = values(in->arg);
             if (IsZeroValue(d))
