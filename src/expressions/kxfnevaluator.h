@@ -321,10 +321,17 @@ T KXExpressionT<T>::Evaluator::Execute(const KXExprInstr<T> *code, T *deepStack,
             KX_NEXT();
         }
         KX_CASE(MaxK)
+            if (HasImag(top))
+                KX_GIVE_UP_OR(return ComplexArgument("max"));
+            if (Re(in->constant) > Re(top))
+                top = in->constant;
+            else
+                top = Re(top);
+            KX_NEXT();
         KX_CASE(MinK)
             if (HasImag(top))
-                KX_GIVE_UP_OR(return ComplexArgument(in->op == opMaxK ? "max" : "min"));
-            if (in->op == opMaxK ? Re(in->constant) > Re(top) : Re(in->constant) < Re(top))
+                KX_GIVE_UP_OR(return ComplexArgument("min"));
+            if (Re(in->constant) < Re(top))
                 top = in->constant;
             else
                 top = Re(top);
