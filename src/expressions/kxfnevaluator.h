@@ -414,7 +414,7 @@ T KXExpressionT<T>::Evaluator::Execute(const KXExprInstr<T> *code, T *deepStack,
     }
 #ifdef KX_THREADED_DISPATCH
 L_GiveUp: __attribute__((unused));
-    return Execute<false>(code, deepStack, values);
+    return Execute<false>(code, Leaf ? nullptr : deepStack, values); // Leaf: always shallow
 #endif
 #undef KX_CASE
 #undef KX_NEXT
