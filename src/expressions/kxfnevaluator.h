@@ -360,7 +360,7 @@ T KXExpressionT<T>::Evaluator::Execute(const KXExprInstr<T> *code, T *deepStack,
             if (HasImag(top))
                 KX_FAULT(kComplexLinInterpPosition);
             const std::vector<T> &table = *static_cast<const std::vector<T> *>(in->data);
-            top = LinInterpIncreasing(table.data(), static_cast<int>(table.size()) / 2, Re(top));
+            top = LinInterpIncreasing(table.data(), table.data() + table.size(), Re(top));
             KX_NEXT();
         }
         KX_CASE(VecElem) {
