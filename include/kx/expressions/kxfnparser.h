@@ -60,9 +60,10 @@
 // tables that are constant are prepared and checked once. Evaluate walks the program with
 // threaded dispatch and the top of the stack held in a register, without allocating and
 // without reading the text. The program's parameter operands are bound to where the values lie
-// (the parameters' records for Evaluate(), the caller's array for Evaluate(values); a formula
-// evaluated both ways alternately is bound again at each switch), and a program of plain
-// arithmetic runs on a path that calls nothing out. A program may hold up to kxExprMaxCode
+// (the parameters' records for Evaluate(), the caller's array for Evaluate(values) and for
+// Evaluate() while an array is bound with BindValues; a formula evaluated both ways alternately
+// is bound again at each switch), and a program of plain arithmetic runs on a path that calls
+// nothing out and saves no register. A program may hold up to kxExprMaxCode
 // instructions, use up to kxExprMaxStack stack slots and nest up to kxExprMaxDepth brackets,
 // calls and signs; beyond any of these Compile reports "expression too complicated\n". So a
 // formula of 100,000 nested brackets ends with that error, not with a stack overflow.
@@ -71,9 +72,9 @@
 // ----------
 // DeclareParam(name, expression, flags, index) declares a name the formula may use:
 //   - expression: empty for a parameter whose value the caller sets (SetValue on GetParam(i),
-//     the values array given to Evaluate, or an array bound with BindValues). A non-empty expression makes the name stand for that
-//     formula: each use compiles it in place (it may use constants and the parameters declared
-//     before it).
+//     the values array given to Evaluate, or an array bound with BindValues). A non-empty
+//     expression makes the name stand for that formula: each use compiles it in place (it may
+//     use constants and the parameters declared before it).
 //   - flags: kxParamVector declares a vector parameter, bound with SetVector and used as
 //     name[index] (index rounded to the nearest integer).
 //   - index: the 0-based position in the parameter list, -1 to append. Declaring a name again
