@@ -1,5 +1,13 @@
 // Formula evaluation and compilation: kx expressions against muparser and against the same
-// formula written in C++. Every evaluation first gives the parameters fresh values.
+// formula written in C++. Every evaluation first gives the parameters fresh values:
+//   BM_Native   computes them into an array and passes it to the C++ formula;
+//   BM_Kx       computes them into the array bound to the expression with BindValues, then
+//               calls Evaluate(), which reads the bound array;
+//   BM_Mu       computes them into the variables bound to muparser with DefineVar, then calls
+//               Eval(), which reads the bound variables;
+//   BM_KxArray  computes them into an array and passes it to Evaluate(values).
+// Every side computes the values with the same Vary loop, straight into where its formula
+// reads them.
 #include "kx/expressions/kxcubicspline.h"
 #include "kx/expressions/kxfnparser.h"
 #include "kx/foundation/kxerror.h"
@@ -147,13 +155,11 @@ void KxEvaluate(benchmark::State &state, const Formula *f)
         state.SkipWithError(error.chars());
         return;
     }
-    const int n = static_cast<int>(f->params.size());
-    double v[kMaxParams];
+    double slots[kMaxParams] = {};
+    e.BindValues(slots);
     int64_t i = 0;
     for (auto _ : state) {
-        Vary(*f, i++, v);
-        for (int k = 0; k < n; ++k)
-            e.GetParam(k).SetValue(v[k]);
+        Vary(*f, i++, slots);
         benchmark::DoNotOptimize(e.Evaluate());
     }
     if (int(error) != 0)
@@ -250,13 +256,9 @@ void MuEvaluate(benchmark::State &state, const Formula *f)
         state.SkipWithError(ex.GetMsg().c_str());
         return;
     }
-    const int n = static_cast<int>(f->params.size());
-    double v[kMaxParams];
     int64_t i = 0;
     for (auto _ : state) {
-        Vary(*f, i++, v);
-        for (int k = 0; k < n; ++k)
-            mu.v[k] = v[k];
+        Vary(*f, i++, mu.v);
         benchmark::DoNotOptimize(mu.parser.Eval());
     }
 }
@@ -284,12 +286,14 @@ void KxComplexEvaluate(benchmark::State &state)
         state.SkipWithError(error.chars());
         return;
     }
+    Cx slots[3];
+    e.BindValues(slots);
     int64_t i = 0;
     for (auto _ : state) {
         const double s = 1.0 + 0.001 * static_cast<double>(i++ & 255);
-        e.GetParam(0).SetValue(Cx(3.48 * s, 0.01));
-        e.GetParam(1).SetValue(Cx(1.55 * s, 0.0));
-        e.GetParam(2).SetValue(Cx(0.5, 0.0));
+        slots[0] = Cx(3.48 * s, 0.01);
+        slots[1] = Cx(1.55 * s, 0.0);
+        slots[2] = Cx(0.5, 0.0);
         benchmark::DoNotOptimize(e.Evaluate());
     }
 }

@@ -32,6 +32,12 @@ void Exercise(const std::string &text, const T &x)
         (void)e.Evaluate(values);
         Expr copy(e);
         (void)copy.Evaluate();
+        error.reset();
+        e.BindValues(values); // Evaluate() reads the bound array, then the records again
+        (void)e.Evaluate();
+        error.reset();
+        e.BindValues(nullptr);
+        (void)e.Evaluate();
     } else {
         (void)e.Evaluate(); // reports the compilation fault again
     }

@@ -59,18 +59,18 @@ T LinInterpTable(const T *table, int points, double x)
     return y0 + (table[2 * right + 1] - y0) * ((x - x0) / (x1 - x0));
 }
 
-/// The same for a table whose abscissae are known to increase strictly: the abscissae below x
-/// are the leading ones, so the count stops at the first that is not.
+/// The same for a table [table, end) of two points or more whose abscissae are known to
+/// increase strictly: the abscissae below x are the leading ones, so the search for the right
+/// end of the segment stops at the first that is not (or at the last point).
 template <class T>
-T LinInterpIncreasing(const T *table, int points, double x)
+T LinInterpIncreasing(const T *table, const T *end, double x)
 {
-    int below = 0;
-    while (below < points && Re(table[2 * below]) < x)
-        ++below;
-    const int right = below < 1 ? 1 : (below > points - 1 ? points - 1 : below);
-    const double x0 = Re(table[2 * right - 2]);
-    const T &y0 = table[2 * right - 1];
-    return y0 + (table[2 * right + 1] - y0) * ((x - x0) / (Re(table[2 * right]) - x0));
+    const T *right = table + 2;
+    while (right < end - 2 && Re(*right) < x)
+        right += 2;
+    const double x0 = Re(right[-2]);
+    const T &y0 = right[-1];
+    return y0 + (right[1] - y0) * ((x - x0) / (Re(right[0]) - x0));
 }
 
 /// lininterp over its arguments. Faults of the layout or a complex position are hard (`hard`

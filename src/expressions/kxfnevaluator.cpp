@@ -109,28 +109,36 @@ bool KXExpressionT<T>::Evaluator::TakesShortPath(const KXExpressionT &e)
 template <class T>
 T KXExpressionT<T>::Evaluator::CheckAndRun(KXExpressionT &e)
 {
-    if (!Prepare(e) || !CheckUsedValues(e, false))
+    const bool bound = e.bound_ != nullptr;
+    if (!Prepare(e) || !CheckUsedValues(e, bound))
         return T();
-    if (e.slots_ != SlotRecords)
-        Bind(e, SlotRecords);
+    const Slots layout = bound ? SlotArray : SlotRecords;
+    if (e.slots_ != layout)
+        Bind(e, layout);
     e.valuesChecked_ = !e.usesVector_;
-    const SlotValues<T> values{reinterpret_cast<const char *>(e.params_.data())};
+    e.base_ = ValuesBase(e);
     if (e.shortPath_)
-        return RunShort(e.code_.get(), values);
-    return Run(e.code_.get(), DeepStack(e), values);
+        return RunShort(e.code_.get(), SlotValues<T>{e.base_});
+    return Run(e.code_.get(), DeepStack(e), SlotValues<T>{e.base_});
 }
 
-// The usual case, a compiled formula bound to its parameter records whose values were found
-// set, goes straight to the program.
+template <class T>
+T KXExpressionT<T>::Evaluator::CheckOrRun(KXExpressionT &e)
+{
+    if (!e.valuesChecked_)
+        return CheckAndRun(e);
+    return Run(e.code_.get(), DeepStack(e), SlotValues<T>{e.base_});
+}
+
+// The usual case, a compiled formula of plain arithmetic bound to where its values lie (the
+// parameter records, found set, or the caller's bound array), goes straight to the program.
 template <class T>
 T KXExpressionT<T>::Evaluate()
 {
-    if (!valuesChecked_) // cleared whenever the program changes
-        return Evaluator::CheckAndRun(*this);
-    const SlotValues<T> values{reinterpret_cast<const char *>(params_.data())};
-    if (shortPath_)
-        return Evaluator::RunShort(code_.get(), values);
-    return Evaluator::Run(code_.get(), Evaluator::DeepStack(*this), values);
+    // valuesChecked_ is cleared whenever the program, the binding or the records change.
+    if (KX_LIKELY(valuesChecked_ && shortPath_))
+        return Evaluator::RunShort(code_.get(), SlotValues<T>{base_});
+    return Evaluator::CheckOrRun(*this);
 }
 
 template <class T>

@@ -26,6 +26,13 @@
 #if defined(__GNUC__) && !defined(KX_FORCE_SWITCH_DISPATCH)
 #define KX_THREADED_DISPATCH 1
 #endif
+// GCC merges the identical tails of handlers (a push and the dispatch) into one shared block,
+// which costs every push a jump more; each handler keeps its own tail.
+#if defined(KX_THREADED_DISPATCH) && !defined(__clang__)
+#define KX_OWN_HANDLER_TAILS __attribute__((optimize("no-crossjumping", "no-tree-tail-merge")))
+#else
+#define KX_OWN_HANDLER_TAILS
+#endif
 
 template <class T>
 class KXExpressionT<T>::Evaluator {
@@ -55,6 +62,12 @@ public:
     {
         return e.maxStack_ > kxfn::kLocalStack ? e.extras_->stackSpace.data() : nullptr;
     }
+    /// Where Evaluate() finds the values: the caller's bound array, else the records.
+    static const char *ValuesBase(const KXExpressionT &e)
+    {
+        return e.bound_ ? reinterpret_cast<const char *>(e.bound_)
+                        : reinterpret_cast<const char *>(e.params_.data());
+    }
     /// The index of the parameter that operand value v of a bound program refers to.
     static int ParamIndex(const KXExpressionT &e, int v);
     /// Compiles when needed; false (error record set) when the formula does not compile.
@@ -63,11 +76,13 @@ public:
     KX_LIBRARY_INTERNAL static bool CheckUsedValues(const KXExpressionT &e, bool scalarsGiven);
     /// Evaluate() of a formula not known to be compiled with its values set.
     KX_LIBRARY_INTERNAL KX_NOINLINE static T CheckAndRun(KXExpressionT &e);
+    /// Evaluate() of a formula that is not checked or not on the short path.
+    KX_LIBRARY_INTERNAL KX_NOINLINE static T CheckOrRun(KXExpressionT &e);
 
 private:
     template <bool Leaf>
-    KX_LIBRARY_INTERNAL static T Execute(const KXExprInstr<T> *code, T *deepStack,
-                                         kxfn::SlotValues<T> values);
+    KX_LIBRARY_INTERNAL KX_OWN_HANDLER_TAILS static T
+    Execute(const KXExprInstr<T> *code, T *deepStack, kxfn::SlotValues<T> values);
     static T ComplexArgument(const char *function)
     {
         error.set(kxfn::kComplexArgument, function);
@@ -239,6 +254,8 @@ T KXExpressionT<T>::Evaluator::Execute(const KXExprInstr<T> *code, T *deepStack,
         KX_CASE(SubMulPP) top -= values(in->arg) * values(in->index2); KX_NEXT();
         KX_CASE(AddMulPK) top += values(in->arg) * in->constant; KX_NEXT();
         KX_CASE(SubMulPK) top -= values(in->arg) * in->constant; KX_NEXT();
+        KX_CASE(AddTimesP) top = *sp-- + top * values(in->arg); KX_NEXT();
+        KX_CASE(SubTimesP) top = *sp-- - top * values(in->arg); KX_NEXT();
         KX_CASE(DivKP) {
             const T &d = values(in->arg);
             if (IsZeroValue(d))
@@ -304,10 +321,17 @@ T KXExpressionT<T>::Evaluator::Execute(const KXExprInstr<T> *code, T *deepStack,
             KX_NEXT();
         }
         KX_CASE(MaxK)
+            if (HasImag(top))
+                KX_GIVE_UP_OR(return ComplexArgument("max"));
+            if (Re(in->constant) > Re(top))
+                top = in->constant;
+            else
+                top = Re(top);
+            KX_NEXT();
         KX_CASE(MinK)
             if (HasImag(top))
-                KX_GIVE_UP_OR(return ComplexArgument(in->op == opMaxK ? "max" : "min"));
-            if (in->op == opMaxK ? Re(in->constant) > Re(top) : Re(in->constant) < Re(top))
+                KX_GIVE_UP_OR(return ComplexArgument("min"));
+            if (Re(in->constant) < Re(top))
                 top = in->constant;
             else
                 top = Re(top);
@@ -336,7 +360,7 @@ T KXExpressionT<T>::Evaluator::Execute(const KXExprInstr<T> *code, T *deepStack,
             if (HasImag(top))
                 KX_FAULT(kComplexLinInterpPosition);
             const std::vector<T> &table = *static_cast<const std::vector<T> *>(in->data);
-            top = LinInterpIncreasing(table.data(), static_cast<int>(table.size()) / 2, Re(top));
+            top = LinInterpIncreasing(table.data(), table.data() + table.size(), Re(top));
             KX_NEXT();
         }
         KX_CASE(VecElem) {
@@ -390,7 +414,7 @@ T KXExpressionT<T>::Evaluator::Execute(const KXExprInstr<T> *code, T *deepStack,
     }
 #ifdef KX_THREADED_DISPATCH
 L_GiveUp: __attribute__((unused));
-    return Execute<false>(code, deepStack, values);
+    return Execute<false>(code, Leaf ? nullptr : deepStack, values); // Leaf: always shallow
 #endif
 #undef KX_CASE
 #undef KX_NEXT

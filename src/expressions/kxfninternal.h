@@ -15,9 +15,11 @@
 #if defined(__GNUC__)
 #define KX_LIBRARY_INTERNAL __attribute__((visibility("hidden")))
 #define KX_NOINLINE __attribute__((noinline))
+#define KX_LIKELY(condition) __builtin_expect(!!(condition), 1)
 #else
 #define KX_NOINLINE
 #define KX_LIBRARY_INTERNAL
+#define KX_LIKELY(condition) (condition)
 #endif
 
 namespace kxfn {

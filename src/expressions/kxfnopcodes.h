@@ -22,9 +22,10 @@ enum KXOpForm : uint8_t {
     formPP,
     formKP,
     formMulPP,
-    formMulPK
+    formMulPK,
+    formTimesP
 };
-constexpr int kxOpFormCount = formMulPK + 1;
+constexpr int kxOpFormCount = formTimesP + 1;
 
 enum KXOpKind : uint8_t {
     kindOperand,

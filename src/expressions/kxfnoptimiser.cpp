@@ -101,7 +101,8 @@ bool KXExprEmitter<T>::SquareOf(int op)
     return true;
 }
 
-// A sum of products: the product just pushed is added to the top instead.
+// A sum of products: the product just pushed is added to the top instead, and a product just
+// made on the top by a parameter factor is added to the value below it in the same step.
 template <class T>
 bool KXExprEmitter<T>::SumOfProducts(int op)
 {
@@ -112,6 +113,8 @@ bool KXExprEmitter<T>::SumOfProducts(int op)
         form = formMulPP;
     else if (LastIs(opMulPK))
         form = formMulPK;
+    else if (LastIs(opMulP))
+        form = formTimesP;
     else
         return false;
     code_.back().op = kxOpWithForm(op, form);

@@ -144,11 +144,11 @@ KXExpressionT<T>::KXExpressionT(const KXFuncParserT<T> *parser) : parser_(parser
 
 template <class T>
 KXExpressionT<T>::KXExpressionT(const KXExpressionT &other)
-    : state_(other.state_), valuesChecked_(other.valuesChecked_), usesParams_(other.usesParams_),
+    : state_(other.state_), valuesChecked_(false), usesParams_(other.usesParams_),
       usesVector_(other.usesVector_), shortPath_(other.shortPath_),
       ownsText_(other.text_ != nullptr), slots_(other.slots_), maxStack_(other.maxStack_),
       params_(other.params_), names_(other.names_), parser_(other.parser_),
-      text_(other.text_ ? new KXString(*other.text_) : nullptr),
+      text_(other.text_ ? new KXString(*other.text_) : nullptr), bound_(other.bound_),
       extras_(other.extras_ ? new Extras(*other.extras_) : nullptr)
 {
     const int length = other.ProgramLength();
@@ -184,6 +184,7 @@ KXExpressionT<T> &KXExpressionT<T>::operator=(const KXExpressionT &other)
     std::swap(names_, copy.names_);
     std::swap(parser_, copy.parser_);
     std::swap(text_, copy.text_);
+    std::swap(bound_, copy.bound_);
     extras_.swap(copy.extras_);
     return *this;
 }
@@ -237,6 +238,13 @@ void KXExpressionT<T>::BorrowExpression(const KXString &text)
 }
 
 template <class T>
+void KXExpressionT<T>::BindValues(const T *values)
+{
+    bound_ = values;
+    valuesChecked_ = false; // Evaluate() checks the values and binds the program again
+}
+
+template <class T>
 typename KXExpressionT<T>::Extras &KXExpressionT<T>::MakeExtras()
 {
     if (!extras_)
@@ -271,6 +279,7 @@ void KXExpressionT<T>::MakeParamRecords()
         records.emplace_back(KXString(names_.Name(i)), KXString());
     params_.swap(records);
     names_.Clear();
+    valuesChecked_ = false; // the records moved
 }
 
 template <class T>

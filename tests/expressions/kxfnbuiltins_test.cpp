@@ -163,3 +163,39 @@ TEST(KXExpressionCTest, ComplexVariant)
     EXPECT_DOUBLE_EQ(t.imag(), 1.375);
     EXPECT_EQ(C("lininterp(2, 0, 0, 1, 10)"), Cx(20, 0));
 }
+
+// A constant increasing table is prepared once; it gives what the table read at each call gives
+// (the second form has a parameter in its table), on the knots, between, outside and for NaN.
+TEST(KXExpressionTest, PreparedLinInterpTableAgrees)
+{
+    const char *tables[][2] = {
+        {"lininterp(x, 0, 0, 1, 1.2, 2, 2.1, 3, 2.7, 4, 3.1)",
+         "lininterp(x, 0, 0, 1, 1.2, 2, 2.1, 3, 2.7, 4, k)"},
+        {"lininterp(x, -1, 5, 2, -3)", "lininterp(x, -1, 5, 2, k)"},
+        {"lininterp(x, 0.5, 1, 0.75, 2, 10, -4)", "lininterp(x, 0.5, 1, 0.75, 2, 10, k)"},
+    };
+    const double last[] = {3.1, -3, -4};
+    for (int t = 0; t < 3; ++t) {
+        KXExpressionR prepared;
+        KXExpressionR general;
+        prepared.setExpression(tables[t][0]);
+        general.setExpression(tables[t][1]);
+        prepared.DeclareParam("x", "", 0, -1);
+        general.DeclareParam("x", "", 0, -1);
+        general.DeclareParam("k", "", 0, -1);
+        ASSERT_TRUE(prepared.Compile());
+        EXPECT_EQ(prepared.ProgramSize(), 2) << tables[t][0]; // the table is prepared
+        for (double x : {-7.0, -1.0, 0.0, 0.25, 0.5, 0.6, 0.75, 1.0, 1.5, 2.0, 3.999, 4.0, 9.5,
+                         12.0, std::nan("")}) {
+            const double pv[1] = {x};
+            const double gv[2] = {x, last[t]};
+            const double a = prepared.Evaluate(pv);
+            const double b = general.Evaluate(gv);
+            if (std::isnan(x))
+                EXPECT_EQ(std::isnan(a), std::isnan(b)) << tables[t][0];
+            else
+                EXPECT_EQ(a, b) << tables[t][0] << " at " << x;
+        }
+    }
+    EXPECT_STREQ(error.chars(), "");
+}

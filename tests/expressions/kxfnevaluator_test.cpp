@@ -98,3 +98,109 @@ TEST(KXExpressionTest, OwnValuesAndArrayAgree)
         }
     }
 }
+
+TEST(KXExpressionTest, BoundArrayIsReadAtEachEvaluation)
+{
+    error.reset();
+    KXExpressionR e;
+    e.setExpression("a*10 + b");
+    e.DeclareParam("a", "", 0, -1);
+    e.DeclareParam("b", "", 0, -1);
+    double slots[2] = {1, 2};
+    e.BindValues(slots);
+    EXPECT_EQ(e.BoundValues(), slots);
+    EXPECT_EQ(e.Evaluate(), 12.0); // no value was ever set: the array gives them
+    slots[0] = 3;
+    EXPECT_EQ(e.Evaluate(), 32.0);
+    const double other[2] = {5, 6};
+    EXPECT_EQ(e.Evaluate(other), 56.0); // an explicit array does not unbind
+    slots[1] = 7;
+    EXPECT_EQ(e.Evaluate(), 37.0);
+
+    KXExpressionR copy(e); // bound to the same array
+    slots[0] = 4;
+    EXPECT_EQ(copy.Evaluate(), 47.0);
+    e.GetParam(0).SetValue(8); // the own values are not read while bound
+    EXPECT_EQ(e.Evaluate(), 47.0);
+
+    e.DeclareParam("c", "", 0, 0); // declaring again recompiles and keeps the binding
+    double three[3] = {100, 1, 2};
+    e.BindValues(three);
+    EXPECT_EQ(e.Evaluate(), 12.0);
+    EXPECT_STREQ(error.chars(), "");
+
+    e.BindValues(nullptr); // the own values again: b has none
+    EXPECT_EQ(e.Evaluate(), 0.0);
+    EXPECT_STREQ(error.chars(), "undesolved variable \"b\"\n");
+    error.reset();
+    e.GetParam(2).SetValue(9);
+    EXPECT_EQ(e.Evaluate(), 89.0);
+    EXPECT_STREQ(error.chars(), "");
+}
+
+TEST(KXExpressionTest, BoundArrayKeepsFaultsAndVectors)
+{
+    error.reset();
+    KXExpressionR e;
+    e.setExpression("v[i] / d");
+    e.DeclareParam("v", "", kxParamVector, -1);
+    e.DeclareParam("i", "", 0, -1);
+    e.DeclareParam("d", "", 0, -1);
+    double slots[3] = {0, 2, 2};
+    e.BindValues(slots);
+    EXPECT_EQ(e.Evaluate(), 0.0); // the vector is not bound yet
+    EXPECT_STREQ(error.chars(), "undesolved variable \"v\"\n");
+    error.reset();
+    const double data[3] = {10, 20, 30};
+    e.GetParam(0).SetVector(data, 1, 3);
+    EXPECT_EQ(e.Evaluate(), 10.0);
+    slots[2] = 0;
+    EXPECT_EQ(e.Evaluate(), 0.0);
+    EXPECT_STREQ(error.chars(), "division by zero");
+    error.reset();
+    slots[1] = 4;
+    slots[2] = 1;
+    EXPECT_EQ(e.Evaluate(), 0.0);
+    EXPECT_STREQ(error.chars(), "index 4 out of range (1 3) in variable \"v\"\n");
+    error.reset();
+
+    KXExpressionC c;
+    c.setExpression("sqrt(z) + 1");
+    c.DeclareParam("z", "", 0, -1);
+    Cx z[1] = {Cx(-4, 0)};
+    c.BindValues(z);
+    EXPECT_EQ(c.Evaluate(), Cx(1, 2));
+    z[0] = Cx(0, 2);
+    EXPECT_NEAR(std::abs(c.Evaluate() - Cx(2, 1)), 0.0, 1e-15);
+    EXPECT_STREQ(error.chars(), "");
+}
+
+// A copy of an evaluated expression reads its own parameter records, also once the original
+// or the copy has been evaluated, and records made later from plain names are found too.
+TEST(KXExpressionTest, CopiesReadTheirOwnRecords)
+{
+    error.reset();
+    for (const char *text : {"x*2 + y", "if(x > 1, x*2, 0) + y", "sin(x) * 0 + x*2 + y"}) {
+        KXExpressionR a;
+        a.setExpression(text);
+        a.DeclareParam("x", "", 0, -1);
+        a.DeclareParam("y", "", 0, -1);
+        const double xy[2] = {3, 1};
+        EXPECT_EQ(a.Evaluate(xy), 7.0) << text; // bound to an array, names only
+        a.GetParam(0).SetValue(3);              // the records are made now
+        a.GetParam(1).SetValue(1);
+        EXPECT_EQ(a.Evaluate(), 7.0) << text;
+        KXExpressionR b(a);
+        KXExpressionR c;
+        c = a;
+        b.GetParam(0).SetValue(5);
+        c.GetParam(0).SetValue(10);
+        EXPECT_EQ(b.Evaluate(), 11.0) << text;
+        EXPECT_EQ(c.Evaluate(), 21.0) << text;
+        EXPECT_EQ(a.Evaluate(), 7.0) << text;
+        a.GetParam(1).SetValue(2);
+        EXPECT_EQ(a.Evaluate(), 8.0) << text;
+        EXPECT_EQ(b.Evaluate(), 11.0) << text;
+    }
+    EXPECT_STREQ(error.chars(), "");
+}

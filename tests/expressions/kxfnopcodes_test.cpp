@@ -23,6 +23,7 @@ TEST(KXOpFormsTest, FormsTheCodeGeneratorUsesExist)
     for (int op : {opAdd, opSub}) {
         EXPECT_GE(kxOpWithForm(op, formMulPP), 0) << op;
         EXPECT_GE(kxOpWithForm(op, formMulPK), 0) << op;
+        EXPECT_GE(kxOpWithForm(op, formTimesP), 0) << op;
     }
     for (int op : {opEq, opNe, opLt, opLe, opGt, opGe}) {
         EXPECT_EQ(kxOpKind(op), kindCompare) << op;
@@ -43,7 +44,8 @@ TEST(KXOpFormsTest, ParametersReadFollowTheForm)
         case formP:
         case formPK:
         case formKP:
-        case formMulPK: expected = 1; break;
+        case formMulPK:
+        case formTimesP: expected = 1; break;
         case formPP:
         case formMulPP: expected = 2; break;
         case formStack:

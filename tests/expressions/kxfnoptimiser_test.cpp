@@ -147,3 +147,38 @@ TEST(KXExpressionTest, DivisionByPowerOfTwoIsExact)
     ASSERT_TRUE(e.Compile());
     EXPECT_EQ(e.ProgramSize(), 2); // push a, then add w*0.5 to it
 }
+
+// A product made on the top by a parameter factor, added to or subtracted from the value below
+// it in one step, rounds as the product and the sum done apart.
+TEST(KXExpressionTest, ProductOnTheTopJoinsTheSum)
+{
+    const double a = 0.1, b = 0.7, x = 1.3;
+    const std::initializer_list<std::pair<const char *, double>> p = {{"a", a}, {"b", b}, {"x", x}};
+    const struct {
+        const char *text;
+        double value;
+    } cases[] = {
+        {"a + b*x*x", a + b * x * x},
+        {"a - b*x*x", a - b * x * x},
+        {"a + b*x*x + a*x*x*x", (a + b * x * x) + a * x * x * x},
+        {"a*x - (a+b)*x", a * x - (a + b) * x},
+        {"(a+b) + (a-b)*x*b", (a + b) + ((a - b) * x) * b},
+        {"1 + 2*x*a", 1 + 2 * x * a},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(R(c.text, p), c.value) << c.text;
+    KXExpressionR e;
+    e.setExpression("a0 + a1*x + a2*x*x + a3*x*x*x");
+    for (const char *name : {"a0", "a1", "a2", "a3", "x"})
+        e.DeclareParam(name, "", 0, -1);
+    ASSERT_TRUE(e.Compile());
+    EXPECT_EQ(e.ProgramSize(), 7); // two products on the top join their sums
+    const double v[5] = {1, 0.5, 0.25, 0.125, 1.3};
+    EXPECT_EQ(e.Evaluate(v), v[0] + v[1] * v[4] + v[2] * v[4] * v[4] + v[3] * v[4] * v[4] * v[4]);
+
+    // Complex values, and a fault before the fused step stops it.
+    EXPECT_EQ(C("z + w*z*z", {{"z", Cx(1, 2)}, {"w", Cx(0.5, -1)}}),
+              Cx(1, 2) + (Cx(0.5, -1) * Cx(1, 2)) * Cx(1, 2));
+    EXPECT_EQ(FaultR("a + (b/(x-x))*x", p), "division by zero");
+    EXPECT_EQ(FaultR("a - sqrt(-b)*x", p), "negative argument in sqrt\n");
+}

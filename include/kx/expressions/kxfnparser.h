@@ -60,9 +60,10 @@
 // tables that are constant are prepared and checked once. Evaluate walks the program with
 // threaded dispatch and the top of the stack held in a register, without allocating and
 // without reading the text. The program's parameter operands are bound to where the values lie
-// (the parameters' records for Evaluate(), the caller's array for Evaluate(values); a formula
-// evaluated both ways alternately is bound again at each switch), and a program of plain
-// arithmetic runs on a path that calls nothing out. A program may hold up to kxExprMaxCode
+// (the parameters' records for Evaluate(), the caller's array for Evaluate(values) and for
+// Evaluate() while an array is bound with BindValues; a formula evaluated both ways alternately
+// is bound again at each switch), and a program of plain arithmetic runs on a path that calls
+// nothing out and saves no register. A program may hold up to kxExprMaxCode
 // instructions, use up to kxExprMaxStack stack slots and nest up to kxExprMaxDepth brackets,
 // calls and signs; beyond any of these Compile reports "expression too complicated\n". So a
 // formula of 100,000 nested brackets ends with that error, not with a stack overflow.
@@ -70,10 +71,10 @@
 // Parameters
 // ----------
 // DeclareParam(name, expression, flags, index) declares a name the formula may use:
-//   - expression: empty for a parameter whose value the caller sets (SetValue on GetParam(i), or
-//     the values array given to Evaluate). A non-empty expression makes the name stand for that
-//     formula: each use compiles it in place (it may use constants and the parameters declared
-//     before it).
+//   - expression: empty for a parameter whose value the caller sets (SetValue on GetParam(i),
+//     the values array given to Evaluate, or an array bound with BindValues). A non-empty
+//     expression makes the name stand for that formula: each use compiles it in place (it may
+//     use constants and the parameters declared before it).
 //   - flags: kxParamVector declares a vector parameter, bound with SetVector and used as
 //     name[index] (index rounded to the nearest integer).
 //   - index: the 0-based position in the parameter list, -1 to append. Declaring a name again
@@ -378,6 +379,16 @@ public:
     /// The value with values[i] for scalar parameter i (the parameters' own values are not
     /// read); `values` must hold ParamCount() entries.
     T Evaluate(const T *values);
+    /// Binds the scalar parameters to an array the caller owns, as Evaluate(values) reads it:
+    /// from now on Evaluate() reads parameter i from values[i] when it runs, so the caller only
+    /// writes fresh values there between evaluations (no SetValue, no per-call set-up). The
+    /// array holds ParamCount() entries and must outlive every evaluation made while it is
+    /// bound; declaring parameters again does not unbind it. A null `values` unbinds: Evaluate()
+    /// reads the parameters' own values again. A copy of the expression is bound to the same
+    /// array.
+    void BindValues(const T *values);
+    /// The array bound by BindValues, or null.
+    [[nodiscard]] const T *BoundValues() const { return bound_; }
 
     /// Number of instructions in the compiled program (0 when not compiled).
     [[nodiscard]] int ProgramSize() const;
@@ -423,13 +434,15 @@ private:
     bool usesVector_ = false;    ///< the program reads a vector parameter
     bool shortPath_ = false;     ///< the program runs on the evaluator's short path
     bool ownsText_ = false;      ///< text_ was made by setExpression (else lent or null)
-    Slots slots_ = SlotIndex;    ///< how the program is bound (valuesChecked_: to records)
+    Slots slots_ = SlotIndex;    ///< how the program is bound (valuesChecked_: for Evaluate())
     uint16_t maxStack_ = 0;      ///< stack slots the program needs (at most kxExprMaxStack)
     std::unique_ptr<KXExprInstr<T>[]> code_; ///< ends with the end instruction; null: none
-    std::vector<KXParameterT<T>> params_;    ///< full records (empty while names_ holds them)
-    KXExprNameList names_;                   ///< plain parameters by name only
+    const char *base_ = nullptr; ///< where Evaluate() finds the values (valuesChecked_ only)
+    std::vector<KXParameterT<T>> params_; ///< full records (empty while names_ holds them)
+    KXExprNameList names_;                ///< plain parameters by name only
     const KXFuncParserT<T> *parser_;
     const KXString *text_ = nullptr; ///< the formula text; null: empty
+    const T *bound_ = nullptr;       ///< the caller's array of values (BindValues); null: none
     std::unique_ptr<Extras> extras_;
 };
 
