@@ -86,8 +86,6 @@ public:
     int preloads = 0;                         ///< PreloadVariables calls on this object
     /// Whether ReadTB evaluates the variable lines (the benchmark reads without evaluating).
     static inline bool evaluateOnRead = true;
-    /// Whether the preload pass defines the variables (the benchmark measures both).
-    static inline bool defineOnPreload = true;
 
     bool PreloadVariables(TextBlock &block) override
     {
@@ -97,7 +95,7 @@ public:
         block.SkipComments(false);
         block.GotoBody();
         kxNameSpace *ns = GetNameSpace();
-        const bool define = defineOnPreload && ns;
+        const bool define = ns != nullptr;
         std::string name, formula;
         ForEachLine(block, [&](const char *raw) {
             if (!define || !kxtest::SplitVariableLine(kxtest::TrimLine(raw), name, formula))
