@@ -117,7 +117,7 @@ public:
         kxNameSpace *ns = GetNameSpace();
         std::string line;
         for (int index : owned_) {
-            const kxNamedVariable *variable = ns->GetVariable(index);
+            const kxNamedVariable *variable = ns->GetVariableAt(index);
             if (!variable)
                 continue;
             line.assign(variable->GetName().c_str());
@@ -145,7 +145,8 @@ private:
             char *p = line;
             while (*p == ' ' || *p == '\t')
                 ++p;
-            if (strncasecmp(p, "begin", 5) == 0 && (!p[5] || std::strchr(" \t\r\n", p[5]))) {
+            if ((*p | 0x20) == 'b' && strncasecmp(p, "begin", 5) == 0 &&
+                (!p[5] || std::strchr(" \t\r\n", p[5]))) {
                 block.setPosn(at);
                 break;
             }
