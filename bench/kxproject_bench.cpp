@@ -211,6 +211,7 @@ struct Fixture {
     std::vector<std::string> paths;
     size_t nodes = 0;
     int variables = 0;
+    std::vector<std::pair<std::string, std::string>> definitions; ///< every name and formula
 };
 
 /// Builds a project "P": `top` nodes under it, each with 10 children, each with 10 children,
@@ -224,11 +225,12 @@ kxProject *BuildProject(int top, Fixture &f)
     auto add = [&f, &variable](kxProjectNode *parent, const std::string &name, int lines) {
         auto *node = static_cast<kxBenchNode *>(parent->AddSubnode("benchNodeTB", name.c_str()));
         ++f.nodes;
-        for (int i = 0; i < lines; ++i, ++variable)
-            node->Define(
-                ("width_" + std::to_string(variable)).c_str(),
-                ("1.25 * width_" + std::to_string(variable > 0 ? variable - 1 : 0) + " + 0.5")
-                    .c_str());
+        for (int i = 0; i < lines; ++i, ++variable) {
+            f.definitions.emplace_back(
+                "width_" + std::to_string(variable),
+                "1.25 * width_" + std::to_string(variable > 0 ? variable - 1 : 0) + " + 0.5");
+            node->Define(f.definitions.back().first.c_str(), f.definitions.back().second.c_str());
+        }
         return node;
     };
     int deepest = 0;
@@ -356,6 +358,25 @@ void BM_BlockWalk(benchmark::State &state)
         benchmark::DoNotOptimize(lines);
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.bytes));
+}
+
+/// The floor of opening with variables: the same variables defined straight into a namespace
+/// (name and formula set, as the preload pass does), with no file and no tree.
+void BM_DefineInNameSpace(benchmark::State &state)
+{
+    Fixture &f = Saved(5);
+    for (auto _ : state) {
+        auto *ns = new kxNameSpace;
+        for (const auto &definition : f.definitions) {
+            auto *variable = new kxNamedVariable(ns);
+            if (!variable->SetName(definition.first.c_str()))
+                std::abort();
+            variable->SetValueOrExpression(definition.second.c_str());
+        }
+        state.PauseTiming();
+        delete ns;
+        state.ResumeTiming();
+    }
 }
 
 void BM_FindNodeAbsolute(benchmark::State &state)
@@ -520,6 +541,7 @@ BENCHMARK(BM_OfstreamFsync)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OpenProject)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OpenProjectTreeOnly)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_BlockWalk)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DefineInNameSpace)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FindNodeAbsolute);
 
 int main(int argc, char **argv)
@@ -536,6 +558,8 @@ int main(int argc, char **argv)
         {{"open / plain block walk (target <= 3)", "BM_OpenProject/5", "BM_BlockWalk/5"},
          {"save / ofstream + fsync (target <= 2)", "BM_SaveProject", "BM_OfstreamFsync"},
          {"open, tree only / plain block walk", "BM_OpenProjectTreeOnly/5", "BM_BlockWalk/5"},
+         {"defining the variables alone / plain block walk", "BM_DefineInNameSpace",
+          "BM_BlockWalk/5"},
          {"open 10 MB / open 5 MB (linear: about 2)", "BM_OpenProject/10", "BM_OpenProject/5"},
          {"open, tree only, 10 MB / 5 MB", "BM_OpenProjectTreeOnly/10", "BM_OpenProjectTreeOnly/5"},
          {"block walk 10 MB / 5 MB", "BM_BlockWalk/10", "BM_BlockWalk/5"}});
