@@ -211,8 +211,18 @@ struct Fixture {
     std::vector<std::string> paths;
     size_t nodes = 0;
     int variables = 0;
-    std::vector<std::pair<std::string, std::string>> definitions; ///< every name and formula
 };
+
+struct Definition {
+    std::string name, formula;
+};
+
+/// The i-th variable of the benchmark's projects: each names the one before.
+Definition MakeDefinition(int i)
+{
+    return {"width_" + std::to_string(i),
+            "1.25 * width_" + std::to_string(i > 0 ? i - 1 : 0) + " + 0.5"};
+}
 
 /// Builds a project "P": `top` nodes under it, each with 10 children, each with 10 children,
 /// each with 9 children (top = 10: 10,110 nodes, four deep), with 10 variable lines in every
@@ -226,10 +236,8 @@ kxProject *BuildProject(int top, Fixture &f)
         auto *node = static_cast<kxBenchNode *>(parent->AddSubnode("benchNodeTB", name.c_str()));
         ++f.nodes;
         for (int i = 0; i < lines; ++i, ++variable) {
-            f.definitions.emplace_back(
-                "width_" + std::to_string(variable),
-                "1.25 * width_" + std::to_string(variable > 0 ? variable - 1 : 0) + " + 0.5");
-            node->Define(f.definitions.back().first.c_str(), f.definitions.back().second.c_str());
+            const Definition d = MakeDefinition(variable);
+            node->Define(d.name.c_str(), d.formula.c_str());
         }
         return node;
     };
@@ -364,14 +372,17 @@ void BM_BlockWalk(benchmark::State &state)
 /// (name and formula set, as the preload pass does), with no file and no tree.
 void BM_DefineInNameSpace(benchmark::State &state)
 {
-    Fixture &f = Saved(5);
+    const Fixture &f = Saved(5);
+    std::vector<Definition> definitions;
+    for (int i = 0; i < f.variables; ++i)
+        definitions.push_back(MakeDefinition(i));
     for (auto _ : state) {
         auto *ns = new kxNameSpace;
-        for (const auto &definition : f.definitions) {
+        for (const Definition &d : definitions) {
             auto *variable = new kxNamedVariable(ns);
-            if (!variable->SetName(definition.first.c_str()))
+            if (!variable->SetName(d.name.c_str()))
                 std::abort();
-            variable->SetValueOrExpression(definition.second.c_str());
+            variable->SetValueOrExpression(d.formula.c_str());
         }
         state.PauseTiming();
         delete ns;
