@@ -37,6 +37,8 @@
 #include "kx/expressions/kxnamespace.h"
 #include "kx/project/kxnoderegistry.h"
 
+#include "../tests/project/kxtestnodes.h"
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -137,24 +139,15 @@ private:
     template <class Use>
     static void ForEachDefinition(TextBlock &block, Use use)
     {
-        while (!block.EOB()) {
-            const uint32_t at = block.getPosn();
-            char *line = block.gets();
-            if (!line)
-                break;
-            char *p = line;
-            while (*p == ' ' || *p == '\t')
-                ++p;
-            if ((*p | 0x20) == 'b' && strncasecmp(p, "begin", 5) == 0 &&
-                (!p[5] || std::strchr(" \t\r\n", p[5]))) {
-                block.setPosn(at);
-                break;
-            }
-            char *eq = std::strchr(p, '=');
+        kxtest::ForEachLine(block, [&use](char *line) {
+            char *eq = std::strchr(line, '=');
             if (!eq)
-                continue;
+                return;
+            char *name = line;
+            while (*name == ' ' || *name == '\t')
+                ++name;
             char *nameEnd = eq;
-            while (nameEnd > p && nameEnd[-1] == ' ')
+            while (nameEnd > name && nameEnd[-1] == ' ')
                 --nameEnd;
             *nameEnd = '\0';
             char *formula = eq + 1;
@@ -164,8 +157,8 @@ private:
             while (end > formula && std::strchr(" \t\r\n", end[-1]))
                 --end;
             *end = '\0';
-            use(p, formula);
-        }
+            use(name, formula);
+        });
     }
 
     std::vector<int> owned_; ///< namespace indices of the variables this node claimed
