@@ -1,6 +1,13 @@
-// Benchmark of project files: a project of about 10,000 test nodes nested four deep with
-// 100,000 variable lines (about 5 MB) is saved, opened (preload pass and real read, formulas
-// not evaluated) and searched with FindNode by absolute path.
+// Benchmark of project files: a project of about 10,000 nodes nested four deep with 100,000
+// variable lines (about 5 MB) is saved, opened (preload pass and real read) and searched with
+// FindNode by absolute path.
+//
+// The nodes are of a type made for this benchmark (kxBenchNode below) that holds its variables
+// the way the library's variables node does: the preload pass defines every variable of its
+// lines in the project's namespace, the real read claims them by name (so a formula may name a
+// variable defined further down the file), and writing gives one "name = formula" line per
+// claimed variable from the namespace. Unlike the variables node it may have child nodes, and
+// it keeps no comments. Formulas are not evaluated.
 //
 // Ratios printed in the same run:
 //   open / plain block walk      opening against loading the same file and walking every
@@ -15,28 +22,153 @@
 //                                the file once.
 //   open 10 MB / open 5 MB       a project twice as large (target about 2: linear)
 // Google Benchmark's ratios are in CPU time (other load on the machine does not skew them).
-// Before the benchmarks it prints the peak memory added while a project is open, against the
-// file size (target <= 5), and the open and save ratios once more in both wall and CPU time,
-// measured side by side (the flush to disk is waiting, which only wall time shows).
+// Before the benchmarks it prints the heap in use while a project is open and the peak memory
+// added while opening it, against the file size (target <= 5), and the open and save ratios
+// once more in both wall and CPU time, measured side by side (the flush to disk is waiting,
+// which only wall time shows). "tree only" figures are those of the same file read by nodes
+// that define no variables: what the tree and the two passes cost by themselves.
 //
 // The files go to $KX_BENCH_DIR, else /tmp.
 #include "kxbench.h"
 
 #include "kx/project/kxprojman.h"
 
+#include "kx/expressions/kxnamedvariable.h"
+#include "kx/expressions/kxnamespace.h"
+#include "kx/project/kxnoderegistry.h"
+
 #include "../tests/project/kxtestnodes.h"
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <fstream>
 #include <functional>
 #include <malloc.h>
 #include <string>
+#include <strings.h>
 #include <unistd.h>
 #include <vector>
+
+/// The benchmark's node type ("benchNodeTB" 1.0): "name = formula" lines, then child nodes of
+/// its own type (see the top of the file).
+class kxBenchNode : public kxProjectNode {
+    KX_DECLARE_CLASS(kxBenchNode)
+public:
+    static const TBlockSig &Sig()
+    {
+        static const TBlockSig sig{"benchNodeTB", 1, 0};
+        return sig;
+    }
+
+    /// Whether the preload pass defines the variables ("tree only" when not).
+    static inline bool defineVariables = true;
+
+    /// Adds a variable owned by this node.
+    void Define(const char *name, const char *formula)
+    {
+        auto *variable = new kxNamedVariable(GetNameSpace());
+        if (!variable->SetName(name))
+            std::abort();
+        variable->SetExpression(formula);
+        owned_.push_back(variable->GetIndex());
+    }
+
+    bool PreloadVariables(TextBlock &block) override
+    {
+        if (!block.StartRead(Sig()))
+            return false;
+        kxNameSpace *ns = GetNameSpace();
+        ForEachDefinition(block, [ns](const char *name, const char *formula) {
+            if (!defineVariables)
+                return;
+            auto *variable = new kxNamedVariable(ns);
+            if (!variable->SetName(name)) {
+                ns->RemoveVariable(variable->GetIndex());
+                return;
+            }
+            variable->SetValueOrExpression(formula);
+            variable->SetPreloaded();
+        });
+        return PreloadChildBlocks(block);
+    }
+
+    bool ReadTB(TextBlock &block) override
+    {
+        if (!block.StartRead(Sig()))
+            return false;
+        kxNameSpace *ns = GetNameSpace();
+        owned_.clear();
+        ForEachDefinition(block, [this, ns](const char *name, const char *) {
+            kxNamedVariable *variable = ns->GetVariableByName(name, false);
+            if (!variable || !variable->IsPreloaded())
+                return;
+            variable->ResetPreloaded();
+            owned_.push_back(variable->GetIndex());
+        });
+        owned_.shrink_to_fit();
+        return CreateChildNodes(block);
+    }
+
+    bool WriteTB(TextBlock &block) override
+    {
+        block.StartWrite(Sig(), getName());
+        kxNameSpace *ns = GetNameSpace();
+        std::string line;
+        for (int index : owned_) {
+            const kxNamedVariable *variable = ns->GetVariableAt(index);
+            if (!variable)
+                continue;
+            line.assign(variable->GetName().c_str());
+            line += " = ";
+            line += variable->GetExpression().c_str();
+            block.WriteLine(line.c_str());
+        }
+        if (!WriteChildNodes(block))
+            return false;
+        block.EndWrite();
+        return true;
+    }
+
+private:
+    /// Calls use(name, formula) for each "name = formula" line of the body, up to the first
+    /// nested block; both texts are trimmed in the block's line buffer.
+    template <class Use>
+    static void ForEachDefinition(TextBlock &block, Use use)
+    {
+        kxtest::ForEachLine(block, [&use](char *line) {
+            char *eq = std::strchr(line, '=');
+            if (!eq)
+                return;
+            char *name = line;
+            while (*name == ' ' || *name == '\t')
+                ++name;
+            char *nameEnd = eq;
+            while (nameEnd > name && nameEnd[-1] == ' ')
+                --nameEnd;
+            *nameEnd = '\0';
+            char *formula = eq + 1;
+            while (*formula == ' ')
+                ++formula;
+            char *end = formula + std::strlen(formula);
+            while (end > formula && std::strchr(" \t\r\n", end[-1]))
+                --end;
+            *end = '\0';
+            use(name, formula);
+        });
+    }
+
+    std::vector<int> owned_; ///< namespace indices of the variables this node claimed
+};
+
+KX_IMPLEMENT_CLASS(kxBenchNode, kxProjectNode)
+
+const kxClassInfo *const g_benchNodeChildren[] = {KX_CLASSINFO_OF(kxBenchNode), nullptr};
+kxProjectNodeInfoClass g_benchNodeInfo({KX_CLASSINFO_OF(kxBenchNode), g_benchNodeChildren,
+                                        kxBenchNode::Sig(), "Bench node", 0, "bnd"});
 
 namespace {
 
@@ -59,8 +191,7 @@ kxProjectManager &Manager()
     static kxProjectManager *manager = [] {
         InitialiseKXUtils("kxproject_bench", KXString("bench"), 1, nullptr, nullptr, nullptr,
                           &Discard, nullptr);
-        kxtest::RegisterTestNodes();
-        kxTestNode::evaluateOnRead = false;
+        g_benchNodeInfo.Register();
         return new kxProjectManager;
     }();
     return *manager;
@@ -75,6 +206,17 @@ struct Fixture {
     int variables = 0;
 };
 
+struct Definition {
+    std::string name, formula;
+};
+
+/// The i-th variable of the benchmark's projects: each names the one before.
+Definition MakeDefinition(int i)
+{
+    return {"width_" + std::to_string(i),
+            "1.25 * width_" + std::to_string(i > 0 ? i - 1 : 0) + " + 0.5"};
+}
+
 /// Builds a project "P": `top` nodes under it, each with 10 children, each with 10 children,
 /// each with 9 children (top = 10: 10,110 nodes, four deep), with 10 variable lines in every
 /// node but the first top * 110 of the deepest, which have 9 (top = 10: 100,000 lines).
@@ -84,11 +226,12 @@ kxProject *BuildProject(int top, Fixture &f)
     auto *project = static_cast<kxProject *>(manager.AddSubnode("kxProject", "P"));
     int &variable = f.variables;
     auto add = [&f, &variable](kxProjectNode *parent, const std::string &name, int lines) {
-        auto *node = static_cast<kxTestNode *>(parent->AddSubnode("testNodeTB", name.c_str()));
+        auto *node = static_cast<kxBenchNode *>(parent->AddSubnode("benchNodeTB", name.c_str()));
         ++f.nodes;
-        for (int i = 0; i < lines; ++i, ++variable)
-            node->lines.push_back("width_" + std::to_string(variable) + " = 1.25 * width_" +
-                                  std::to_string(variable > 0 ? variable - 1 : 0) + " + 0.5");
+        for (int i = 0; i < lines; ++i, ++variable) {
+            const Definition d = MakeDefinition(variable);
+            node->Define(d.name.c_str(), d.formula.c_str());
+        }
         return node;
     };
     int deepest = 0;
@@ -177,9 +320,9 @@ void BM_OpenProject(benchmark::State &state)
 /// tree and the two passes cost by themselves.
 void BM_OpenProjectTreeOnly(benchmark::State &state)
 {
-    kxTestNode::defineOnPreload = false;
+    kxBenchNode::defineVariables = false;
     BM_OpenProject(state);
-    kxTestNode::defineOnPreload = true;
+    kxBenchNode::defineVariables = true;
 }
 
 /// Walks every block and body line of the file with TextBlock alone.
@@ -216,6 +359,28 @@ void BM_BlockWalk(benchmark::State &state)
         benchmark::DoNotOptimize(lines);
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.bytes));
+}
+
+/// The floor of opening with variables: the same variables defined straight into a namespace
+/// (name and formula set, as the preload pass does), with no file and no tree.
+void BM_DefineInNameSpace(benchmark::State &state)
+{
+    const Fixture &f = Saved(5);
+    std::vector<Definition> definitions;
+    for (int i = 0; i < f.variables; ++i)
+        definitions.push_back(MakeDefinition(i));
+    for (auto _ : state) {
+        auto *ns = new kxNameSpace;
+        for (const Definition &d : definitions) {
+            auto *variable = new kxNamedVariable(ns);
+            if (!variable->SetName(d.name.c_str()))
+                std::abort();
+            variable->SetValueOrExpression(d.formula.c_str());
+        }
+        state.PauseTiming();
+        delete ns;
+        state.ResumeTiming();
+    }
 }
 
 void BM_FindNodeAbsolute(benchmark::State &state)
@@ -257,7 +422,7 @@ size_t HeapInUse()
 void ReportMemory(bool defineVariables)
 {
     Fixture &f = Saved(5);
-    kxTestNode::defineOnPreload = defineVariables;
+    kxBenchNode::defineVariables = defineVariables;
     malloc_trim(0);
     if (FILE *clear = std::fopen("/proc/self/clear_refs", "w")) {
         std::fputs("5", clear); // resets the peak resident size
@@ -270,7 +435,7 @@ void ReportMemory(bool defineVariables)
     const double heap = double(HeapInUse() - heapBefore) / 1048576.0;
     const double peak = double(StatusKB("VmHWM") - rssBefore) / 1024.0;
     Manager().ProjectCloseAll();
-    kxTestNode::defineOnPreload = true;
+    kxBenchNode::defineVariables = true;
     const double mb = double(f.bytes) / 1048576.0;
     std::printf("%s: heap while open %.2f MB (%.2fx the file), peak resident growth while "
                 "opening %.2f MB (%.2fx the file)\n",
@@ -380,6 +545,7 @@ BENCHMARK(BM_OfstreamFsync)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OpenProject)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OpenProjectTreeOnly)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_BlockWalk)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DefineInNameSpace)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FindNodeAbsolute);
 
 int main(int argc, char **argv)
@@ -396,6 +562,8 @@ int main(int argc, char **argv)
         {{"open / plain block walk (target <= 3)", "BM_OpenProject/5", "BM_BlockWalk/5"},
          {"save / ofstream + fsync (target <= 2)", "BM_SaveProject", "BM_OfstreamFsync"},
          {"open, tree only / plain block walk", "BM_OpenProjectTreeOnly/5", "BM_BlockWalk/5"},
+         {"defining the variables alone / plain block walk", "BM_DefineInNameSpace",
+          "BM_BlockWalk/5"},
          {"open 10 MB / open 5 MB (linear: about 2)", "BM_OpenProject/10", "BM_OpenProject/5"},
          {"open, tree only, 10 MB / 5 MB", "BM_OpenProjectTreeOnly/10", "BM_OpenProjectTreeOnly/5"},
          {"block walk 10 MB / 5 MB", "BM_BlockWalk/10", "BM_BlockWalk/5"}});

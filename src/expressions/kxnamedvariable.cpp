@@ -24,9 +24,8 @@ struct kxNamedVariable::Reference {
 };
 
 /// The references of a formula, one per declared parameter, in declaration order, and the value
-/// last seen for each, in one block: the references, then the values. The block is the owner's
-/// inlineReferences_ when it fits there, else allocated; the owner keeps the count and which of
-/// the two it is.
+/// last seen for each, in one block allocated for them: the references, then the values. The
+/// owner keeps the block and the count.
 struct kxNamedVariable::References {
     static size_t BlockSize(int n)
     {
@@ -41,25 +40,20 @@ struct kxNamedVariable::References {
     static void Make(const std::vector<Reference> &items, kxNamedVariable &owner)
     {
         const int n = static_cast<int>(items.size());
-        const bool fits = BlockSize(n) <= sizeof(owner.inlineReferences_);
-        void *block = fits ? owner.inlineReferences_ : ::operator new(BlockSize(n));
-        Reference *refs = static_cast<Reference *>(block);
+        Reference *refs = static_cast<Reference *>(::operator new(BlockSize(n)));
         for (int k = 0; k < n; ++k)
             new (refs + k) Reference(items[k]);
         owner.references_ = refs;
         owner.referenceCount_ = n;
-        owner.referencesOnHeap_ = !fits;
         std::complex<double> *values = Values(owner);
         for (int k = 0; k < n; ++k)
             new (values + k) std::complex<double>(0.0, 0.0);
     }
     static void Free(kxNamedVariable &owner)
     {
-        if (owner.referencesOnHeap_)
-            ::operator delete(owner.references_);
+        ::operator delete(owner.references_);
         owner.references_ = nullptr;
         owner.referenceCount_ = 0;
-        owner.referencesOnHeap_ = false;
     }
 };
 
@@ -67,8 +61,7 @@ struct kxNamedVariable::References {
 // Construction
 
 kxNamedVariable::kxNamedVariable(kxNameSpace *ns, int flags, int index)
-    : ns_(kxNameSpace::IsActual(ns) ? ns : nullptr), property_((flags & NotProperty) == 0),
-      expression_("0")
+    : ns_(kxNameSpace::IsActual(ns) ? ns : nullptr), property_((flags & NotProperty) == 0)
 {
     const int now = PseudoTime();
     nameStamp_ = expressionStamp_ = valueStamp_ = now;
@@ -90,6 +83,12 @@ kxNamedVariable::~kxNamedVariable()
         ns_->UnlinkVariable(index_);
 }
 
+const KXString &kxNamedVariable::InitialExpression()
+{
+    static const KXString zero("0");
+    return zero;
+}
+
 int kxNamedVariable::PseudoTime() const { return ns_ ? ns_->pseudoTime_ : 0; }
 
 void kxNamedVariable::DiscardCompiled()
@@ -101,16 +100,6 @@ void kxNamedVariable::DiscardCompiled()
 
 // ---------------------------------------------------------------------------------------------
 // Names
-
-bool kxNamedVariable::IsStartCharacter(int c)
-{
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
-bool kxNamedVariable::IsContinuationCharacter(int c)
-{
-    return IsStartCharacter(c) || (c >= '0' && c <= '9') || c == '_';
-}
 
 bool kxNamedVariable::IsNameValid(const char *name)
 {
@@ -163,6 +152,7 @@ void kxNamedVariable::SetExpression(const char *text)
         ns_->NotifyVariableWillChange(listed);
     isValue_ = false;
     expression_ = text ? text : "";
+    expressionSet_ = true;
     DiscardCompiled();
     if (ns_)
         ns_->NotifyVariableChanged(listed, &expressionStamp_);
@@ -208,7 +198,7 @@ void kxNamedVariable::AppendCheckSum(CheckSum &sum)
     sum.Append(name_.c_str());
     sum.Append(isValue_);
     if (!isValue_)
-        sum.Append(expression_.c_str());
+        sum.Append(GetExpression().c_str());
     sum.Append(GetValue());
 }
 
@@ -333,8 +323,8 @@ void kxVariableEvaluator::Rebuild(kxNamedVariable &variable)
     variable.compiled_ = new KXExpressionC();
     KXExpressionC &compiled = *variable.compiled_;
     const KXFuncParserC &parser = kxGetComplexParser();
-    const char *text = variable.expression_.c_str();
-    const int length = variable.expression_.Length();
+    const char *text = variable.GetExpression().c_str();
+    const int length = variable.GetExpression().Length();
     std::vector<kxNamedVariable::Reference> references;
 
     int i = 0;
@@ -370,7 +360,7 @@ void kxVariableEvaluator::Rebuild(kxNamedVariable &variable)
     if (!references.empty())
         kxNamedVariable::References::Make(references, variable);
     variable.refGeneration_ = kxNameSpace::Generation();
-    compiled.BorrowExpression(variable.expression_); // the variable keeps the text alive
+    compiled.BorrowExpression(variable.GetExpression()); // the variable keeps the text alive
 }
 
 // The variable that reference k leads to, looked up again when the one it led to is gone or
@@ -422,11 +412,11 @@ void kxVariableEvaluator::Evaluate(kxNamedVariable &variable)
     if (!error)
         return;
     if (variable.name_.Empty())
-        kxWarningLog("Expression %s could not be evaluated: %s", variable.expression_.c_str(),
+        kxWarningLog("Expression %s could not be evaluated: %s", variable.GetExpression().c_str(),
                      error.chars());
     else
         kxWarningLog("Variable %s = %s could not be evaluated: %s", variable.name_.c_str(),
-                     variable.expression_.c_str(), error.chars());
+                     variable.GetExpression().c_str(), error.chars());
     error.reset();
 }
 
@@ -445,10 +435,10 @@ void kxVariableEvaluator::WarnCircular(const kxNamedVariable &variable)
 {
     if (variable.name_.Empty())
         kxWarningLog("Expression %s is directly or indirectly circular\n",
-                     variable.expression_.c_str());
+                     variable.GetExpression().c_str());
     else
         kxWarningLog("Variable %s = %s is directly or indirectly circular\n",
-                     variable.name_.c_str(), variable.expression_.c_str());
+                     variable.name_.c_str(), variable.GetExpression().c_str());
 }
 
 void kxVariableEvaluator::WarnUndefined(kxNamedVariable &variable)
@@ -468,8 +458,8 @@ void kxVariableEvaluator::WarnUndefined(kxNamedVariable &variable)
     const char *plural = undefined > 1 ? "s" : "";
     if (variable.name_.Empty())
         kxWarningLog("Expression \"%s\" refers to undefined variable%s%s\n",
-                     variable.expression_.c_str(), plural, names.c_str());
+                     variable.GetExpression().c_str(), plural, names.c_str());
     else
         kxWarningLog("Variable %s = %s refers to undefined variable%s%s\n", variable.name_.c_str(),
-                     variable.expression_.c_str(), plural, names.c_str());
+                     variable.GetExpression().c_str(), plural, names.c_str());
 }

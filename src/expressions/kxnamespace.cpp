@@ -190,27 +190,35 @@ unsigned kxNameSpace::Hash(const char *name)
 
 void kxNameSpace::IndexRehash(size_t capacity)
 {
-    nameIndex_.assign(capacity, IndexEntry{kEmptyEntry, 0});
+    // The entries keep their names' hashes, so the variables are not read again.
+    std::vector<IndexEntry> old(capacity, IndexEntry{kEmptyEntry, 0});
+    old.swap(nameIndex_);
     nameIndexUsed_ = 0;
-    for (int i = 0; i < variables_.Size(); ++i) {
-        const auto *variable = static_cast<const kxNamedVariable *>(variables_[i]);
-        if (variable && !variable->name_.Empty())
-            IndexInsert(variable->name_.c_str(), i);
+    const size_t mask = capacity - 1;
+    for (const IndexEntry &entry : old) {
+        if (entry.slot < 0)
+            continue;
+        size_t h = entry.hash & mask;
+        while (nameIndex_[h].slot != kEmptyEntry)
+            h = (h + 1) & mask;
+        nameIndex_[h] = entry;
+        ++nameIndexUsed_;
     }
 }
 
 void kxNameSpace::IndexInsert(const char *name, int slot)
 {
+    // At most half the entries are in use (deleted ones count): a lookup ends at an empty entry
+    // within a few steps. A rehash drops the deleted entries and leaves at least 60% empty, so
+    // rehashes stay rare however names are renamed.
     if (2 * static_cast<size_t>(nameIndexUsed_ + 1) > nameIndex_.size()) {
-        int live = 0;
+        size_t live = 0;
         for (const IndexEntry &entry : nameIndex_)
             live += entry.slot >= 0;
         size_t capacity = 16;
-        while (capacity < 4 * static_cast<size_t>(live + 1))
+        while (2 * capacity < 5 * (live + 1))
             capacity *= 2;
-        IndexRehash(capacity); // reinserts every named variable entered so far
-        if (FindLocal(name) == slot)
-            return;
+        IndexRehash(capacity);
     }
     const unsigned hash = Hash(name);
     const size_t mask = nameIndex_.size() - 1;

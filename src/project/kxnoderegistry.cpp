@@ -16,7 +16,11 @@ kxProjectNodeViewInfoClass *g_viewInfos = nullptr;
 bool SameText(const char *a, const char *b) { return a && b && std::strcmp(a, b) == 0; }
 
 /// Block types compare as the block reader compares them: the first 31 characters, any case.
-bool SameBlockType(const char *a, const char *b) { return a && b && strncasecmp(a, b, 31) == 0; }
+/// (First characters that differ even with bit 0x20 set cannot match in any case.)
+bool SameBlockType(const char *a, const char *b)
+{
+    return a && b && (a[0] | 0x20) == (b[0] | 0x20) && strncasecmp(a, b, 31) == 0;
+}
 
 } // namespace
 

@@ -78,6 +78,18 @@ TEST(KXNamedVariableTest, ConstructionFlagsAndSetters)
     EXPECT_EQ(v.GetValueString(), "0.001");
     v.SetExpression("1/3");
     EXPECT_EQ(v.GetValueString(), "0.33333333");
+
+    // The formula text: "0" until one is set, then the last one set, a value keeping it, and
+    // an empty formula stays empty.
+    kxNamedVariable fresh(&ns);
+    EXPECT_TRUE(fresh.SetValue("4"));
+    EXPECT_EQ(fresh.GetExpression(), "0");
+    EXPECT_EQ(fresh.GetValue(), cx(4, 0));
+    fresh.SetExpression("");
+    EXPECT_EQ(fresh.GetExpression(), "");
+    fresh.SetExpression("a+1");
+    fresh.SetValue(cx(2, 0));
+    EXPECT_EQ(fresh.GetExpression(), "a+1");
 }
 
 TEST(KXNamedVariableTest, CachingAndPropagation)

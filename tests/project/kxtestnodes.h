@@ -69,6 +69,29 @@ inline bool SplitVariableLine(const std::string &line, std::string &name, std::s
     return !name.empty();
 }
 
+/// Calls `use` with each raw body line (in the block's line buffer, which `use` may change) up to
+/// the first nested block or the end of the body; the block is left at that nested block.
+template <class Use>
+void ForEachLine(TextBlock &block, Use use)
+{
+    while (!block.EOB()) {
+        const uint32_t at = block.getPosn();
+        char *raw = block.gets();
+        if (!raw)
+            break;
+        const char *p = raw;
+        while (*p == ' ' || *p == '\t')
+            ++p;
+        // The block reader's test: the first word is "begin" in any case.
+        if ((*p | 0x20) == 'b' && strncasecmp(p, "begin", 5) == 0 &&
+            (!p[5] || std::strchr(" \t\r\n", p[5]))) {
+            block.setPosn(at);
+            break;
+        }
+        use(raw);
+    }
+}
+
 } // namespace kxtest
 
 class kxTestNode : public kxProjectNode {
@@ -86,8 +109,6 @@ public:
     int preloads = 0;                         ///< PreloadVariables calls on this object
     /// Whether ReadTB evaluates the variable lines (the benchmark reads without evaluating).
     static inline bool evaluateOnRead = true;
-    /// Whether the preload pass defines the variables (the benchmark measures both).
-    static inline bool defineOnPreload = true;
 
     bool PreloadVariables(TextBlock &block) override
     {
@@ -97,9 +118,9 @@ public:
         block.SkipComments(false);
         block.GotoBody();
         kxNameSpace *ns = GetNameSpace();
-        const bool define = defineOnPreload && ns;
+        const bool define = ns != nullptr;
         std::string name, formula;
-        ForEachLine(block, [&](const char *raw) {
+        kxtest::ForEachLine(block, [&](const char *raw) {
             if (!define || !kxtest::SplitVariableLine(kxtest::TrimLine(raw), name, formula))
                 return;
             // A name defined already (here or by another node) is refused by SetName.
@@ -163,31 +184,10 @@ public:
     }
 
 private:
-    /// Calls `use` with each raw body line up to the first nested block or the end of the body.
-    template <class Use>
-    static void ForEachLine(TextBlock &block, Use use)
-    {
-        while (!block.EOB()) {
-            const uint32_t at = block.getPosn();
-            const char *raw = block.gets();
-            if (!raw)
-                break;
-            const char *p = raw;
-            while (*p == ' ' || *p == '\t')
-                ++p;
-            // The block reader's test: the first word is "begin" in any case.
-            if (strncasecmp(p, "begin", 5) == 0 && (!p[5] || std::strchr(" \t\r\n", p[5]))) {
-                block.setPosn(at);
-                break;
-            }
-            use(raw);
-        }
-    }
-
     /// Reads the text lines up to the first nested block or the end of the body.
     static void ReadLines(TextBlock &block, std::vector<std::string> &out)
     {
-        ForEachLine(block, [&out](const char *raw) {
+        kxtest::ForEachLine(block, [&out](const char *raw) {
             std::string line = kxtest::TrimLine(raw);
             if (!line.empty())
                 out.push_back(std::move(line));

@@ -21,9 +21,9 @@
 //     65,536 variables resolve exactly (FindVariable's int code is the public form), together
 //     with the value last seen for each name. The comparison that decides whether to evaluate
 //     reads that block, and the formula is evaluated with it as its parameter values, so a
-//     variable whose inputs did not change never touches its compiled form. For up to three
-//     names the block lives inside the variable itself (96 bytes), so re-checking a formula
-//     touches no further memory; longer formulas allocate it.
+//     variable whose inputs did not change never touches its compiled form. The block is
+//     allocated when the formula is first compiled, so a variable that is never evaluated (a
+//     project read and written again) costs only its own fields and texts.
 //   - A formula that names no variable is evaluated after every recompilation.
 //   - A name that is no longer found gives 0 like any other referenced value: when that differs
 //     from the value seen before, the formula is evaluated again (a removed or renamed variable
@@ -73,8 +73,14 @@ public:
     kxNamedVariable &operator=(const kxNamedVariable &) = delete;
 
     // -- Names --------------------------------------------------------------------------------
-    [[nodiscard]] static bool IsStartCharacter(int c);
-    [[nodiscard]] static bool IsContinuationCharacter(int c);
+    [[nodiscard]] static bool IsStartCharacter(int c)
+    {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+    }
+    [[nodiscard]] static bool IsContinuationCharacter(int c)
+    {
+        return IsStartCharacter(c) || (c >= '0' && c <= '9') || c == '_';
+    }
     /// A letter, then letters, digits and underscores, and neither a function nor a constant of
     /// the global complex function parser.
     [[nodiscard]] static bool IsNameValid(const char *name);
@@ -99,7 +105,10 @@ public:
     void SetValueOrExpression(const char *text);
 
     /// The formula text ("0" for a new variable; the last formula for a value variable).
-    const KXString &GetExpression() const { return expression_; }
+    const KXString &GetExpression() const
+    {
+        return expressionSet_ ? expression_ : InitialExpression();
+    }
     bool IsValue() const { return isValue_; }
     /// The plain value, or the value last computed (without evaluating anything).
     const std::complex<double> &GetStoredValue() const { return value_; }
@@ -135,6 +144,8 @@ private:
     struct References;
 
     void DiscardCompiled();
+    /// The formula text of a variable whose formula was never set ("0"), shared by all.
+    static const KXString &InitialExpression();
     int PseudoTime() const;
 
     // The fields that a dependent's evaluation reads come first, so that they share a cache line.
@@ -150,15 +161,12 @@ private:
     bool preloaded_ = false;
     bool temporary_ = false;
     bool property_ = true;
-    bool referencesOnHeap_ = false;     ///< references_ was allocated (else inlineReferences_)
+    bool expressionSet_ = false;        ///< expression_ holds the text (else it is "0")
     int referenceCount_ = 0;            ///< one per declared name
     Reference *references_ = nullptr;   ///< the references, then the values last seen
     KXExpressionC *compiled_ = nullptr; ///< owned, built lazily
     KXString name_;
-    KXString expression_;
-    /// Room for the references of a formula naming up to three variables, kept beside the
-    /// fields above so that re-checking them costs no further cache miss.
-    alignas(8) unsigned char inlineReferences_[96];
+    KXString expression_; ///< the formula text once set (a new variable's "0" takes no block)
 };
 
 #endif
