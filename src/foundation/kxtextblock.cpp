@@ -432,6 +432,9 @@ bool TextBlock::LoadBlock(FBuff &source)
         source.setPosn(copy.getPosn());
         return loaded;
     }
+    LeaveNestedWrite();
+    if (TextBlock *block = source.asTextBlock())
+        block->LeaveNestedWrite(); // a source is viewed, so it must hold its own text
     uint32_t posn = source.getPosn();
     if (TextBlock *block = source.asTextBlock()) {
         const int nested = LoadNested(*block, posn);
@@ -450,6 +453,7 @@ bool TextBlock::LoadBlock(FBuff &source)
 
 bool TextBlock::LoadBlock(const char *text)
 {
+    LeaveNestedWrite();
     const size_t n = text ? std::strlen(text) : 0;
     if (n > kMaxText) {
         ResetBlock();
@@ -566,10 +570,12 @@ void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *p
     minor_ = sig.minor;
 
     // 3. The header line.
-    std::string header;
+    static thread_local std::string header; // kept: no allocation per block written
     AppendHeaderLine(header, sig, getName());
     indent_ = 0;
-    Append(header.c_str());
+    if (AppendIndent())
+        AppendText(header.data(), header.size());
+    posn_ = len_;
     bodyStart_ = len_;
     bodyEnd_ = blockEnd_ = 0;
     indent_ = 2;
@@ -600,13 +606,14 @@ void TextBlock::EndWrite()
 void TextBlock::AppendEnd()
 {
     bodyEnd_ = len_;
-    AppendRaw("end\n", 4);
+    AppendText("end\n", 4);
     blockEnd_ = len_;
     posn_ = len_;
 }
 
 void TextBlock::setHeader(const TBlockSig &sig, const char *name)
 {
+    LeaveNestedWrite(); // the header is replaced in place, as in a text of its own
     setName(name);
     setType(sig.type);
     major_ = sig.major;
@@ -636,6 +643,8 @@ void TextBlock::setHeader(const TBlockSig &sig, const char *name)
         blockEnd_ = moved(blockEnd_);
     bodyStart_ = uint32_t(header.size());
 }
+
+void TextBlock::LeaveNestedWrite() { LeaveNested({&bodyStart_, &bodyEnd_, &blockEnd_}); }
 
 const char *TextBlock::MakeTBlockHeader(const TBlockSig &sig, const char *name)
 {

@@ -93,14 +93,16 @@ bool kxProject::SaveToFile(const char *filename)
     // an information block alone.
     if (error || !filename)
         return false;
-    TextBlock info;
-    WriteInfoBlock(info);
+    // The project writes itself straight after the information block, in the same storage:
+    // the file's text is built once and written in one piece.
+    TextBlock out;
+    WriteInfoBlock(out);
     TextBlock body;
-    if (!WriteTB(body))
+    out.LendTo(body);
+    const bool written = WriteTB(body);
+    out.TakeBack(body, written);
+    if (!written)
         return false;
-    FBuff out;
-    out.Append(info);
-    out.Append(body);
     if (!out.SaveFile(filename) || error)
         return false;
     wlprintf("%s saved\n", BaseName(filename));
