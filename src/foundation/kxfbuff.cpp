@@ -143,7 +143,7 @@ bool FBuff::Reserve(size_t needed)
 
 char *FBuff::Extend(size_t n)
 {
-    if (!Reserve(len_ + n)) {
+    if (!Room(size_t(len_) + n)) {
         KX_CODE_ERROR("FBuff: not enough memory to append text");
         return nullptr;
     }
@@ -349,19 +349,23 @@ void FBuff::Append(const FBuff &other)
 void FBuff::WriteLine(const char *line)
 {
     if (!commentSrc_) {
-        // Indent, line and newline in one step: the common case of every block written.
-        const size_t n = line ? std::strlen(line) : 0;
-        if (nestIndent_ > 0 && n > 0 && std::memchr(line, '\n', n)) {
+        // Indent, line and newline in one step: the common case of every block written. The
+        // line is scanned once, for its end or a line end inside it.
+        if (!line)
+            line = "";
+        const char *stop = strchrnul(line, '\n');
+        if (*stop == '\n' && nestIndent_ > 0) {
             Append(line); // each line inside it starts a line of the lender's text
             AppendText("\n", 1);
             posn_ = len_;
             return;
         }
+        const size_t n = size_t(stop - line) + (*stop ? std::strlen(stop) : 0);
         const size_t indent =
             size_t(indent_) + (nestIndent_ > 0 && AtLineStart() ? size_t(nestIndent_) : 0);
         if (char *at = Extend(indent + n + 1)) {
             std::memset(at, ' ', indent);
-            std::memcpy(at + indent, line ? line : "", n);
+            std::memcpy(at + indent, line, n);
             at[indent + n] = '\n';
         }
         posn_ = len_;
@@ -381,7 +385,8 @@ void FBuff::WriteLine(const char *line)
 
 bool FBuff::LendTo(FBuff &child)
 {
-    if (&child == this || child.lender_ || child.len_ > 0 || !AtLineStart())
+    if (&child == this || lentOut_ || child.lentOut_ || child.lender_ || child.len_ > 0 ||
+        !AtLineStart())
         return false;
     if (!Reserve(size_t(len_) + 1)) // storage of our own to lend
         return false;
@@ -398,6 +403,7 @@ bool FBuff::LendTo(FBuff &child)
     child.nestIndent_ = nestIndent_ + indent_;
     ++child.edits_;
     // While lent the storage is the child's: this buffer is empty.
+    lentOut_ = true;
     text_ = nullptr;
     capacity_ = 0;
     len_ = 0;
@@ -417,6 +423,7 @@ void FBuff::TakeBack(FBuff &child, bool keep)
             std::free(text_);
         shared_.reset();
     }
+    lentOut_ = false;
     text_ = child.text_ - child.lenderLen_;
     capacity_ = child.capacity_ + child.lenderLen_;
     len_ = child.lenderLen_;

@@ -96,6 +96,7 @@ bool kxProject::SaveToFile(const char *filename)
     // The project writes itself straight after the information block, in the same storage:
     // the file's text is built once and written in one piece.
     TextBlock out;
+    (void)out.ReserveText(lastSaveBytes_ + lastSaveBytes_ / 16); // a hint: the text grows anyway
     WriteInfoBlock(out);
     TextBlock body;
     out.LendTo(body);
@@ -103,6 +104,7 @@ bool kxProject::SaveToFile(const char *filename)
     out.TakeBack(body, written);
     if (!written)
         return false;
+    lastSaveBytes_ = out.getLen();
     if (!out.SaveFile(filename) || error)
         return false;
     wlprintf("%s saved\n", BaseName(filename));

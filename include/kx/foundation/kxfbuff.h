@@ -154,6 +154,15 @@ protected:
     [[nodiscard]] bool Unshare(size_t needed) const;
     /// Makes room for `needed` bytes of text plus the terminator; false when out of memory.
     [[nodiscard]] bool Reserve(size_t needed);
+    /// Reserve with the common case (room enough already) done in place.
+    [[nodiscard]] bool Room(size_t needed)
+    {
+        if (shared_ || needed >= capacity_)
+            return Reserve(needed);
+        ++edits_;
+        avgSize_ = (7 * avgSize_ + needed) / 8;
+        return true;
+    }
     /// Lengthens the text by `n` bytes (terminated after them) and returns where they start,
     /// for the caller to fill; null, reported as an internal fault, when out of memory.
     [[nodiscard]] char *Extend(size_t n);
@@ -206,6 +215,7 @@ protected:
     size_t lentOffset_ = 0;
     uint32_t lenderLen_ = 0;
     int32_t nestIndent_ = 0;
+    bool lentOut_ = false; ///< this buffer's storage is lent to another
 };
 
 #endif
