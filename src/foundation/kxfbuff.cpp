@@ -10,6 +10,7 @@
 #include "foundation/kxsavefile.h"
 #include "kx/foundation/kxerror.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -25,6 +26,8 @@ using namespace kxLineScan;
 
 constexpr size_t kStep = 4096;                   // growth step of the text and line buffers
 constexpr size_t kLargeBuffer = size_t(4) << 20; // texts this big ask for large pages
+constexpr size_t kBlankRun = 32;                 // indents up to this are copied from kBlanks
+constexpr char kBlanks[kBlankRun + 1] = "                                ";
 
 } // namespace
 
@@ -361,13 +364,7 @@ void FBuff::WriteLine(const char *line)
             return;
         }
         const size_t n = size_t(stop - line) + (*stop ? std::strlen(stop) : 0);
-        const size_t indent =
-            size_t(indent_) + (nestIndent_ > 0 && AtLineStart() ? size_t(nestIndent_) : 0);
-        if (char *at = Extend(indent + n + 1)) {
-            std::memset(at, ' ', indent);
-            std::memcpy(at + indent, line, n);
-            at[indent + n] = '\n';
-        }
+        PutLine(size_t(indent_) + LineStartIndent(), line, n);
         posn_ = len_;
         return;
     }
@@ -383,12 +380,32 @@ void FBuff::WriteLine(const char *line)
     posn_ = len_;
 }
 
+bool FBuff::PutLine(size_t indent, const char *bytes, size_t n)
+{
+    const size_t total = indent + n + 1;
+    // Room for a whole run of blanks as well, so that a usual indent is one fixed-size copy.
+    if (!Room(size_t(len_) + std::max(total, kBlankRun))) {
+        KX_CODE_ERROR("FBuff: not enough memory to append text");
+        return false;
+    }
+    char *at = text_ + len_;
+    if (indent <= kBlankRun)
+        std::memcpy(at, kBlanks, kBlankRun);
+    else
+        std::memset(at, ' ', indent);
+    std::memcpy(at + indent, bytes, n);
+    at[indent + n] = '\n';
+    len_ += uint32_t(total);
+    text_[len_] = '\0';
+    return true;
+}
+
 bool FBuff::LendTo(FBuff &child)
 {
     if (&child == this || lentOut_ || child.lentOut_ || child.lender_ || child.len_ > 0 ||
         !AtLineStart())
         return false;
-    if (!Reserve(size_t(len_) + 1)) // storage of our own to lend
+    if (!Room(size_t(len_) + 1)) // storage of our own to lend
         return false;
     if (child.shared_)
         child.shared_.reset();

@@ -573,8 +573,11 @@ void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *p
     static thread_local std::string header; // kept: no allocation per block written
     AppendHeaderLine(header, sig, getName());
     indent_ = 0;
-    if (AppendIndent())
+    if (header.find('\n') + 1 == header.size()) { // the usual header: one line
+        PutLine(LineStartIndent(), header.data(), header.size() - 1);
+    } else if (AppendIndent()) {
         AppendText(header.data(), header.size());
+    }
     posn_ = len_;
     bodyStart_ = len_;
     bodyEnd_ = blockEnd_ = 0;
@@ -599,14 +602,15 @@ void TextBlock::EndWrite()
     commentSrc_ = nullptr;
     bodyEnd_ = len_;
     indent_ = 0;
-    Append("end\n");
+    PutLine(LineStartIndent(), "end", 3);
+    posn_ = len_;
     blockEnd_ = len_;
 }
 
 void TextBlock::AppendEnd()
 {
     bodyEnd_ = len_;
-    AppendText("end\n", 4);
+    PutLine(LineStartIndent(), "end", 3);
     blockEnd_ = len_;
     posn_ = len_;
 }

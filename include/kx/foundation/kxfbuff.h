@@ -174,6 +174,14 @@ protected:
     /// Appends the indent as blanks (and the lender's indentation at a line start in nested
     /// writing); false when out of memory.
     bool AppendIndent();
+    /// Appends a line of `indent` blanks, `n` bytes (no line end among them) and a newline;
+    /// false, reported as an internal fault, when out of memory.
+    bool PutLine(size_t indent, const char *bytes, size_t n);
+    /// The lender's indentation when the next byte written starts a line, else 0.
+    size_t LineStartIndent() const
+    {
+        return nestIndent_ > 0 && AtLineStart() ? size_t(nestIndent_) : 0;
+    }
     /// True when the next byte written starts a line.
     bool AtLineStart() const { return len_ == 0 || text_[len_ - 1] == '\n'; }
     /// Ends nested writing early (see the top): the lender gets its storage back and this
