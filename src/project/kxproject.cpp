@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -96,7 +97,13 @@ bool kxProject::SaveToFile(const char *filename)
     // The project writes itself straight after the information block, in the same storage:
     // the file's text is built once and written in one piece.
     TextBlock out;
-    (void)out.ReserveText(lastSaveBytes_ + lastSaveBytes_ / 16); // a hint: the text grows anyway
+    // Room for the whole text at once, guessed from the last save or else the project's file.
+    size_t expected = lastSaveBytes_;
+    struct stat st;
+    if (expected == 0 && !filename_.Empty() && stat(filename_.c_str(), &st) == 0 &&
+        S_ISREG(st.st_mode))
+        expected = size_t(st.st_size);
+    (void)out.ReserveText(expected + expected / 16); // a hint: the text grows anyway
     WriteInfoBlock(out);
     TextBlock body;
     out.LendTo(body);
