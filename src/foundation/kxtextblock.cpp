@@ -570,14 +570,8 @@ void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *p
     minor_ = sig.minor;
 
     // 3. The header line.
-    static thread_local std::string header; // kept: no allocation per block written
-    AppendHeaderLine(header, sig, getName());
     indent_ = 0;
-    if (header.find('\n') + 1 == header.size()) { // the usual header: one line
-        PutLine(LineStartIndent(), header.data(), header.size() - 1);
-    } else if (AppendIndent()) {
-        AppendText(header.data(), header.size());
-    }
+    PutHeader(sig);
     posn_ = len_;
     bodyStart_ = len_;
     bodyEnd_ = blockEnd_ = 0;
@@ -593,6 +587,56 @@ void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *p
             break;
         Append(comment);
     }
+}
+
+void TextBlock::PutHeader(const TBlockSig &sig)
+{
+    // `begin <type(major.minor)>` is formatted here, the name copied straight into the text.
+    char head[96]; // 7 + 31 + 1 + 11 + 1 + 11 + 2 bytes at most
+    const char *type = sig.type ? sig.type : "";
+    const size_t typeLen = strnlen(type, 31);
+    char *p = head;
+    std::memcpy(p, "begin <", 7);
+    p += 7;
+    std::memcpy(p, type, typeLen);
+    p += typeLen;
+    *p++ = '(';
+    char digits[12];
+    const size_t majorLen = size_t(std::to_chars(digits, digits + 12, sig.major).ptr - digits);
+    std::memcpy(p, digits, std::min<size_t>(majorLen, 11));
+    p += std::min<size_t>(majorLen, 11);
+    *p++ = '.';
+    const size_t minorLen = size_t(std::to_chars(digits, digits + 12, sig.minor).ptr - digits);
+    std::memcpy(p, digits, std::min<size_t>(minorLen, 11));
+    p += std::min<size_t>(minorLen, 11);
+    *p++ = ')';
+    *p++ = '>';
+    const size_t headLen = size_t(p - head);
+    const size_t nameLen = hasName_ ? name_.size() : 0;
+    if (nestIndent_ > 0 && hasName_ && name_.find('\n') != std::string::npos) {
+        std::string header; // a line end inside the name: each line gets the lender's indent
+        AppendHeaderLine(header, sig, getName());
+        if (AppendIndent())
+            AppendText(header.data(), header.size());
+        return;
+    }
+    const size_t indent = LineStartIndent();
+    const size_t total = indent + headLen + (nameLen > 0 ? nameLen + 3 : 0) + 1;
+    char *at = Extend(total);
+    if (!at)
+        return;
+    std::memset(at, ' ', indent);
+    at += indent;
+    std::memcpy(at, head, headLen);
+    at += headLen;
+    if (nameLen > 0) {
+        *at++ = ' ';
+        *at++ = '"';
+        std::memcpy(at, name_.data(), nameLen);
+        at += nameLen;
+        *at++ = '"';
+    }
+    *at = '\n';
 }
 
 void TextBlock::EndWrite()

@@ -169,6 +169,8 @@ private:
     bool StartChecks(const TBlockSig &sig, bool checkVersion, bool asSyntaxErrors);
     void ParseHeader(const char *line, size_t n);
     void ResetBlock();
+    /// Appends the header line for `sig` and the block's name (as MakeTBlockHeader gives it).
+    void PutHeader(const TBlockSig &sig);
     /// Ends nested writing early (see kxfbuff.h), moving the block's offsets with its text.
     void LeaveNestedWrite();
     void CopyBlockFields(const TextBlock &other);
