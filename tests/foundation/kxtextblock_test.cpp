@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -584,8 +585,12 @@ TEST_F(TextBlockTest, NestedWriteMatchesAppendedCopies)
     WriteTree root = Leaf("root");
     WriteTree mid = Leaf("mid");
     mid.data = {data, data};
-    mid.kids = {Leaf("k1"), Leaf("empty"), Leaf("open", WriteTree::kOpenLine),
-                Leaf("inner", WriteTree::kInnerLine), Leaf("noend", WriteTree::kNoEnd)};
+    mid.kids = {Leaf("k1"),
+                Leaf("empty"),
+                Leaf("two\nlines"),
+                Leaf("open", WriteTree::kOpenLine),
+                Leaf("inner", WriteTree::kInnerLine),
+                Leaf("noend", WriteTree::kNoEnd)};
     mid.kids[1].lines.clear();
     WriteTree deep = Leaf("deep");
     deep.kids = {mid, Leaf("header", WriteTree::kNewHeader), Leaf("reload", WriteTree::kReloaded)};
@@ -622,6 +627,27 @@ TEST_F(TextBlockTest, NestedWriteMatchesAppendedCopies)
         EXPECT_STREQ(parent.getText(), "begin <Ab(1.2)> \"p\"\n  kept\nend\n");
         failing->quirk = WriteTree::kPlain;
     }
+}
+
+TEST_F(TextBlockTest, StartWriteHeaderMatchesMakeTBlockHeader)
+{
+    const std::string longType(40, 't');
+    const TBlockSig sigs[] = {
+        {"Ab", 1, 2}, {longType.c_str(), -3, 0}, {"x", INT32_MIN, INT32_MAX}, {nullptr, 0, -1}};
+    for (const TBlockSig &sig : sigs)
+        for (const char *name : {"wg1", "", static_cast<const char *>(nullptr), "a b"}) {
+            TextBlock block;
+            block.StartWrite(sig, name);
+            EXPECT_STREQ(block.getText(), TextBlock::MakeTBlockHeader(sig, name));
+            TextBlock parent; // nested: the same line behind the lender's indentation
+            parent.StartWrite(kAb, "p");
+            TextBlock child;
+            ASSERT_TRUE(parent.LendTo(child));
+            child.StartWrite(sig, name);
+            EXPECT_EQ(std::string(child.getText()),
+                      "  " + std::string(TextBlock::MakeTBlockHeader(sig, name)));
+            parent.TakeBack(child, true);
+        }
 }
 
 TEST_F(TextBlockTest, NestedWriteGuards)
