@@ -94,7 +94,8 @@ public:
     void WriteLine(const char *line);
     /// Lends this buffer's storage to the empty buffer `child` for nested writing (see the top);
     /// false, with nothing lent, when this text does not end at a line start, `child` is not
-    /// empty or free, or out of memory. TakeBack works either way.
+    /// empty, either buffer already takes part in a loan, or out of memory. TakeBack works
+    /// either way.
     bool LendTo(FBuff &child);
     /// Ends the loan to `child`: its text is kept (`keep`) or cut off, and `child` is left
     /// empty. A child that was not (or is no longer) writing in this buffer's storage is
