@@ -20,6 +20,7 @@
 //                                (so a crash leaves the old file or the new one whole); the peer
 //                                truncates the file in place, writes the ready text and fsyncs
 //                                the file once.
+//   save, text only / ofstream + fsync   what building the text costs by itself (no file)
 //   open 10 MB / open 5 MB       a project twice as large (target about 2: linear)
 // Google Benchmark's ratios are in CPU time (other load on the machine does not skew them).
 // Before the benchmarks it prints the heap in use while a project is open and the peak memory
@@ -286,6 +287,23 @@ void BM_SaveProject(benchmark::State &state)
     unlink(out.c_str());
 }
 
+/// Only the text of the save: the project written into one block, no file.
+void BM_SaveProjectTextOnly(benchmark::State &state)
+{
+    Fixture &f = Saved(5);
+    if (!Manager().ProjectOpen(f.path.c_str()))
+        std::abort();
+    auto *project = static_cast<kxProject *>(Manager().FindNode("P"));
+    for (auto _ : state) {
+        TextBlock block;
+        if (!project->WriteTB(block))
+            std::abort();
+        benchmark::DoNotOptimize(block.getLen());
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.bytes));
+    Manager().ProjectClose(project);
+}
+
 void BM_OfstreamFsync(benchmark::State &state)
 {
     Fixture &f = Saved(5);
@@ -541,6 +559,7 @@ void ReportSaveTimes()
 } // namespace
 
 BENCHMARK(BM_SaveProject)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SaveProjectTextOnly)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OfstreamFsync)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OpenProject)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OpenProjectTreeOnly)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
@@ -561,6 +580,7 @@ int main(int argc, char **argv)
         argc, argv,
         {{"open / plain block walk (target <= 3)", "BM_OpenProject/5", "BM_BlockWalk/5"},
          {"save / ofstream + fsync (target <= 2)", "BM_SaveProject", "BM_OfstreamFsync"},
+         {"save, text only / ofstream + fsync", "BM_SaveProjectTextOnly", "BM_OfstreamFsync"},
          {"open, tree only / plain block walk", "BM_OpenProjectTreeOnly/5", "BM_BlockWalk/5"},
          {"defining the variables alone / plain block walk", "BM_DefineInNameSpace",
           "BM_BlockWalk/5"},

@@ -10,12 +10,15 @@
 #include "foundation/kxsavefile.h"
 #include "kx/foundation/kxerror.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <sys/stat.h>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -23,6 +26,8 @@ using namespace kxLineScan;
 
 constexpr size_t kStep = 4096;                   // growth step of the text and line buffers
 constexpr size_t kLargeBuffer = size_t(4) << 20; // texts this big ask for large pages
+constexpr size_t kBlankRun = 32;                 // indents up to this are copied from kBlanks
+constexpr char kBlanks[kBlankRun + 1] = "                                ";
 
 } // namespace
 
@@ -34,6 +39,7 @@ FBuff &FBuff::operator=(const FBuff &other)
 {
     if (this == &other)
         return *this;
+    LeaveNested({});
     ClearText();
     if (other.len_ > 0 && AppendRaw(other.text_, other.len_))
         posn_ = other.posn_;
@@ -45,6 +51,8 @@ FBuff &FBuff::operator=(const FBuff &other)
 
 FBuff::~FBuff()
 {
+    if (lender_)
+        lender_->TakeBack(*this, false);
     if (!shared_)
         std::free(text_);
     std::free(line_);
@@ -52,6 +60,7 @@ FBuff::~FBuff()
 
 void FBuff::unalloc()
 {
+    LeaveNested({});
     if (!shared_)
         std::free(text_);
     shared_.reset();
@@ -76,6 +85,7 @@ const char *FBuff::getText() const
 
 void FBuff::ShareText()
 {
+    LeaveNested({});
     if (shared_ || !text_)
         return;
     shared_.reset(text_, std::free);
@@ -106,31 +116,37 @@ bool FBuff::Reserve(size_t needed)
         return Unshare(needed);
     if (needed < capacity_)
         return true;
+    // A borrowed text is the end of its lender's allocation: the whole allocation grows.
+    const size_t offset = lentOffset_;
+    if (needed > kMaxText - offset)
+        return false;
+    const size_t total = offset + capacity_;
     const size_t want = needed + 1 - capacity_; // room for the terminator
     size_t steps = (want + kStep - 1) / kStep;
-    const size_t minimal = capacity_ + steps * kStep;
-    if (capacity_ >= 2 * kStep && steps < capacity_ / 2 / kStep)
-        steps = capacity_ / 2 / kStep;
-    size_t grown = capacity_ + steps * kStep;
-    char *bigger = static_cast<char *>(std::realloc(text_, grown));
+    const size_t minimal = total + steps * kStep;
+    if (total >= 2 * kStep && steps < total / 2 / kStep)
+        steps = total / 2 / kStep;
+    size_t grown = total + steps * kStep;
+    char *const storage = text_ ? text_ - offset : nullptr;
+    char *bigger = static_cast<char *>(std::realloc(storage, grown));
     if (!bigger && grown != minimal) {
         grown = minimal;
-        bigger = static_cast<char *>(std::realloc(text_, grown));
+        bigger = static_cast<char *>(std::realloc(storage, grown));
     }
     if (!bigger)
         return false;
     if (!text_)
         bigger[0] = '\0';
-    text_ = bigger;
-    capacity_ = grown;
+    text_ = bigger + offset;
+    capacity_ = grown - offset;
     if (grown >= kLargeBuffer)
-        kxAdviseLargeBuffer(text_, capacity_);
+        kxAdviseLargeBuffer(bigger, grown);
     return true;
 }
 
 char *FBuff::Extend(size_t n)
 {
-    if (!Reserve(len_ + n)) {
+    if (!Room(size_t(len_) + n)) {
         KX_CODE_ERROR("FBuff: not enough memory to append text");
         return nullptr;
     }
@@ -149,14 +165,35 @@ bool FBuff::AppendRaw(const char *bytes, size_t n)
     return true;
 }
 
+bool FBuff::AppendText(const char *bytes, size_t n)
+{
+    if (nestIndent_ <= 0)
+        return AppendRaw(bytes, n);
+    while (n > 0) {
+        const void *nl = std::memchr(bytes, '\n', n);
+        const size_t line = nl ? size_t(static_cast<const char *>(nl) - bytes) + 1 : n;
+        const size_t indent = AtLineStart() ? size_t(nestIndent_) : 0;
+        char *at = Extend(indent + line);
+        if (!at)
+            return false;
+        std::memset(at, ' ', indent);
+        std::memcpy(at + indent, bytes, line);
+        bytes += line;
+        n -= line;
+    }
+    return true;
+}
+
 bool FBuff::AppendIndent()
 {
-    if (indent_ <= 0)
+    const size_t indent =
+        size_t(indent_) + (nestIndent_ > 0 && AtLineStart() ? size_t(nestIndent_) : 0);
+    if (indent == 0)
         return true;
-    char *at = Extend(size_t(indent_));
+    char *at = Extend(indent);
     if (!at)
         return false;
-    std::memset(at, ' ', size_t(indent_));
+    std::memset(at, ' ', indent);
     return true;
 }
 
@@ -169,7 +206,7 @@ void FBuff::ClearText()
         shared_.reset();
         text_ = nullptr;
         capacity_ = 0;
-    } else if (capacity_ > 16 * kStep && capacity_ / 4 > avgSize_) {
+    } else if (!lender_ && capacity_ > 16 * kStep && capacity_ / 4 > avgSize_) {
         std::free(text_);
         text_ = nullptr;
         capacity_ = 0;
@@ -271,7 +308,7 @@ void FBuff::Append(const char *text)
 {
     const size_t n = text ? std::strlen(text) : 0;
     if (AppendIndent())
-        AppendRaw(text ? text : "", n);
+        AppendText(text ? text : "", n);
     posn_ = len_;
 }
 
@@ -286,18 +323,21 @@ void FBuff::Append(const FBuff &other)
     // whenever the text runs short (growth is geometric, so this stays linear).
     const char *t = other.text_;
     const uint32_t n = other.len_;
-    const size_t indent = size_t(indent_);
+    // In nested writing every line after the first starts a line of the lender's text too.
+    const size_t indent = size_t(indent_) + size_t(nestIndent_);
+    const size_t first = size_t(indent_) + (AtLineStart() ? size_t(nestIndent_) : 0);
     const uint32_t start = len_;
     for (uint32_t p = 0; p < n;) {
         const uint32_t e = LineEndIn(t, n, p);
-        const size_t need = size_t(len_) + indent + (e - p) + 1;
+        const size_t lineIndent = p == 0 ? first : indent;
+        const size_t need = size_t(len_) + lineIndent + (e - p) + 1;
         if ((shared_ || need >= capacity_) && !Reserve(need + (n - e))) {
             KX_CODE_ERROR("FBuff: not enough memory to append text");
             len_ = start; // nothing of `other` is appended
             break;
         }
-        std::memset(text_ + len_, ' ', indent);
-        len_ += uint32_t(indent);
+        std::memset(text_ + len_, ' ', lineIndent);
+        len_ += uint32_t(lineIndent);
         std::memcpy(text_ + len_, t + p, e - p);
         len_ += e - p;
         if (t[e - 1] != '\n')
@@ -312,20 +352,25 @@ void FBuff::Append(const FBuff &other)
 void FBuff::WriteLine(const char *line)
 {
     if (!commentSrc_) {
-        // Indent, line and newline in one step: the common case of every block written.
-        const size_t n = line ? std::strlen(line) : 0;
-        const size_t indent = indent_ > 0 ? size_t(indent_) : 0;
-        if (char *at = Extend(indent + n + 1)) {
-            std::memset(at, ' ', indent);
-            std::memcpy(at + indent, line ? line : "", n);
-            at[indent + n] = '\n';
+        // Indent, line and newline in one step: the common case of every block written. The
+        // line is scanned once, for its end or a line end inside it.
+        if (!line)
+            line = "";
+        const char *stop = strchrnul(line, '\n');
+        if (*stop == '\n' && nestIndent_ > 0) {
+            Append(line); // each line inside it starts a line of the lender's text
+            AppendText("\n", 1);
+            posn_ = len_;
+            return;
         }
+        const size_t n = size_t(stop - line) + (*stop ? std::strlen(stop) : 0);
+        PutLine(size_t(indent_) + LineStartIndent(), line, n);
         posn_ = len_;
         return;
     }
     Append(line);
     const char *ending = commentSrc_->getclB(true);
-    AppendRaw(ending ? ending : "\n", ending ? std::strlen(ending) : 1);
+    AppendText(ending ? ending : "\n", ending ? std::strlen(ending) : 1);
     for (;;) {
         const char *comment = commentSrc_->getclB(false);
         if (!comment || !*comment)
@@ -333,6 +378,133 @@ void FBuff::WriteLine(const char *line)
         Append(comment);
     }
     posn_ = len_;
+}
+
+bool FBuff::PutLine(size_t indent, const char *bytes, size_t n)
+{
+    const size_t total = indent + n + 1;
+    // Room for a whole run of blanks as well, so that a usual indent is one fixed-size copy.
+    if (!Room(size_t(len_) + std::max(total, kBlankRun))) {
+        KX_CODE_ERROR("FBuff: not enough memory to append text");
+        return false;
+    }
+    char *at = text_ + len_;
+    if (indent <= kBlankRun)
+        std::memcpy(at, kBlanks, kBlankRun);
+    else
+        std::memset(at, ' ', indent);
+    std::memcpy(at + indent, bytes, n);
+    at[indent + n] = '\n';
+    len_ += uint32_t(total);
+    text_[len_] = '\0';
+    return true;
+}
+
+bool FBuff::LendTo(FBuff &child)
+{
+    if (&child == this || lentOut_ || child.lentOut_ || child.lender_ || child.len_ > 0 ||
+        !AtLineStart())
+        return false;
+    if (!Room(size_t(len_) + 1)) // storage of our own to lend
+        return false;
+    if (child.shared_)
+        child.shared_.reset();
+    else
+        std::free(child.text_);
+    child.text_ = text_ + len_;
+    child.capacity_ = capacity_ - len_;
+    child.len_ = child.posn_ = 0;
+    child.lender_ = this;
+    child.lentOffset_ = lentOffset_ + len_;
+    child.lenderLen_ = len_;
+    child.nestIndent_ = nestIndent_ + indent_;
+    ++child.edits_;
+    // While lent the storage is the child's: this buffer is empty.
+    lentOut_ = true;
+    text_ = nullptr;
+    capacity_ = 0;
+    len_ = 0;
+    return true;
+}
+
+void FBuff::TakeBack(FBuff &child, bool keep)
+{
+    if (child.lender_ != this) {
+        if (keep)
+            Append(child);
+        return;
+    }
+    if (text_) { // written to while lent: that text cannot be kept
+        KX_CODE_ERROR("FBuff: a buffer was changed while its storage was lent");
+        if (!shared_)
+            std::free(text_);
+        shared_.reset();
+    }
+    lentOut_ = false;
+    text_ = child.text_ - child.lenderLen_;
+    capacity_ = child.capacity_ + child.lenderLen_;
+    len_ = child.lenderLen_;
+    ++edits_;
+    if (keep && child.len_ > 0) {
+        len_ += child.len_;
+        if (text_[len_ - 1] != '\n' && Reserve(size_t(len_) + 1))
+            text_[len_++] = '\n';
+    }
+    if (keep)
+        posn_ = len_;
+    text_[len_] = '\0';
+    child.text_ = nullptr;
+    child.capacity_ = 0;
+    child.len_ = child.posn_ = 0;
+    child.lender_ = nullptr;
+    child.lentOffset_ = 0;
+    child.lenderLen_ = 0;
+    child.nestIndent_ = 0;
+    ++child.edits_;
+}
+
+void FBuff::LeaveNested(std::initializer_list<uint32_t *> offsets)
+{
+    if (!lender_)
+        return;
+    // A copy of the text without the lender's indentation at each line start; every offset
+    // moves back by the blanks removed before it.
+    const size_t indent = size_t(nestIndent_);
+    const size_t size = (size_t(len_) / kStep + 1) * kStep;
+    char *own = static_cast<char *>(std::malloc(size));
+    if (!own) {
+        KX_CODE_ERROR("FBuff: not enough memory to copy a text");
+        lender_->TakeBack(*this, false);
+        return;
+    }
+    uint32_t out = 0;
+    uint32_t posn = posn_;
+    std::vector<std::pair<uint32_t *, uint32_t>> moved; // offset, blanks removed before it
+    moved.emplace_back(&posn, 0);
+    for (uint32_t *o : offsets)
+        moved.emplace_back(o, 0);
+    for (uint32_t p = 0; p < len_;) {
+        size_t blanks = 0;
+        while (blanks < indent && p + blanks < len_ && text_[p + blanks] == ' ')
+            ++blanks;
+        for (auto &[o, removed] : moved)
+            if (*o > p)
+                removed += uint32_t(std::min<size_t>(blanks, *o - p));
+        const uint32_t e = LineEndIn(text_, len_, uint32_t(p + blanks));
+        std::memcpy(own + out, text_ + p + blanks, e - p - blanks);
+        out += uint32_t(e - p - blanks);
+        p = e;
+    }
+    own[out] = '\0';
+    for (auto &[o, removed] : moved)
+        *o = std::min(*o - std::min(*o, removed), out);
+    FBuff *const lender = lender_;
+    len_ = 0; // the lender gets its storage back without this text
+    lender->TakeBack(*this, false);
+    text_ = own;
+    capacity_ = size;
+    len_ = out;
+    posn_ = posn;
 }
 
 int FBuff::writeline(const char *fmt, ...)

@@ -432,6 +432,9 @@ bool TextBlock::LoadBlock(FBuff &source)
         source.setPosn(copy.getPosn());
         return loaded;
     }
+    LeaveNestedWrite();
+    if (TextBlock *block = source.asTextBlock())
+        block->LeaveNestedWrite(); // a source is viewed, so it must hold its own text
     uint32_t posn = source.getPosn();
     if (TextBlock *block = source.asTextBlock()) {
         const int nested = LoadNested(*block, posn);
@@ -450,6 +453,7 @@ bool TextBlock::LoadBlock(FBuff &source)
 
 bool TextBlock::LoadBlock(const char *text)
 {
+    LeaveNestedWrite();
     const size_t n = text ? std::strlen(text) : 0;
     if (n > kMaxText) {
         ResetBlock();
@@ -566,10 +570,9 @@ void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *p
     minor_ = sig.minor;
 
     // 3. The header line.
-    std::string header;
-    AppendHeaderLine(header, sig, getName());
     indent_ = 0;
-    Append(header.c_str());
+    PutHeader(sig);
+    posn_ = len_;
     bodyStart_ = len_;
     bodyEnd_ = blockEnd_ = 0;
     indent_ = 2;
@@ -586,6 +589,56 @@ void TextBlock::StartWrite(const TBlockSig &sig, const char *name, const char *p
     }
 }
 
+void TextBlock::PutHeader(const TBlockSig &sig)
+{
+    // `begin <type(major.minor)>` is formatted here, the name copied straight into the text.
+    char head[96]; // 7 + 31 + 1 + 11 + 1 + 11 + 2 bytes at most
+    const char *type = sig.type ? sig.type : "";
+    const size_t typeLen = strnlen(type, 31);
+    char *p = head;
+    std::memcpy(p, "begin <", 7);
+    p += 7;
+    std::memcpy(p, type, typeLen);
+    p += typeLen;
+    *p++ = '(';
+    char digits[12];
+    const size_t majorLen = size_t(std::to_chars(digits, digits + 12, sig.major).ptr - digits);
+    std::memcpy(p, digits, std::min<size_t>(majorLen, 11));
+    p += std::min<size_t>(majorLen, 11);
+    *p++ = '.';
+    const size_t minorLen = size_t(std::to_chars(digits, digits + 12, sig.minor).ptr - digits);
+    std::memcpy(p, digits, std::min<size_t>(minorLen, 11));
+    p += std::min<size_t>(minorLen, 11);
+    *p++ = ')';
+    *p++ = '>';
+    const size_t headLen = size_t(p - head);
+    const size_t nameLen = hasName_ ? name_.size() : 0;
+    if (nestIndent_ > 0 && hasName_ && name_.find('\n') != std::string::npos) {
+        std::string header; // a line end inside the name: each line gets the lender's indent
+        AppendHeaderLine(header, sig, getName());
+        if (AppendIndent())
+            AppendText(header.data(), header.size());
+        return;
+    }
+    const size_t indent = LineStartIndent();
+    const size_t total = indent + headLen + (nameLen > 0 ? nameLen + 3 : 0) + 1;
+    char *at = Extend(total);
+    if (!at)
+        return;
+    std::memset(at, ' ', indent);
+    at += indent;
+    std::memcpy(at, head, headLen);
+    at += headLen;
+    if (nameLen > 0) {
+        *at++ = ' ';
+        *at++ = '"';
+        std::memcpy(at, name_.data(), nameLen);
+        at += nameLen;
+        *at++ = '"';
+    }
+    *at = '\n';
+}
+
 void TextBlock::EndWrite()
 {
     delete previousText_;
@@ -593,20 +646,22 @@ void TextBlock::EndWrite()
     commentSrc_ = nullptr;
     bodyEnd_ = len_;
     indent_ = 0;
-    Append("end\n");
+    PutLine(LineStartIndent(), "end", 3);
+    posn_ = len_;
     blockEnd_ = len_;
 }
 
 void TextBlock::AppendEnd()
 {
     bodyEnd_ = len_;
-    AppendRaw("end\n", 4);
+    PutLine(LineStartIndent(), "end", 3);
     blockEnd_ = len_;
     posn_ = len_;
 }
 
 void TextBlock::setHeader(const TBlockSig &sig, const char *name)
 {
+    LeaveNestedWrite(); // the header is replaced in place, as in a text of its own
     setName(name);
     setType(sig.type);
     major_ = sig.major;
@@ -636,6 +691,8 @@ void TextBlock::setHeader(const TBlockSig &sig, const char *name)
         blockEnd_ = moved(blockEnd_);
     bodyStart_ = uint32_t(header.size());
 }
+
+void TextBlock::LeaveNestedWrite() { LeaveNested({&bodyStart_, &bodyEnd_, &blockEnd_}); }
 
 const char *TextBlock::MakeTBlockHeader(const TBlockSig &sig, const char *name)
 {

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -93,14 +94,24 @@ bool kxProject::SaveToFile(const char *filename)
     // an information block alone.
     if (error || !filename)
         return false;
-    TextBlock info;
-    WriteInfoBlock(info);
+    // The project writes itself straight after the information block, in the same storage:
+    // the file's text is built once and written in one piece.
+    TextBlock out;
+    // Room for the whole text at once, guessed from the last save or else the project's file.
+    size_t expected = lastSaveBytes_;
+    struct stat st;
+    if (expected == 0 && !filename_.Empty() && stat(filename_.c_str(), &st) == 0 &&
+        S_ISREG(st.st_mode))
+        expected = size_t(st.st_size);
+    (void)out.ReserveText(expected + expected / 16); // a hint: the text grows anyway
+    WriteInfoBlock(out);
     TextBlock body;
-    if (!WriteTB(body))
+    out.LendTo(body);
+    const bool written = WriteTB(body);
+    out.TakeBack(body, written);
+    if (!written)
         return false;
-    FBuff out;
-    out.Append(info);
-    out.Append(body);
+    lastSaveBytes_ = out.getLen();
     if (!out.SaveFile(filename) || error)
         return false;
     wlprintf("%s saved\n", BaseName(filename));

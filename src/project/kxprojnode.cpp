@@ -414,11 +414,15 @@ bool kxProjectNode::CreateChildNodes(FBuff &buffer)
 
 bool kxProjectNode::WriteChildNodes(FBuff &buffer)
 {
+    // Each child writes straight at the end of `buffer`'s storage, so deep trees are not
+    // copied once per level; when the buffer cannot lend it, the child is appended.
     for (int i = 1; i <= nodes_.size(); ++i) {
         TextBlock block;
-        if (!nodes_[i]->WriteTB(block))
+        buffer.LendTo(block);
+        const bool written = nodes_[i]->WriteTB(block);
+        buffer.TakeBack(block, written); // a failed child leaves the text as it was
+        if (!written)
             return false;
-        buffer.Append(block);
     }
     return true;
 }

@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -499,4 +500,204 @@ TEST_F(TextBlockTest, CheckSignature)
     EXPECT_EQ(checksig(f, "kxProj(4.0)", "empty.prj"), 1); // no first line: wrong file
     EXPECT_EQ(int(error), 1);
     std::fclose(f);
+}
+
+// --------------------------------------------------------------------------------------------
+// Nested writing (LendTo / TakeBack)
+
+namespace {
+
+/// A hand-made block tree; `quirk` selects an unusual way of writing the block.
+struct WriteTree {
+    std::string name;
+    std::vector<std::string> lines;
+    std::vector<std::string> data; ///< finished blocks appended whole
+    std::vector<WriteTree> kids;
+    enum Quirk {
+        kPlain,
+        kOpenLine,  ///< a line begun with Append and no newline, ended by WriteLine
+        kInnerLine, ///< a line with a line end inside it
+        kNoEnd,     ///< no closing line: the parent ends the text with a newline
+        kNewHeader, ///< a new header mid-write (ends nested writing early)
+        kReloaded,  ///< the text replaced by LoadBlock mid-write
+        kFails      ///< writes, then fails
+    } quirk = kPlain;
+};
+
+const TBlockSig kNode{"node", 1, 0};
+
+/// Writes `tree` into `block`; children by nested writing (`lend`) or as copies appended.
+bool WriteNested(const WriteTree &tree, TextBlock &block, bool lend)
+{
+    block.StartWrite(kNode, tree.name.c_str());
+    for (const std::string &line : tree.lines)
+        block.WriteLine(line.c_str());
+    if (tree.quirk == WriteTree::kOpenLine) {
+        block.Append("open ");
+        block.WriteLine("closed");
+    }
+    if (tree.quirk == WriteTree::kInnerLine)
+        block.writeline("first\n%s", "second");
+    for (const std::string &data : tree.data) {
+        TextBlock sub;
+        if (!sub.LoadBlock(data.c_str()))
+            return false;
+        block.Append(sub);
+    }
+    if (tree.quirk == WriteTree::kNewHeader)
+        block.setHeader(kAb, "renamed");
+    if (tree.quirk == WriteTree::kReloaded && !block.LoadBlock("begin <Ab(1.2)>\n  x\nend\n"))
+        return false;
+    for (const WriteTree &kid : tree.kids) {
+        TextBlock child;
+        if (lend) {
+            EXPECT_TRUE(block.LendTo(child));
+        }
+        const bool written = WriteNested(kid, child, lend);
+        if (lend)
+            block.TakeBack(child, written);
+        else if (written)
+            block.Append(child);
+        if (!written)
+            return false;
+    }
+    if (tree.quirk == WriteTree::kFails)
+        return false;
+    if (tree.quirk != WriteTree::kNoEnd)
+        block.EndWrite();
+    return true;
+}
+
+WriteTree Leaf(const std::string &name, WriteTree::Quirk quirk = WriteTree::kPlain)
+{
+    WriteTree t;
+    t.name = name;
+    t.lines = {name + "_a = 1", "", name + "_b = 2 // note"};
+    t.quirk = quirk;
+    return t;
+}
+
+} // namespace
+
+TEST_F(TextBlockTest, NestedWriteMatchesAppendedCopies)
+{
+    const std::string data = "begin <data(1.0)> \"d\"\n  1 2\n\n  begin <inner(1.0)>\n  end\nend\n";
+    WriteTree root = Leaf("root");
+    WriteTree mid = Leaf("mid");
+    mid.data = {data, data};
+    mid.kids = {Leaf("k1"),
+                Leaf("empty"),
+                Leaf("two\nlines"),
+                Leaf("open", WriteTree::kOpenLine),
+                Leaf("inner", WriteTree::kInnerLine),
+                Leaf("noend", WriteTree::kNoEnd)};
+    mid.kids[1].lines.clear();
+    WriteTree deep = Leaf("deep");
+    deep.kids = {mid, Leaf("header", WriteTree::kNewHeader), Leaf("reload", WriteTree::kReloaded)};
+    deep.kids[1].kids = {Leaf("under_new_header")};
+    root.kids = {deep, Leaf("last")};
+    root.data = {data};
+
+    TextBlock copied, nested;
+    ASSERT_TRUE(WriteNested(root, copied, false));
+    ASSERT_TRUE(WriteNested(root, nested, true));
+    EXPECT_EQ(std::string(nested.getText()), copied.getText());
+    EXPECT_NE(std::string(copied.getText()).find("\n      begin <node(1.0)> \"k1\"\n        k1_a"),
+              std::string::npos);
+    EXPECT_NE(std::string(copied.getText()).find("\n    begin <Ab(1.2)> \"renamed\"\n"),
+              std::string::npos);
+    // The written text reads back as the block it is.
+    ASSERT_TRUE(nested.StartRead(kNode));
+    EXPECT_EQ(nested.getBlockEnd(), nested.getLen());
+
+    // A failing child, at any depth, leaves its parent's text as it was before the child.
+    for (WriteTree *failing : {&root.kids[1], &root.kids[0].kids[0].kids[2]}) {
+        failing->quirk = WriteTree::kFails;
+        TextBlock parent;
+        parent.StartWrite(kAb, "p");
+        parent.WriteLine("kept");
+        const std::string before = parent.getText();
+        TextBlock child;
+        ASSERT_TRUE(parent.LendTo(child));
+        EXPECT_FALSE(WriteNested(root, child, true));
+        parent.TakeBack(child, false);
+        EXPECT_EQ(std::string(parent.getText()), before);
+        EXPECT_EQ(child.getLen(), 0u);
+        parent.EndWrite();
+        EXPECT_STREQ(parent.getText(), "begin <Ab(1.2)> \"p\"\n  kept\nend\n");
+        failing->quirk = WriteTree::kPlain;
+    }
+}
+
+TEST_F(TextBlockTest, StartWriteHeaderMatchesMakeTBlockHeader)
+{
+    const std::string longType(40, 't');
+    const TBlockSig sigs[] = {
+        {"Ab", 1, 2}, {longType.c_str(), -3, 0}, {"x", INT32_MIN, INT32_MAX}, {nullptr, 0, -1}};
+    for (const TBlockSig &sig : sigs)
+        for (const char *name : {"wg1", "", static_cast<const char *>(nullptr), "a b"}) {
+            TextBlock block;
+            block.StartWrite(sig, name);
+            EXPECT_STREQ(block.getText(), TextBlock::MakeTBlockHeader(sig, name));
+            TextBlock parent; // nested: the same line behind the lender's indentation
+            parent.StartWrite(kAb, "p");
+            TextBlock child;
+            ASSERT_TRUE(parent.LendTo(child));
+            child.StartWrite(sig, name);
+            EXPECT_EQ(std::string(child.getText()),
+                      "  " + std::string(TextBlock::MakeTBlockHeader(sig, name)));
+            parent.TakeBack(child, true);
+        }
+}
+
+TEST_F(TextBlockTest, NestedWriteGuards)
+{
+    TextBlock parent;
+    parent.StartWrite(kAb, "p");
+    parent.Append("no line end");
+    TextBlock child;
+    EXPECT_FALSE(parent.LendTo(child)); // not at a line start: the child writes on its own
+    child.StartWrite(kNode, "c");
+    child.EndWrite();
+    parent.TakeBack(child, true);
+    EXPECT_STREQ(parent.getText(),
+                 "begin <Ab(1.2)> \"p\"\n  no line end  begin <node(1.0)> \"c\"\n  end\n");
+    EXPECT_FALSE(parent.LendTo(parent));
+
+    // A borrower dropped without TakeBack gives the storage back with its text cut off; the
+    // lender is empty while the loan lasts and grows normally afterwards.
+    TextBlock lender;
+    lender.StartWrite(kAb, "l");
+    const std::string before = lender.getText();
+    {
+        TextBlock borrower;
+        ASSERT_TRUE(lender.LendTo(borrower));
+        EXPECT_EQ(lender.getLen(), 0u);
+        EXPECT_FALSE(borrower.LendTo(lender)); // a lender that is lent out takes no loan
+        borrower.StartWrite(kNode, "b");
+        for (int i = 0; i < 5000; ++i) // grows (moves) the lender's storage
+            borrower.writeline("line %d", i);
+        EXPECT_EQ(std::string(borrower.getText(), 40),
+                  "  begin <node(1.0)> \"b\"\n    line 0\n    l");
+    }
+    EXPECT_EQ(std::string(lender.getText()), before);
+    lender.WriteLine("x");
+    lender.EndWrite();
+    EXPECT_STREQ(lender.getText(), "begin <Ab(1.2)> \"l\"\n  x\nend\n");
+
+    // A copy of a borrower sees its text as written, with the lender's indentation; unalloc
+    // ends nested writing, so that the lender gets its storage back as it was.
+    TextBlock second;
+    second.StartWrite(kAb, "s");
+    TextBlock borrower;
+    ASSERT_TRUE(second.LendTo(borrower));
+    borrower.StartWrite(kNode, "b");
+    borrower.WriteLine("a");
+    TextBlock copy;
+    copy = borrower;
+    borrower.unalloc();
+    EXPECT_STREQ(copy.getText(), "  begin <node(1.0)> \"b\"\n    a\n");
+    second.TakeBack(borrower, true);
+    second.EndWrite();
+    EXPECT_STREQ(second.getText(), "begin <Ab(1.2)> \"s\"\nend\n");
 }

@@ -191,6 +191,81 @@ TEST_F(KXProjectTest, InterruptedSavesLeaveTheOldFileWhole)
     EXPECT_EQ(now.find("old0"), std::string::npos);
 }
 
+TEST_F(KXProjectTest, NestedTreesSaveWholeOrNotAtAll)
+{
+    auto add = [](kxProjectNode *parent, const char *name) {
+        auto *node = static_cast<kxTestNode *>(parent->AddSubnode("testNodeTB", name));
+        node->lines = {std::string(name) + "0 = 0", "// " + std::string(name)};
+        return node;
+    };
+    kxTestNode *a = add(project, "a");
+    kxTestNode *b = add(a, "b");
+    b->dataBlocks = {"begin <testDataTB(2.1)> \"d\"\n  raw 1\n\n  begin <x(1.0)>\n  end\nend\n"};
+    kxTestNode *c = add(b, "c");
+    add(c, "d")->lines.clear();
+    add(project, "e");
+    ASSERT_TRUE(project->SaveToFile(Path("p.txt").c_str()));
+    const std::string old = ReadFile(Path("p.txt"));
+    const std::string body = "begin <kxProject(1.0)> \"P\"\n"
+                             "  begin <testNodeTB(1.0)> \"a\"\n"
+                             "    a0 = 0\n"
+                             "    // a\n"
+                             "    begin <testNodeTB(1.0)> \"b\"\n"
+                             "      b0 = 0\n"
+                             "      // b\n"
+                             "      begin <testDataTB(2.1)> \"d\"\n"
+                             "        raw 1\n"
+                             "      \n"
+                             "        begin <x(1.0)>\n"
+                             "        end\n"
+                             "      end\n"
+                             "      begin <testNodeTB(1.0)> \"c\"\n"
+                             "        c0 = 0\n"
+                             "        // c\n"
+                             "        begin <testNodeTB(1.0)> \"d\"\n"
+                             "        end\n"
+                             "      end\n"
+                             "    end\n"
+                             "  end\n"
+                             "  begin <testNodeTB(1.0)> \"e\"\n"
+                             "    e0 = 0\n"
+                             "    // e\n"
+                             "  end\n"
+                             "end\n";
+    ASSERT_GT(old.size(), body.size());
+    EXPECT_EQ(old.substr(old.size() - body.size()), body);
+    EXPECT_EQ(old.find("end\nbegin <kxProject"), old.size() - body.size() - 4);
+
+    // A child that fails to write, deep down, leaves the text written so far as it was and
+    // the old file whole.
+    c->dataBlocks = {"not a block"};
+    TextBlock block;
+    block.StartWrite(TBlockSig{"outer", 1, 0}, "o");
+    block.WriteLine("kept");
+    const std::string before = block.getText();
+    EXPECT_FALSE(project->WriteChildNodes(block));
+    EXPECT_EQ(std::string(block.getText()), before);
+    const int filesBefore = CountFiles(dir);
+    EXPECT_FALSE(project->SaveToFile(Path("p.txt").c_str()));
+    EXPECT_EQ(ReadFile(Path("p.txt")), old);
+    EXPECT_EQ(CountFiles(dir), filesBefore);
+    c->dataBlocks.clear();
+
+    // A save of the nested tree cut short anywhere leaves the old file; a whole one replaces it.
+    c->lines.push_back("c1 = 1");
+    for (long budget = 0; budget < long(old.size()); budget += 37) {
+        g_writeBudget = budget;
+        EXPECT_FALSE(project->SaveToFile(Path("p.txt").c_str())) << budget;
+        g_writeBudget = -1;
+        error.reset();
+        ASSERT_EQ(ReadFile(Path("p.txt")), old) << "interrupted after " << budget << " bytes";
+        ASSERT_EQ(CountFiles(dir), filesBefore) << "a temporary file was left behind";
+    }
+    ASSERT_TRUE(project->SaveToFile(Path("p.txt").c_str()));
+    EXPECT_NE(ReadFile(Path("p.txt")).find("        c0 = 0\n        // c\n        c1 = 1\n"),
+              std::string::npos);
+}
+
 TEST_F(KXProjectTest, StateFileNeverTouchesTheProjectFile)
 {
     SFHandler::setCacheDir(dir.c_str());

@@ -25,11 +25,24 @@
 //   file whole. A read-only target is refused even where the directory would allow replacing
 //   it. Failures after the temporary file was made (a write, the flush or the rename) report
 //   "Failed to open file \"%s\"\n" followed by the system's reason on a line of its own.
+//
+// Nested writing: a buffer can lend its storage to an empty buffer (LendTo), which then writes
+// its lines straight at the end of the lender's text, each with the lender's indent in front,
+// exactly as Append(child) would have put them, without a copy per nesting level; TakeBack
+// ends the loan, keeping the written text or cutting it off. While the loan lasts the lender
+// is empty and must not be used; it must outlive the loan. The borrower's text carries the
+// lender's indentation in front of every line (reading it then sees that). An operation that
+// replaces the borrower's text wholesale (assignment, unalloc, loading a block, sharing it
+// as a source, a new header) first ends the nested writing by itself: the lender gets its
+// storage back and the borrower keeps a copy of what it wrote without the lender's
+// indentation, which TakeBack then appends as Append does. A borrower destroyed without
+// TakeBack gives the storage back with its text cut off.
 #ifndef KX_FOUNDATION_KXFBUFF_H
 #define KX_FOUNDATION_KXFBUFF_H
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 
 class TextBlock;
@@ -79,6 +92,17 @@ public:
     /// Appends `line` (given without its newline) with the indent in front, and ends it with
     /// the next trailing comment of the comment source, or with a newline.
     void WriteLine(const char *line);
+    /// Lends this buffer's storage to the empty buffer `child` for nested writing (see the top);
+    /// false, with nothing lent, when this text does not end at a line start, `child` is not
+    /// empty, either buffer already takes part in a loan, or out of memory. TakeBack works
+    /// either way.
+    bool LendTo(FBuff &child);
+    /// Ends the loan to `child`: its text is kept (`keep`) or cut off, and `child` is left
+    /// empty. A child that was not (or is no longer) writing in this buffer's storage is
+    /// appended as by Append(child) when `keep`.
+    void TakeBack(FBuff &child, bool keep);
+    /// Makes room for a text of `bytes` bytes in one step (a hint; false when out of memory).
+    bool ReserveText(size_t bytes) { return Reserve(bytes); }
     /// Formatted WriteLine; returns the formatted length.
     int writeline(const char *fmt, ...)
 #if defined(__GNUC__)
@@ -131,13 +155,40 @@ protected:
     [[nodiscard]] bool Unshare(size_t needed) const;
     /// Makes room for `needed` bytes of text plus the terminator; false when out of memory.
     [[nodiscard]] bool Reserve(size_t needed);
+    /// Reserve with the common case (room enough already) done in place.
+    [[nodiscard]] bool Room(size_t needed)
+    {
+        if (shared_ || needed >= capacity_)
+            return Reserve(needed);
+        ++edits_;
+        avgSize_ = (7 * avgSize_ + needed) / 8;
+        return true;
+    }
     /// Lengthens the text by `n` bytes (terminated after them) and returns where they start,
     /// for the caller to fill; null, reported as an internal fault, when out of memory.
     [[nodiscard]] char *Extend(size_t n);
     /// Appends raw bytes (no indent); false when out of memory.
     bool AppendRaw(const char *bytes, size_t n);
-    /// Appends the indent as blanks; false when out of memory.
+    /// Appends bytes as written text: in nested writing every line begun gets the lender's
+    /// indentation in front. False when out of memory.
+    bool AppendText(const char *bytes, size_t n);
+    /// Appends the indent as blanks (and the lender's indentation at a line start in nested
+    /// writing); false when out of memory.
     bool AppendIndent();
+    /// Appends a line of `indent` blanks, `n` bytes (no line end among them) and a newline;
+    /// false, reported as an internal fault, when out of memory.
+    bool PutLine(size_t indent, const char *bytes, size_t n);
+    /// The lender's indentation when the next byte written starts a line, else 0.
+    size_t LineStartIndent() const
+    {
+        return nestIndent_ > 0 && AtLineStart() ? size_t(nestIndent_) : 0;
+    }
+    /// True when the next byte written starts a line.
+    bool AtLineStart() const { return len_ == 0 || text_[len_ - 1] == '\n'; }
+    /// Ends nested writing early (see the top): the lender gets its storage back and this
+    /// buffer a copy of its text without the lender's indentation; `offsets` (positions in the
+    /// text besides the position) are moved with it.
+    void LeaveNested(std::initializer_list<uint32_t *> offsets);
     /// Empties the text (keeping its storage unless it is far above the usual size).
     void ClearText();
     /// Empties the line buffer.
@@ -166,6 +217,14 @@ protected:
     size_t lineAvgSize_ = 0;
     FBuff *commentSrc_ = nullptr;
     uint32_t edits_ = 0; ///< bumped by every change of the text
+    // Nested writing: while `lender_` is set, text_ is lentOffset_ bytes into the storage
+    // allocation (just past the lender's text of lenderLen_ bytes) and every line begun gets
+    // nestIndent_ blanks in front.
+    FBuff *lender_ = nullptr;
+    size_t lentOffset_ = 0;
+    uint32_t lenderLen_ = 0;
+    int32_t nestIndent_ = 0;
+    bool lentOut_ = false; ///< this buffer's storage is lent to another
 };
 
 #endif

@@ -60,7 +60,8 @@ public:
     ~TextBlock() override;
 
     // Writing: StartWrite, body lines (WriteLine/writeline) and finished child blocks
-    // (Append(const FBuff &)), then EndWrite.
+    // (Append(const FBuff &)), then EndWrite. A child block may instead be written straight
+    // into this block's storage (LendTo / TakeBack, see kxfbuff.h): the text is the same.
     /// Starts a new text for this block. The block's old text (or `previousText` when the
     /// block has none) is kept until EndWrite as the source of the comments to carry over.
     void StartWrite(const TBlockSig &sig, const char *name, const char *previousText = nullptr);
@@ -168,6 +169,10 @@ private:
     bool StartChecks(const TBlockSig &sig, bool checkVersion, bool asSyntaxErrors);
     void ParseHeader(const char *line, size_t n);
     void ResetBlock();
+    /// Appends the header line for `sig` and the block's name (as MakeTBlockHeader gives it).
+    void PutHeader(const TBlockSig &sig);
+    /// Ends nested writing early (see kxfbuff.h), moving the block's offsets with its text.
+    void LeaveNestedWrite();
     void CopyBlockFields(const TextBlock &other);
 
     uint32_t blockEnd_ = 0;

@@ -69,6 +69,7 @@ private:
 
     KXString filename_;
     bool modified_ = false;
+    size_t lastSaveBytes_ = 0; ///< size of the last text saved: the next save's first capacity
     bool locked_ = false;
 };
 

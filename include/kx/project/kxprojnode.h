@@ -155,7 +155,9 @@ public:
     /// Reads child nodes from the blocks at the buffer's position (see kxprojman.h for the
     /// messages). True when no error is pending afterwards.
     bool CreateChildNodes(FBuff &buffer);
-    /// Writes every child as a block appended to `buffer`. False when a child fails.
+    /// Writes every child as a block appended to `buffer`, each straight into the buffer's
+    /// storage (FBuff::LendTo) when it can be lent. False when a child fails; the buffer then
+    /// holds the blocks of the children before it.
     bool WriteChildNodes(FBuff &buffer);
     bool Rename(const char *name);
     /// Copy, then remove and destroy the node (it must have a parent). The node is gone after a
