@@ -27,8 +27,19 @@ std::string Trimmed(const char *begin, const char *end)
     return std::string(begin, end);
 }
 
-/// The line without its indentation and line end, for messages.
+/// The line without its indentation and line end.
 std::string Shown(const char *line) { return Trimmed(line, line + std::strlen(line)); }
+
+/// The line as a message quotes it: cut to 400 characters and "...", so that a long line
+/// cannot make a syntax error too long to report.
+std::string Quoted(const char *line)
+{
+    constexpr size_t kMaxQuoted = 400;
+    std::string shown = Shown(line);
+    if (shown.size() > kMaxQuoted)
+        shown.replace(kMaxQuoted, std::string::npos, "...");
+    return shown;
+}
 
 /// "begin" and "end" (in any case) would start or end a block when written as the first word of
 /// a line: they are refused as variable names here.
@@ -171,7 +182,7 @@ bool kxVariablesNode::PreloadVariables(TextBlock &block)
         if (!kxSplitVariableLine(line, name, expression)) {
             SyntaxErr("Missing equals in variable definition: %s   required format: name = "
                       "expression\n",
-                      Shown(line).c_str());
+                      Quoted(line).c_str());
             continue;
         }
         auto *variable = new kxNamedVariable(ns);
@@ -181,8 +192,8 @@ bool kxVariablesNode::PreloadVariables(TextBlock &block)
             // A refused name leaves a message in the error record; the syntax error says it all.
             if (error && error != kxErrSyntax)
                 error.reset();
-            SyntaxErr("%s variable name %s\n   in variable definition: %s",
-                      clash ? "Duplicate" : "Invalid", name.c_str(), Shown(line).c_str());
+            SyntaxErr("%s variable name %.400s\n   in variable definition: %s",
+                      clash ? "Duplicate" : "Invalid", name.c_str(), Quoted(line).c_str());
             ns->RemoveVariable(variable->GetIndex());
             continue;
         }

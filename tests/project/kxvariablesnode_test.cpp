@@ -150,6 +150,28 @@ TEST_F(KXVariablesNodeTest, SyntaxErrorsHaveTheirTextsAndSkipTheLine)
                                           "end\n");
 }
 
+TEST_F(KXVariablesNodeTest, LongBadLinesAreQuotedCut)
+{
+    // A syntax error of 1,000 characters or more would end the program: long lines are quoted
+    // cut to 400 characters.
+    kxOutputCapture capture;
+    const std::string noEquals(2000, 'x');
+    const std::string badName = std::string(1500, '9') + " = 1";
+    kxProject *project = Open("long.txt", "  begin <kxVariablesTB(1.0)> \"v\"\n    " + noEquals +
+                                              "\n    " + badName + "\n    a = 1\n  end\n");
+    ASSERT_NE(project, nullptr);
+    EXPECT_EQ(int(error), int(kxErrSyntax));
+    error.reset();
+    const std::string messages = capture.Messages();
+    EXPECT_NE(messages.find("Missing equals in variable definition: " + noEquals.substr(0, 400) +
+                            "...   required format"),
+              std::string::npos);
+    EXPECT_NE(messages.find("Invalid variable name " + std::string(400, '9') +
+                            "\n   in variable definition: " + std::string(400, '9') + "..."),
+              std::string::npos);
+    EXPECT_DOUBLE_EQ(Value(project, "a").real(), 1.0);
+}
+
 TEST_F(KXVariablesNodeTest, OtherVersionsAreRefusedWhole)
 {
     kxOutputCapture capture;
