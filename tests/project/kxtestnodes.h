@@ -31,14 +31,17 @@
 
 namespace kxtest {
 
-/// The text of a body line without its indentation and line end.
+/// White space as the block reader sees it (around words and at the start of a line).
+inline bool IsBlank(char c) { return c != '\0' && std::strchr(" \t\n\v\f\r", c) != nullptr; }
+
+/// The text of a body line without its leading and trailing white space.
 inline std::string TrimLine(const char *line)
 {
     std::string s(line ? line : "");
-    while (!s.empty() && (s.back() == '\n' || s.back() == '\r' || s.back() == ' '))
+    while (!s.empty() && IsBlank(s.back()))
         s.pop_back();
     size_t start = 0;
-    while (start < s.size() && (s[start] == ' ' || s[start] == '\t'))
+    while (start < s.size() && IsBlank(s[start]))
         ++start;
     return s.substr(start);
 }
@@ -80,11 +83,10 @@ void ForEachLine(TextBlock &block, Use use)
         if (!raw)
             break;
         const char *p = raw;
-        while (*p == ' ' || *p == '\t')
+        while (IsBlank(*p))
             ++p;
         // The block reader's test: the first word is "begin" in any case.
-        if ((*p | 0x20) == 'b' && strncasecmp(p, "begin", 5) == 0 &&
-            (!p[5] || std::strchr(" \t\r\n", p[5]))) {
+        if ((*p | 0x20) == 'b' && strncasecmp(p, "begin", 5) == 0 && (!p[5] || IsBlank(p[5]))) {
             block.setPosn(at);
             break;
         }
@@ -151,7 +153,7 @@ public:
             std::string name, formula;
             if (!kxtest::SplitVariableLine(line, name, formula)) {
                 if (line.compare(0, 2, "//") != 0)
-                    SyntaxErr("Missing equals in variable definition: %s   required format: "
+                    SyntaxErr("Missing equals in variable definition: %.400s   required format: "
                               "name = expression\n",
                               line.c_str());
                 continue;
