@@ -90,9 +90,8 @@ kxProjectNode *kxProjectManager::OpenFileBlock(const char *filename, const char 
 {
     if (!kxLoadIntoBlock(block, filename))
         return nullptr;
-    TBlockSig sig;
-    kxGetBlockSignature(block, &sig);
-    kxProjectNode *node = CreateNodeForTextBlock(sig);
+    TBlockSig sig{};
+    kxProjectNode *node = kxGetBlockSignature(block, &sig) ? CreateNodeForTextBlock(sig) : nullptr;
     if (!node) {
         error.set("Unrecognised project node type: %s", block.getHeader());
         return nullptr;

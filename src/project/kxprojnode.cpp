@@ -89,9 +89,9 @@ bool kxProjectNode::PreloadChildBlocks(TextBlock &block)
 {
     TextBlock sub;
     while (sub.LoadBlock(block)) {
-        TBlockSig sig;
-        kxGetBlockSignature(sub, &sig);
-        kxProjectNode *scratch = CreateNodeFor(sig);
+        // A block without a known version (-1.-1) has no signature: like an unknown type.
+        TBlockSig sig{};
+        kxProjectNode *scratch = kxGetBlockSignature(sub, &sig) ? CreateNodeFor(sig) : nullptr;
         if (!scratch)
             break; // the rest of this body is not preloaded
         scratch->setParent(this);
@@ -379,9 +379,8 @@ bool kxProjectNode::CreateChildNodes(FBuff &buffer)
     KXString report;
     TextBlock sub;
     while (sub.LoadBlock(buffer)) {
-        TBlockSig sig;
-        kxGetBlockSignature(sub, &sig);
-        if (!CanContainItem(sig))
+        TBlockSig sig{};
+        if (!kxGetBlockSignature(sub, &sig) || !CanContainItem(sig))
             continue;
         const char *blockName = sub.getName() ? sub.getName() : "";
         if (!kxIsNodeNameValid(blockName)) {

@@ -140,6 +140,11 @@ TEST_F(KXProjectManagerTest, OpenFailuresAndTheirMessages)
     EXPECT_FALSE(manager->ProjectOpen(Path("unknown.txt").c_str()));
     EXPECT_STREQ(error.chars(), "Unrecognised project node type: begin <fooTB(2.0)> \"x\"");
     error.reset();
+    // A top block without a known version has no signature either.
+    WriteFile(Path("nover.txt"), "begin <kxProject(-1.-1)> \"x\"\nend\n");
+    EXPECT_FALSE(manager->ProjectOpen(Path("nover.txt").c_str()));
+    EXPECT_STREQ(error.chars(), "Unrecognised project node type: begin <kxProject(-1.-1)> \"x\"");
+    error.reset();
     // A missing file.
     EXPECT_FALSE(manager->ProjectOpen(Path("missing.txt").c_str()));
     EXPECT_NE(error, 0);
@@ -204,6 +209,21 @@ TEST_F(KXProjectManagerTest, UnknownChildBlocksSkippedAndStopThePreload)
     kxNameSpace *ns = project->GetNameSpace();
     EXPECT_NE(ns->FindVariable("a", false), -1);
     EXPECT_EQ(ns->FindVariable("z", false), -1);
+
+    // A child block without a known version (-1.-1) is skipped the same way.
+    WriteFile(Path("q.txt"), "begin <kxProject(1.0)> \"Q\"\n"
+                             "  begin <testNodeTB(-1.-1)> \"nover\"\n"
+                             "    z = 5\n"
+                             "  end\n"
+                             "  begin <testNodeTB(1.0)> \"known\"\n"
+                             "  end\n"
+                             "end\n");
+    ASSERT_TRUE(manager->ProjectOpen(Path("q.txt").c_str())) << error.chars();
+    kxProjectNode *q = manager->FindNode("Q");
+    ASSERT_NE(q, nullptr);
+    EXPECT_EQ(q->getNodeCount(), 1);
+    EXPECT_EQ(q->FindNode("nover"), nullptr);
+    EXPECT_EQ(q->GetNameSpace()->FindVariable("z", false), -1);
 }
 
 TEST_F(KXProjectManagerTest, BadChildNamesAndSyntaxErrors)
