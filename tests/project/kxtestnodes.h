@@ -239,6 +239,9 @@ public:
     std::vector<std::string> lines;
     std::string state; ///< what the leaf keeps in the state file
 
+    /// Its whole body is text, nested blocks included: nothing in it is preloaded.
+    bool PreloadVariables(TextBlock &) override { return true; }
+
     bool ReadTB(TextBlock &block) override
     {
         if (!block.StartRead(Sig()))
