@@ -463,10 +463,8 @@ void FBuff::TakeBack(FBuff &child, bool keep)
     ++child.edits_;
 }
 
-void FBuff::LeaveNested(std::initializer_list<uint32_t *> offsets)
+void FBuff::EndLoanEarly(std::initializer_list<uint32_t *> offsets)
 {
-    if (!lender_)
-        return;
     // A copy of the text without the lender's indentation at each line start; every offset
     // moves back by the blanks removed before it.
     const size_t indent = size_t(nestIndent_);

@@ -433,10 +433,11 @@ bool TextBlock::LoadBlock(FBuff &source)
         return loaded;
     }
     LeaveNestedWrite();
-    if (TextBlock *block = source.asTextBlock())
-        block->LeaveNestedWrite(); // a source is viewed, so it must hold its own text
+    TextBlock *const sourceBlock = source.asTextBlock();
+    if (sourceBlock)
+        sourceBlock->LeaveNestedWrite(); // a source is viewed, so it must hold its own text
     uint32_t posn = source.getPosn();
-    if (TextBlock *block = source.asTextBlock()) {
+    if (TextBlock *block = sourceBlock) {
         const int nested = LoadNested(*block, posn);
         if (nested == kNestedNone)
             ResetBlock();
@@ -691,8 +692,6 @@ void TextBlock::setHeader(const TBlockSig &sig, const char *name)
         blockEnd_ = moved(blockEnd_);
     bodyStart_ = uint32_t(header.size());
 }
-
-void TextBlock::LeaveNestedWrite() { LeaveNested({&bodyStart_, &bodyEnd_, &blockEnd_}); }
 
 const char *TextBlock::MakeTBlockHeader(const TBlockSig &sig, const char *name)
 {

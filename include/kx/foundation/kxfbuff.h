@@ -187,8 +187,14 @@ protected:
     bool AtLineStart() const { return len_ == 0 || text_[len_ - 1] == '\n'; }
     /// Ends nested writing early (see the top): the lender gets its storage back and this
     /// buffer a copy of its text without the lender's indentation; `offsets` (positions in the
-    /// text besides the position) are moved with it.
-    void LeaveNested(std::initializer_list<uint32_t *> offsets);
+    /// text besides the position) are moved with it. Nothing to do (the common case) unless
+    /// this buffer is writing in a lender's storage.
+    void LeaveNested(std::initializer_list<uint32_t *> offsets)
+    {
+        if (lender_)
+            EndLoanEarly(offsets);
+    }
+    void EndLoanEarly(std::initializer_list<uint32_t *> offsets);
     /// Empties the text (keeping its storage unless it is far above the usual size).
     void ClearText();
     /// Empties the line buffer.

@@ -172,7 +172,7 @@ private:
     /// Appends the header line for `sig` and the block's name (as MakeTBlockHeader gives it).
     void PutHeader(const TBlockSig &sig);
     /// Ends nested writing early (see kxfbuff.h), moving the block's offsets with its text.
-    void LeaveNestedWrite();
+    void LeaveNestedWrite() { LeaveNested({&bodyStart_, &bodyEnd_, &blockEnd_}); }
     void CopyBlockFields(const TextBlock &other);
 
     uint32_t blockEnd_ = 0;
