@@ -4,7 +4,8 @@
 //   KX_BENCH_MAIN({{"append kx/std", "BM_KxAppend", "BM_StdAppend"}, ...})
 // Each ratio divides the CPU time per iteration of the first benchmark by that of the
 // second (CPU time, not wall time, so that other load on the machine does not skew it); both
-// must be registered in the same program, so both are measured in the same run.
+// must be registered in the same program, so both are measured in the same run. A ratio made
+// with `wall` set divides wall times instead, for work that waits (a flush to disk).
 // A benchmark name is matched on its prefix (so arguments such as "/1024" may follow) and the
 // first match is used unless the full name is given.
 //
@@ -29,6 +30,7 @@ struct Ratio {
     std::string label;
     std::string numerator;
     std::string denominator;
+    bool wall = false; ///< divide wall times (else CPU times)
 };
 
 /// Fixes the iteration count from KX_BENCH_ITERATIONS, when set (see the top).
@@ -45,26 +47,32 @@ public:
     {
         for (const Run &run : runs)
             if (run.run_type == Run::RT_Iteration && run.iterations > 0)
-                times_.emplace_back(run.benchmark_name(), run.GetAdjustedCPUTime());
+                times_.push_back(
+                    {run.benchmark_name(), run.GetAdjustedCPUTime(), run.GetAdjustedRealTime()});
         ConsoleReporter::ReportRuns(runs);
     }
-    bool Find(const std::string &name, double &time) const
+    bool Find(const std::string &name, bool wall, double &time) const
     {
-        for (const auto &t : times_)
-            if (t.first == name) {
-                time = t.second;
+        for (const Times &t : times_)
+            if (t.name == name) {
+                time = wall ? t.wall : t.cpu;
                 return true;
             }
-        for (const auto &t : times_)
-            if (t.first.compare(0, name.size(), name) == 0) {
-                time = t.second;
+        for (const Times &t : times_)
+            if (t.name.compare(0, name.size(), name) == 0) {
+                time = wall ? t.wall : t.cpu;
                 return true;
             }
         return false;
     }
 
 private:
-    std::vector<std::pair<std::string, double>> times_;
+    struct Times {
+        std::string name;
+        double cpu;
+        double wall;
+    };
+    std::vector<Times> times_;
 };
 
 inline int Main(int argc, char **argv, const std::vector<Ratio> &ratios)
@@ -77,7 +85,8 @@ inline int Main(int argc, char **argv, const std::vector<Ratio> &ratios)
     std::printf("\nratios (same run):\n");
     for (const Ratio &r : ratios) {
         double a = 0, b = 0;
-        if (reporter.Find(r.numerator, a) && reporter.Find(r.denominator, b) && b > 0)
+        if (reporter.Find(r.numerator, r.wall, a) && reporter.Find(r.denominator, r.wall, b) &&
+            b > 0)
             std::printf("  %-44s %8.3f\n", r.label.c_str(), a / b);
         else
             std::printf("  %-44s (not run)\n", r.label.c_str());

@@ -2,14 +2,22 @@
 // variable lines (about 5 MB) is saved, opened (preload pass and real read) and searched with
 // FindNode by absolute path.
 //
-// The nodes are of a type made for this benchmark (kxBenchNode below) that holds its variables
-// the way the library's variables node does: the preload pass defines every variable of its
-// lines in the project's namespace, the real read claims them by name (so a formula may name a
-// variable defined further down the file), and writing gives one "name = formula" line per
-// claimed variable from the namespace. Unlike the variables node it may have child nodes, and
-// it keeps no comments. Formulas are not evaluated.
+// The nodes are of a type made for this benchmark (kxBenchNode below), measured holding their
+// lines in two ways:
+//   text nodes       keep their "name = formula" lines as text and write them back as they
+//                    are; the preload pass only walks them. This is the project model's own
+//                    cost: the tree, the two passes over the file and the file itself.
+//   variable nodes   hold their variables the way the library's variables node does: the
+//                    preload pass defines every variable of its lines in the project's
+//                    namespace, the real read claims them by name (so a formula may name a
+//                    variable defined further down the file), and writing gives one
+//                    "name = formula" line per claimed variable from the namespace. This adds
+//                    what 100,000 named variables cost in the namespace, shown by itself by
+//                    defining the same variables straight into a namespace (no file, no tree).
+// Unlike the variables node they may have child nodes and keep no comments. Formulas are not
+// evaluated.
 //
-// Ratios printed in the same run:
+// Ratios printed in the same run (targets for the project model, so for text nodes):
 //   open / plain block walk      opening against loading the same file and walking every
 //                                block and body line with TextBlock alone (target <= 3)
 //   save / ofstream + fsync      saving against writing the same text with std::ofstream and
@@ -22,12 +30,13 @@
 //                                the file once.
 //   save, text only / ofstream + fsync   what building the text costs by itself (no file)
 //   open 10 MB / open 5 MB       a project twice as large (target about 2: linear)
-// Google Benchmark's ratios are in CPU time (other load on the machine does not skew them).
-// Before the benchmarks it prints the heap in use while a project is open and the peak memory
-// added while opening it, against the file size (target <= 5), and the open and save ratios
-// once more in both wall and CPU time, measured side by side (the flush to disk is waiting,
-// which only wall time shows). "tree only" figures are those of the same file read by nodes
-// that define no variables: what the tree and the two passes cost by themselves.
+// Google Benchmark's ratios are in CPU time (other load on the machine does not skew them),
+// but those of the saves in wall time too: the flush to disk is waiting, which only wall time
+// shows.
+// Before the benchmarks it prints, for both kinds of node, the heap in use while the project
+// is open and the peak memory added while opening it, against the file size (target <= 5), and
+// the open and save ratios once more in both wall and CPU time, measured side by side (the
+// flush to disk is waiting, which only wall time shows).
 //
 // The files go to $KX_BENCH_DIR, else /tmp.
 #include "kxbench.h"
@@ -54,8 +63,14 @@
 #include <unistd.h>
 #include <vector>
 
+/// What the benchmark's nodes hold (see the top of the file).
+enum class Holds {
+    Text,
+    Variables
+};
+
 /// The benchmark's node type ("benchNodeTB" 1.0): "name = formula" lines, then child nodes of
-/// its own type (see the top of the file).
+/// its own type.
 class kxBenchNode : public kxProjectNode {
     KX_DECLARE_CLASS(kxBenchNode)
 public:
@@ -65,12 +80,16 @@ public:
         return sig;
     }
 
-    /// Whether the preload pass defines the variables ("tree only" when not).
-    static inline bool defineVariables = true;
+    /// What nodes made from now on hold.
+    static inline Holds holds = Holds::Variables;
 
-    /// Adds a variable owned by this node.
+    /// Adds a line "name = formula" (a variable owned by this node, for variable nodes).
     void Define(const char *name, const char *formula)
     {
+        if (holds == Holds::Text) {
+            AddLine((std::string(name) + " = " + formula).c_str());
+            return;
+        }
         auto *variable = new kxNamedVariable(GetNameSpace());
         if (!variable->SetName(name))
             std::abort();
@@ -82,10 +101,12 @@ public:
     {
         if (!block.StartRead(Sig()))
             return false;
+        if (holds == Holds::Text) {
+            kxtest::ForEachLine(block, [](char *) {});
+            return PreloadChildBlocks(block);
+        }
         kxNameSpace *ns = GetNameSpace();
         ForEachDefinition(block, [ns](const char *name, const char *formula) {
-            if (!defineVariables)
-                return;
             auto *variable = new kxNamedVariable(ns);
             if (!variable->SetName(name)) {
                 ns->RemoveVariable(variable->GetIndex());
@@ -101,8 +122,58 @@ public:
     {
         if (!block.StartRead(Sig()))
             return false;
-        kxNameSpace *ns = GetNameSpace();
         owned_.clear();
+        text_.clear();
+        if (holds == Holds::Text)
+            ReadText(block);
+        else
+            ClaimVariables(block);
+        return CreateChildNodes(block);
+    }
+
+    bool WriteTB(TextBlock &block) override
+    {
+        block.StartWrite(Sig(), getName());
+        if (holds == Holds::Text)
+            WriteText(block);
+        else
+            WriteVariables(block);
+        if (!WriteChildNodes(block))
+            return false;
+        block.EndWrite();
+        return true;
+    }
+
+private:
+    /// Appends a line to the text (lines end with a zero byte, ready for WriteLine).
+    void AddLine(const char *line) { text_.append(line).push_back('\0'); }
+
+    void ReadText(TextBlock &block)
+    {
+        // Gathered in a buffer kept from node to node, then copied once at its exact size.
+        static std::string gathered;
+        gathered.clear();
+        kxtest::ForEachLine(block, [](char *line) {
+            while (kxtest::IsBlank(*line))
+                ++line;
+            char *end = line + std::strlen(line);
+            while (end > line && kxtest::IsBlank(end[-1]))
+                --end;
+            if (end > line)
+                gathered.append(line, end).push_back('\0');
+        });
+        text_ = gathered;
+    }
+
+    void WriteText(TextBlock &block) const
+    {
+        for (size_t at = 0; at < text_.size(); at += std::strlen(text_.c_str() + at) + 1)
+            block.WriteLine(text_.c_str() + at);
+    }
+
+    void ClaimVariables(TextBlock &block)
+    {
+        kxNameSpace *ns = GetNameSpace();
         ForEachDefinition(block, [this, ns](const char *name, const char *) {
             kxNamedVariable *variable = ns->GetVariableByName(name, false);
             if (!variable || !variable->IsPreloaded())
@@ -111,12 +182,10 @@ public:
             owned_.push_back(variable->GetIndex());
         });
         owned_.shrink_to_fit();
-        return CreateChildNodes(block);
     }
 
-    bool WriteTB(TextBlock &block) override
+    void WriteVariables(TextBlock &block) const
     {
-        block.StartWrite(Sig(), getName());
         kxNameSpace *ns = GetNameSpace();
         std::string line;
         for (int index : owned_) {
@@ -128,13 +197,8 @@ public:
             line += variable->GetExpression().c_str();
             block.WriteLine(line.c_str());
         }
-        if (!WriteChildNodes(block))
-            return false;
-        block.EndWrite();
-        return true;
     }
 
-private:
     /// Calls use(name, formula) for each "name = formula" line of the body, up to the first
     /// nested block; both texts are trimmed in the block's line buffer.
     template <class Use>
@@ -162,7 +226,8 @@ private:
         });
     }
 
-    std::vector<int> owned_; ///< namespace indices of the variables this node claimed
+    std::vector<int> owned_; ///< variable nodes: namespace indices of the claimed variables
+    std::string text_;       ///< text nodes: the lines, each ended by a zero byte
 };
 
 KX_IMPLEMENT_CLASS(kxBenchNode, kxProjectNode)
@@ -218,6 +283,18 @@ Definition MakeDefinition(int i)
             "1.25 * width_" + std::to_string(i > 0 ? i - 1 : 0) + " + 0.5"};
 }
 
+/// Sets what the nodes hold for a scope.
+class HoldsScope {
+public:
+    explicit HoldsScope(Holds holds) : old_(kxBenchNode::holds) { kxBenchNode::holds = holds; }
+    ~HoldsScope() { kxBenchNode::holds = old_; }
+
+private:
+    Holds old_;
+};
+
+const char *Kind(Holds holds) { return holds == Holds::Text ? "text nodes" : "variable nodes"; }
+
 /// Builds a project "P": `top` nodes under it, each with 10 children, each with 10 children,
 /// each with 9 children (top = 10: 10,110 nodes, four deep), with 10 variable lines in every
 /// node but the first top * 110 of the deepest, which have 9 (top = 10: 100,000 lines).
@@ -272,8 +349,9 @@ Fixture &Saved(int megabytes)
     return f;
 }
 
-void BM_SaveProject(benchmark::State &state)
+void SaveProject(benchmark::State &state, Holds holds)
 {
+    const HoldsScope scope(holds);
     Fixture &f = Saved(5);
     if (!Manager().ProjectOpen(f.path.c_str()))
         std::abort();
@@ -287,9 +365,13 @@ void BM_SaveProject(benchmark::State &state)
     unlink(out.c_str());
 }
 
-/// Only the text of the save: the project written into one block, no file.
-void BM_SaveProjectTextOnly(benchmark::State &state)
+void BM_SaveText(benchmark::State &state) { SaveProject(state, Holds::Text); }
+void BM_SaveVariables(benchmark::State &state) { SaveProject(state, Holds::Variables); }
+
+/// Only the text of the save of text nodes: the project written into one block, no file.
+void BM_SaveTextOnly(benchmark::State &state)
 {
+    const HoldsScope scope(Holds::Text);
     Fixture &f = Saved(5);
     if (!Manager().ProjectOpen(f.path.c_str()))
         std::abort();
@@ -321,8 +403,9 @@ void BM_OfstreamFsync(benchmark::State &state)
     unlink(out.c_str());
 }
 
-void BM_OpenProject(benchmark::State &state)
+void OpenProject(benchmark::State &state, Holds holds)
 {
+    const HoldsScope scope(holds);
     Fixture &f = Saved(int(state.range(0)));
     for (auto _ : state) {
         if (!Manager().ProjectOpen(f.path.c_str()))
@@ -334,14 +417,8 @@ void BM_OpenProject(benchmark::State &state)
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.bytes));
 }
 
-/// The same open with a node type that defines no variables in the preload pass: what the
-/// tree and the two passes cost by themselves.
-void BM_OpenProjectTreeOnly(benchmark::State &state)
-{
-    kxBenchNode::defineVariables = false;
-    BM_OpenProject(state);
-    kxBenchNode::defineVariables = true;
-}
+void BM_OpenText(benchmark::State &state) { OpenProject(state, Holds::Text); }
+void BM_OpenVariables(benchmark::State &state) { OpenProject(state, Holds::Variables); }
 
 /// Walks every block and body line of the file with TextBlock alone.
 size_t WalkBlock(TextBlock &block)
@@ -437,10 +514,10 @@ size_t HeapInUse()
 /// Memory added by opening the 5 MB project, against its size: the heap in use while it is
 /// open, and the peak resident size while opening (freed memory is given back to the system
 /// first, so that the resident size grows with what the open takes).
-void ReportMemory(bool defineVariables)
+void ReportMemory(Holds holds)
 {
+    const HoldsScope scope(holds);
     Fixture &f = Saved(5);
-    kxBenchNode::defineVariables = defineVariables;
     malloc_trim(0);
     if (FILE *clear = std::fopen("/proc/self/clear_refs", "w")) {
         std::fputs("5", clear); // resets the peak resident size
@@ -453,12 +530,10 @@ void ReportMemory(bool defineVariables)
     const double heap = double(HeapInUse() - heapBefore) / 1048576.0;
     const double peak = double(StatusKB("VmHWM") - rssBefore) / 1024.0;
     Manager().ProjectCloseAll();
-    kxBenchNode::defineVariables = true;
     const double mb = double(f.bytes) / 1048576.0;
-    std::printf("%s: heap while open %.2f MB (%.2fx the file), peak resident growth while "
-                "opening %.2f MB (%.2fx the file)\n",
-                defineVariables ? "with variables defined" : "tree only", heap, heap / mb, peak,
-                peak / mb);
+    std::printf("%s: heap while open %.2f MB (%.2fx the file, target <= 5), peak resident growth "
+                "while opening %.2f MB (%.2fx the file)\n",
+                Kind(holds), heap, heap / mb, peak, peak / mb);
 }
 
 struct Seconds {
@@ -494,8 +569,9 @@ void PrintRatio(const char *what, const char *peer, Seconds a, Seconds b, const 
 }
 
 /// Open against the plain block walk, in wall and CPU time (closing is not timed).
-void ReportOpenTimes()
+void ReportOpenTimes(Holds holds)
 {
+    const HoldsScope scope(holds);
     Fixture &f = Saved(5);
     Seconds open{0, 0};
     for (int i = 0; i < 5; ++i) {
@@ -521,12 +597,14 @@ void ReportOpenTimes()
             benchmark::DoNotOptimize(lines);
         },
         20);
-    PrintRatio("open", "block walk", open, walk, "target <= 3");
+    const std::string what = std::string("open, ") + Kind(holds) + ",";
+    PrintRatio(what.c_str(), "block walk", open, walk, "target <= 3");
 }
 
 /// Save against std::ofstream + fsync in wall and CPU time (see the top for what each does).
-void ReportSaveTimes()
+void ReportSaveTimes(Holds holds)
 {
+    const HoldsScope scope(holds);
     Fixture &f = Saved(5);
     if (!Manager().ProjectOpen(f.path.c_str()))
         std::abort();
@@ -553,16 +631,18 @@ void ReportSaveTimes()
     Manager().ProjectCloseAll();
     unlink(out.c_str());
     unlink(plain.c_str());
-    PrintRatio("save", "ofstream + fsync", save, peer, "target <= 2");
+    const std::string what = std::string("save, ") + Kind(holds) + ",";
+    PrintRatio(what.c_str(), "ofstream + fsync", save, peer, "target <= 2");
 }
 
 } // namespace
 
-BENCHMARK(BM_SaveProject)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_SaveProjectTextOnly)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SaveText)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SaveVariables)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SaveTextOnly)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OfstreamFsync)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_OpenProject)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_OpenProjectTreeOnly)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_OpenText)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_OpenVariables)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_BlockWalk)->Arg(5)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DefineInNameSpace)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FindNodeAbsolute);
@@ -572,20 +652,26 @@ int main(int argc, char **argv)
     Fixture &f = Saved(5);
     std::printf("project file: %.2f MB, %zu nodes, %d variable lines\n",
                 double(f.bytes) / 1048576.0, f.nodes, f.variables);
-    ReportMemory(true);
-    ReportMemory(false);
-    ReportOpenTimes();
-    ReportSaveTimes();
+    for (Holds holds : {Holds::Text, Holds::Variables}) {
+        ReportMemory(holds);
+        ReportOpenTimes(holds);
+        ReportSaveTimes(holds);
+    }
     const int rc = kxbench::Main(
         argc, argv,
-        {{"open / plain block walk (target <= 3)", "BM_OpenProject/5", "BM_BlockWalk/5"},
-         {"save / ofstream + fsync (target <= 2)", "BM_SaveProject", "BM_OfstreamFsync"},
-         {"save, text only / ofstream + fsync", "BM_SaveProjectTextOnly", "BM_OfstreamFsync"},
-         {"open, tree only / plain block walk", "BM_OpenProjectTreeOnly/5", "BM_BlockWalk/5"},
+        {{"open, text nodes / plain block walk (target <= 3)", "BM_OpenText/5", "BM_BlockWalk/5"},
+         {"save, text nodes / ofstream + fsync, wall (target <= 2)", "BM_SaveText",
+          "BM_OfstreamFsync", true},
+         {"save, text nodes / ofstream + fsync, CPU", "BM_SaveText", "BM_OfstreamFsync"},
+         {"save, text only / ofstream + fsync", "BM_SaveTextOnly", "BM_OfstreamFsync"},
+         {"open, variable nodes / plain block walk", "BM_OpenVariables/5", "BM_BlockWalk/5"},
+         {"save, variable nodes / ofstream + fsync, wall", "BM_SaveVariables", "BM_OfstreamFsync",
+          true},
          {"defining the variables alone / plain block walk", "BM_DefineInNameSpace",
           "BM_BlockWalk/5"},
-         {"open 10 MB / open 5 MB (linear: about 2)", "BM_OpenProject/10", "BM_OpenProject/5"},
-         {"open, tree only, 10 MB / 5 MB", "BM_OpenProjectTreeOnly/10", "BM_OpenProjectTreeOnly/5"},
+         {"open 10 MB / open 5 MB, text nodes (linear: about 2)", "BM_OpenText/10",
+          "BM_OpenText/5"},
+         {"open 10 MB / open 5 MB, variable nodes", "BM_OpenVariables/10", "BM_OpenVariables/5"},
          {"block walk 10 MB / 5 MB", "BM_BlockWalk/10", "BM_BlockWalk/5"}});
     unlink(ProjectPath(5).c_str());
     unlink(ProjectPath(10).c_str());

@@ -32,7 +32,10 @@
 namespace kxtest {
 
 /// White space as the block reader sees it (around words and at the start of a line).
-inline bool IsBlank(char c) { return c != '\0' && std::strchr(" \t\n\v\f\r", c) != nullptr; }
+inline bool IsBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
 
 /// The text of a body line without its leading and trailing white space.
 inline std::string TrimLine(const char *line)
