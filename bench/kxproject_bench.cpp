@@ -349,13 +349,19 @@ Fixture &Saved(int megabytes)
     return f;
 }
 
+/// Opens the saved project (it is "P").
+kxProject *Open(const Fixture &f)
+{
+    if (!Manager().ProjectOpen(f.path.c_str()))
+        std::abort();
+    return static_cast<kxProject *>(Manager().FindNode("P"));
+}
+
 void SaveProject(benchmark::State &state, Holds holds)
 {
     const HoldsScope scope(holds);
     Fixture &f = Saved(5);
-    if (!Manager().ProjectOpen(f.path.c_str()))
-        std::abort();
-    auto *project = static_cast<kxProject *>(Manager().FindNode("P"));
+    kxProject *project = Open(f);
     const std::string out = Dir() + "/kxproject_bench_save.txt";
     for (auto _ : state)
         if (!project->SaveToFile(out.c_str()))
@@ -373,9 +379,7 @@ void BM_SaveTextOnly(benchmark::State &state)
 {
     const HoldsScope scope(Holds::Text);
     Fixture &f = Saved(5);
-    if (!Manager().ProjectOpen(f.path.c_str()))
-        std::abort();
-    auto *project = static_cast<kxProject *>(Manager().FindNode("P"));
+    kxProject *project = Open(f);
     for (auto _ : state) {
         TextBlock block;
         if (!project->WriteTB(block))
@@ -440,19 +444,24 @@ size_t WalkBlock(TextBlock &block)
     return lines;
 }
 
+/// Loads the file and walks every block and body line of it; the number of body lines.
+size_t WalkFile(const std::string &path)
+{
+    FBuff buffer;
+    if (!buffer.LoadFile(path.c_str()))
+        std::abort();
+    size_t lines = 0;
+    TextBlock block;
+    while (block.LoadBlock(buffer))
+        lines += WalkBlock(block);
+    return lines;
+}
+
 void BM_BlockWalk(benchmark::State &state)
 {
     Fixture &f = Saved(int(state.range(0)));
-    for (auto _ : state) {
-        FBuff buffer;
-        if (!buffer.LoadFile(f.path.c_str()))
-            std::abort();
-        size_t lines = 0;
-        TextBlock block;
-        while (block.LoadBlock(buffer))
-            lines += WalkBlock(block);
-        benchmark::DoNotOptimize(lines);
-    }
+    for (auto _ : state)
+        benchmark::DoNotOptimize(WalkFile(f.path));
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.bytes));
 }
 
@@ -585,18 +594,7 @@ void ReportOpenTimes(Holds holds)
         open.cpu += one.cpu / 5;
         Manager().ProjectCloseAll();
     }
-    const Seconds walk = Time(
-        [&] {
-            FBuff buffer;
-            if (!buffer.LoadFile(f.path.c_str()))
-                std::abort();
-            size_t lines = 0;
-            TextBlock block;
-            while (block.LoadBlock(buffer))
-                lines += WalkBlock(block);
-            benchmark::DoNotOptimize(lines);
-        },
-        20);
+    const Seconds walk = Time([&] { benchmark::DoNotOptimize(WalkFile(f.path)); }, 20);
     const std::string what = std::string("open, ") + Kind(holds) + ",";
     PrintRatio(what.c_str(), "block walk", open, walk, "target <= 3");
 }
@@ -606,9 +604,7 @@ void ReportSaveTimes(Holds holds)
 {
     const HoldsScope scope(holds);
     Fixture &f = Saved(5);
-    if (!Manager().ProjectOpen(f.path.c_str()))
-        std::abort();
-    auto *project = static_cast<kxProject *>(Manager().FindNode("P"));
+    kxProject *project = Open(f);
     const std::string out = Dir() + "/kxproject_bench_save.txt";
     const std::string plain = Dir() + "/kxproject_bench_plain.txt";
     const Seconds save = Time(

@@ -7,6 +7,8 @@
 #include "kx/graph/qvchart.h"
 #include "kx/graph/qvrender.h"
 
+#include "kxfuzzutil.h"
+
 #include <cairo.h>
 
 #include <cstdint>
@@ -16,15 +18,7 @@
 
 namespace {
 
-void Discard(int, const char *) {}
-
-void Check(bool ok, const char *what)
-{
-    if (!ok) {
-        std::fprintf(stderr, "kxchart_fuzz: %s\n", what);
-        std::abort();
-    }
-}
+using kxfuzz::Check;
 
 size_t Points(const qvChart &c)
 {
@@ -48,7 +42,7 @@ extern "C" const char *__lsan_default_suppressions()
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     static bool once = [] {
-        InitialiseKXUtils("fuzz", KXString("fuzz"), 1, nullptr, nullptr, nullptr, Discard, nullptr);
+        kxfuzz::InitialiseQuietly();
         // Fontconfig keeps what it loads for the life of the process: load it before the
         // first input, so that the leak check per input does not count it.
         qvChart warm;

@@ -7,6 +7,8 @@
 #include "kx/materials/kxmatlibrary.h"
 #include "kx/materials/kxmatyaml.h"
 
+#include "kxfuzzutil.h"
+
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -18,15 +20,7 @@
 
 namespace {
 
-void Discard(int, const char *) {}
-
-void Check(bool ok, const char *what)
-{
-    if (!ok) {
-        std::fprintf(stderr, "kxmaterial_fuzz: %s\n", what);
-        std::abort();
-    }
-}
+using kxfuzz::Check;
 
 bool Same(const std::complex<double> &a, const std::complex<double> &b)
 {
@@ -100,11 +94,7 @@ void Database(const std::string &text, bool yaml)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static bool initialised = false;
-    if (!initialised) {
-        InitialiseKXUtils("fuzz", KXString("fuzz"), 1, nullptr, nullptr, nullptr, Discard, nullptr);
-        initialised = true;
-    }
+    kxfuzz::InitialiseQuietly();
     if (size == 0)
         return 0;
     const std::string text(reinterpret_cast<const char *>(data + 1), size - 1);

@@ -6,6 +6,8 @@
 #include "kx/foundation/kxerror.h"
 #include "kx/project/kxprojman.h"
 
+#include "kxfuzzutil.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -14,39 +16,12 @@
 
 namespace {
 
-void Discard(int, const char *) {}
-void DiscardWarning(const char *) {}
-bool DiscardChoice(int, const char *) { return false; }
-void DiscardReport(const char *) {}
-
-void Check(bool ok, const char *what)
-{
-    if (!ok) {
-        std::fprintf(stderr, "kxnodes_fuzz: %s\n", what);
-        std::abort();
-    }
-}
-
-std::string TempPath(const char *tag)
-{
-    const char *base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    return std::string(base) + "/kxnodes_fuzz_" + std::to_string(getpid()) + tag;
-}
-
-bool WriteAll(const std::string &path, const std::string &text)
-{
-    FILE *file = std::fopen(path.c_str(), "wb");
-    if (!file)
-        return false;
-    const bool ok = text.empty() || std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    return std::fclose(file) == 0 && ok;
-}
+using kxfuzz::Check;
 
 kxProjectManager &Manager()
 {
     static kxProjectManager *manager = [] {
-        InitialiseKXUtils("kxnodes_fuzz", KXString("fuzz"), 1, nullptr, &DiscardWarning,
-                          &DiscardChoice, &Discard, &DiscardReport);
+        kxfuzz::InitialiseQuietly();
         return new kxProjectManager;
     }();
     return *manager;
@@ -67,18 +42,18 @@ std::string Written(kxProjectNode *project)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     kxProjectManager &manager = Manager();
-    static const std::string input = TempPath(".txt");
+    static const std::string input = kxfuzz::TempPath(".txt");
     const std::string body(reinterpret_cast<const char *>(data), size);
-    Check(WriteAll(input, "begin <kxProject(1.0)> \"F\"\n" + body + "\nend\n"),
-          "cannot write the input file");
+    const std::string text = "begin <kxProject(1.0)> \"F\"\n" + body + "\nend\n";
+    Check(kxfuzz::WriteAll(input, text.data(), text.size()), "cannot write the input file");
     error.reset();
     const bool opened = manager.ProjectOpen(input.c_str(), "F");
     Check(opened || error != 0, "a failed open left no error");
     error.reset();
     if (opened) {
         const std::string first = Written(manager.FindNode("F"));
-        static const std::string again = TempPath("_again.txt");
-        Check(WriteAll(again, first), "cannot write the second file");
+        static const std::string again = kxfuzz::TempPath("_again.txt");
+        Check(kxfuzz::WriteAll(again, first.data(), first.size()), "cannot write the second file");
         Check(manager.ProjectCloseAll(), "closing failed");
         const bool reopened = manager.ProjectOpen(again.c_str(), "F");
         error.reset();

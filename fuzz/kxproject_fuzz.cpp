@@ -5,6 +5,8 @@
 #include "kx/foundation/kxerror.h"
 #include "kx/project/kxprojman.h"
 
+#include "kxfuzzutil.h"
+
 #include "../tests/project/kxtestnodes.h"
 
 #include <cstdint>
@@ -15,46 +17,19 @@
 
 namespace {
 
-void Discard(int, const char *) {}
-void DiscardWarning(const char *) {}
-bool DiscardChoice(int, const char *) { return false; }
-void DiscardReport(const char *) {}
-
-void Check(bool ok, const char *what)
-{
-    if (!ok) {
-        std::fprintf(stderr, "kxproject_fuzz: %s\n", what);
-        std::abort();
-    }
-}
-
-std::string TempPath(const char *tag)
-{
-    const char *base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    return std::string(base) + "/kxproject_fuzz_" + std::to_string(getpid()) + tag;
-}
-
-bool WriteAll(const std::string &path, const uint8_t *data, size_t size)
-{
-    FILE *file = std::fopen(path.c_str(), "wb");
-    if (!file)
-        return false;
-    const bool ok = size == 0 || std::fwrite(data, 1, size, file) == size;
-    return std::fclose(file) == 0 && ok;
-}
+using kxfuzz::Check;
 
 void RemoveTempFiles()
 {
-    unlink(TempPath(".txt").c_str());
-    unlink(TempPath("_again.txt").c_str());
+    unlink(kxfuzz::TempPath(".txt").c_str());
+    unlink(kxfuzz::TempPath("_again.txt").c_str());
 }
 
 kxProjectManager &Manager()
 {
     static kxProjectManager *manager = [] {
         std::atexit(&RemoveTempFiles);
-        InitialiseKXUtils("kxproject_fuzz", KXString("fuzz"), 1, nullptr, &DiscardWarning,
-                          &DiscardChoice, &Discard, &DiscardReport);
+        kxfuzz::InitialiseQuietly();
         kxtest::RegisterTestNodes();
         return new kxProjectManager;
     }();
@@ -66,8 +41,8 @@ kxProjectManager &Manager()
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     kxProjectManager &manager = Manager();
-    static const std::string input = TempPath(".txt");
-    Check(WriteAll(input, data, size), "cannot write the input file");
+    static const std::string input = kxfuzz::TempPath(".txt");
+    Check(kxfuzz::WriteAll(input, data, size), "cannot write the input file");
     error.reset();
     const bool opened = manager.ProjectOpen(input.c_str(), "F");
     Check(opened || error != 0, "a failed open left no error");
@@ -81,9 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         FBuff out;
         out.Append(block);
         const std::string text = out.getText();
-        static const std::string again = TempPath("_again.txt");
-        Check(WriteAll(again, reinterpret_cast<const uint8_t *>(text.data()), text.size()),
-              "cannot write the second file");
+        static const std::string again = kxfuzz::TempPath("_again.txt");
+        Check(kxfuzz::WriteAll(again, text.data(), text.size()), "cannot write the second file");
         const bool reopened = manager.ProjectOpen(again.c_str(), "G");
         error.reset();
         Check(reopened, "a written project did not open again");

@@ -6,6 +6,8 @@
 #include "kx/foundation/kxstring.h"
 #include "kx/foundation/kxtextblock.h"
 
+#include "kxfuzzutil.h"
+
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -17,15 +19,7 @@
 
 namespace {
 
-void Discard(int, const char *) {}
-
-void Check(bool ok, const char *what)
-{
-    if (!ok) {
-        std::fprintf(stderr, "kxtextblock_fuzz: %s\n", what);
-        std::abort();
-    }
-}
+using kxfuzz::Check;
 
 /// The header fields as the C library reads them from the block's first line.
 void CheckHeader(const TextBlock &block)
@@ -129,11 +123,7 @@ struct Reader {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static bool initialised = false;
-    if (!initialised) {
-        InitialiseKXUtils("fuzz", KXString("fuzz"), 1, nullptr, nullptr, nullptr, Discard, nullptr);
-        initialised = true;
-    }
+    kxfuzz::InitialiseQuietly();
     if (size == 0)
         return 0;
     const uint8_t options = data[0];

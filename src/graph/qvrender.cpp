@@ -897,32 +897,34 @@ bool qvRenderChartRGB(const qvChart &chart, int width, int height, double scale,
     return drawn;
 }
 
-bool qvExportSVG(const qvChart &chart, const char *path)
+namespace {
+
+/// Draws the chart on a vector surface of the chart's size in points (3/4 of its pixels).
+bool ExportVector(const qvChart &chart, const char *path,
+                  cairo_surface_t *(*create)(const char *, double, double))
 {
-    double w = chart.width * 0.75, h = chart.height * 0.75;
-    cairo_surface_t *surface = cairo_svg_surface_create(path, w, h);
+    const double w = chart.width * 0.75, h = chart.height * 0.75;
+    cairo_surface_t *surface = create(path, w, h);
     if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
         cairo_surface_destroy(surface);
         error.Raise(kxErrFile, "Failed to open file \"%s\"\n", path);
         return false;
     }
     cairo_t *cr = cairo_create(surface);
-    bool drawn = qvRenderChart(chart, cr, w, h, 0.75);
+    const bool drawn = qvRenderChart(chart, cr, w, h, 0.75);
     return Finish(cr, surface, path, drawn);
+}
+
+} // namespace
+
+bool qvExportSVG(const qvChart &chart, const char *path)
+{
+    return ExportVector(chart, path, &cairo_svg_surface_create);
 }
 
 bool qvExportPDF(const qvChart &chart, const char *path)
 {
-    double w = chart.width * 0.75, h = chart.height * 0.75;
-    cairo_surface_t *surface = cairo_pdf_surface_create(path, w, h);
-    if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
-        cairo_surface_destroy(surface);
-        error.Raise(kxErrFile, "Failed to open file \"%s\"\n", path);
-        return false;
-    }
-    cairo_t *cr = cairo_create(surface);
-    bool drawn = qvRenderChart(chart, cr, w, h, 0.75);
-    return Finish(cr, surface, path, drawn);
+    return ExportVector(chart, path, &cairo_pdf_surface_create);
 }
 
 bool qvExportChart(const qvChart &chart, const char *path)
