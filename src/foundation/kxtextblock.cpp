@@ -845,6 +845,11 @@ int checksig(FILE *file, const char *expected, const char *fileName)
 // =============================================================================================
 // Syntax errors
 
+std::string kxQuoteCut(const std::string &text, size_t max)
+{
+    return text.size() <= max ? text : text.substr(0, max) + "...";
+}
+
 void SyntaxErr(const char *fmt, ...)
 {
     char message[1000];

@@ -4,6 +4,7 @@
 
 #include "kx/expressions/kxnamespace.h"
 #include "kx/foundation/kxerror.h"
+#include "kx/foundation/kxtextblock.h"
 #include "kx/foundation/kxtokenizer.h"
 #include "kx/foundation/kxunits.h"
 #include "kx/geometry/kxellipse.h"
@@ -119,13 +120,7 @@ void kxAppendDefParam(KXString &out, const kxParameter<int> &p)
     }
 }
 
-std::string kxQuoteForMessage(const char *text)
-{
-    std::string s = text ? text : "";
-    if (s.size() > kMaxQuoted)
-        s = s.substr(0, kMaxQuoted) + "...";
-    return s;
-}
+std::string kxQuoteForMessage(const char *text) { return kxQuoteCut(text ? text : "", kMaxQuoted); }
 
 kxRect kxBoundsOf(const kxPoint *v, int n)
 {

@@ -22,12 +22,9 @@ namespace {
 /// Largest table file read for a FILE weight (a device or a huge file is refused).
 constexpr off_t kMaxTableFileBytes = 64L << 20;
 /// Longest piece of user text quoted in a message (SyntaxErr refuses 1,000 characters).
-constexpr int kMaxQuoted = 900;
+constexpr size_t kMaxQuoted = 900;
 
-std::string Quoted(const std::string &text)
-{
-    return static_cast<int>(text.size()) <= kMaxQuoted ? text : text.substr(0, kMaxQuoted) + "...";
-}
+std::string Quoted(const std::string &text) { return kxQuoteCut(text, kMaxQuoted); }
 
 bool IsNameStart(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
 bool IsNameChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }

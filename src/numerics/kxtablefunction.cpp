@@ -27,7 +27,7 @@ std::string Quoted(const char *begin, const char *end)
     std::string line(begin, end);
     if (!line.empty() && line.back() == '\r')
         line.pop_back();
-    return line.size() <= kMaxQuoted ? line : line.substr(0, kMaxQuoted) + "...";
+    return kxQuoteCut(line, kMaxQuoted);
 }
 
 bool IsSeparator(char c)

@@ -6,6 +6,7 @@
 
 #include "kx/expressions/kxnamedvariable.h"
 #include "kx/expressions/kxnamespace.h"
+#include "kx/foundation/kxtextblock.h"
 #include "kx/project/kxnoderegistry.h"
 #include "kx/project/kxrunsignal.h"
 
@@ -30,16 +31,8 @@ std::string Trimmed(const char *begin, const char *end)
 /// The line without its indentation and line end.
 std::string Shown(const char *line) { return Trimmed(line, line + std::strlen(line)); }
 
-/// The line as a message quotes it: cut to 400 characters and "...", so that a long line
-/// cannot make a syntax error too long to report.
-std::string Quoted(const char *line)
-{
-    constexpr size_t kMaxQuoted = 400;
-    std::string shown = Shown(line);
-    if (shown.size() > kMaxQuoted)
-        shown.replace(kMaxQuoted, std::string::npos, "...");
-    return shown;
-}
+/// The line as a message quotes it: cut to 400 characters and "...".
+std::string Quoted(const char *line) { return kxQuoteCut(Shown(line), 400); }
 
 /// "begin" and "end" (in any case) would start or end a block when written as the first word of
 /// a line: they are refused as variable names here.

@@ -210,6 +210,9 @@ void SyntaxErr(const char *fmt, ...)
     __attribute__((format(printf, 1, 2)))
 #endif
     ;
+/// A text as a message quotes it: cut to `max` bytes followed by "..." when it is longer, so that
+/// a syntax error quoting user input stays short of the fatal length.
+[[nodiscard]] std::string kxQuoteCut(const std::string &text, size_t max);
 /// Clears the syntax-error flag and count.
 void ResetSyntaxErrFlag();
 bool GetSyntaxErrFlag();
