@@ -33,6 +33,7 @@ void KXFuncParserT<T>::RegisterBuiltin(Routine routine, const char *name, int na
     if (inlineOp == kInlineIf)
         elt.argNames = {"condition", "expression1", "expression2"};
     functions_.push_back(elt);
+    nameLengths_ |= LengthBit(functions_.back().name.Length());
 }
 
 template <class T>
@@ -54,6 +55,7 @@ bool KXFuncParserT<T>::RegisterFunction(Routine routine, const KXString &name, i
     elt.name = name;
     elt.nargs = nargs;
     functions_.push_back(elt);
+    nameLengths_ |= LengthBit(functions_.back().name.Length());
     return true;
 }
 
@@ -74,12 +76,15 @@ bool KXFuncParserT<T>::RegisterConstant(const KXString &name, const T &value,
     constant.SetValue(value);
     constant.SetDescription(description);
     constants_.push_back(constant);
+    nameLengths_ |= LengthBit(name.Length());
     return true;
 }
 
 template <class T>
 const KXFuncDataEltT<T> *KXFuncParserT<T>::FindFunction(const char *name, int length) const
 {
+    if (!(nameLengths_ & LengthBit(length)))
+        return nullptr;
     for (const KXFuncDataEltT<T> &f : functions_)
         if (SameName(f.name, name, length))
             return &f;
@@ -89,6 +94,8 @@ const KXFuncDataEltT<T> *KXFuncParserT<T>::FindFunction(const char *name, int le
 template <class T>
 const KXParameterT<T> *KXFuncParserT<T>::FindConstant(const char *name, int length) const
 {
+    if (!(nameLengths_ & LengthBit(length)))
+        return nullptr;
     for (const KXParameterT<T> &c : constants_)
         if (SameName(c.name_, name, length))
             return &c;

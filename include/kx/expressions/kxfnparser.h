@@ -257,6 +257,13 @@ protected:
 private:
     std::vector<KXFuncDataEltT<T>> functions_;
     std::vector<KXParameterT<T>> constants_;
+    /// Bit min(length, 63) is set for the length of every function and constant name, so a
+    /// lookup of a name no entry is as long as (most variable names) ends at once.
+    uint64_t nameLengths_ = 0;
+    static uint64_t LengthBit(int length)
+    {
+        return uint64_t(1) << (unsigned(length) < 63u ? unsigned(length) : 63u);
+    }
 };
 
 /// The real parser: sqrt, sign, pow, **, abs, spline, max, min, lininterp, exp, sin, cos, tan,
