@@ -373,7 +373,7 @@ void kxVariablesNode::OnPublish()
         [lookUp](const List<KXString> &args, KXString &result) {
             kxNamedVariable *variable = lookUp(args, "getexpression");
             if (variable)
-                result = variable->GetExpression();
+                result = Definition(*variable);
             return variable != nullptr;
         },
         "( name ): expression of a variable");
@@ -393,7 +393,7 @@ void kxVariablesNode::OnPublish()
                 if (!variable)
                     continue;
                 line.sprintf("%s = %s\n", variable->GetName().c_str(),
-                             variable->GetExpression().c_str());
+                             Definition(*variable).c_str());
                 result += line;
             }
             return true;

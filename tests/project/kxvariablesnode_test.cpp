@@ -210,6 +210,17 @@ TEST_F(KXVariablesNodeTest, SettingRemovingAndDeletingChangeTheNamespace)
     EXPECT_FALSE(v->RemoveVariable("b"));
     error.reset();
 
+    // The commands give the definitions as the save writes them, plain values included.
+    ASSERT_TRUE(v->SetVariable("d", "1.55"));
+    KXString result;
+    List<KXString> args;
+    args.append("d");
+    ASSERT_TRUE(v->getPublishedElt("getexpression").Call(args, result)) << error.chars();
+    EXPECT_EQ(result, "1.55");
+    ASSERT_TRUE(v->getPublishedElt("listvariables").Call(List<KXString>(), result));
+    EXPECT_EQ(result, "c = b + 1\nd = 1.55\n");
+    ASSERT_TRUE(v->RemoveVariable("d"));
+
     ASSERT_TRUE(w->Delete());
     EXPECT_EQ(project->GetNameSpace()->GetVariableByName("b"), nullptr);
     EXPECT_EQ(Saved(project, "set2.txt"), "begin <kxProject(1.0)> \"P\"\n"

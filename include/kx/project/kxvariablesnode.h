@@ -31,7 +31,9 @@
 // "setvariable" ("( name, expression ): set a variable's expression; a new name is added to
 // this node"), "getvalue" ("( name ): value of a variable"), "getexpression" ("( name ):
 // expression of a variable"), "removevariable" ("( name ): remove a variable of this node") and
-// "listvariables" ("(): the lines name = expression, one per variable").
+// "listvariables" ("(): the lines name = expression, one per variable"). "getexpression" and
+// "listvariables" give a plain value as the save writes it (1.55, not the formula "0" a value
+// variable keeps).
 #ifndef KX_PROJECT_KXVARIABLESNODE_H
 #define KX_PROJECT_KXVARIABLESNODE_H
 
